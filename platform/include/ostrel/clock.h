@@ -1,0 +1,37 @@
+#pragma once
+
+// The seam to time. Durations are measured on the monotonic clock, so that a machine without a
+// battery clock survives its first time synchronisation; the wall clock is for records that leave
+// the machine. A test sets both instead of sleeping.
+//
+// Threads: reading from any thread; a test sets a clock before the threads that read it start.
+
+#include <cstdint>
+
+namespace ostrel {
+
+class Clock {
+public:
+    virtual ~Clock() = default;
+    // Microseconds since an arbitrary fixed point; never goes back.
+    [[nodiscard]] virtual std::int64_t monotonicMicroseconds() const = 0;
+    // Microseconds since 1970-01-01 00:00 UTC.
+    [[nodiscard]] virtual std::int64_t wallMicroseconds() const = 0;
+};
+
+// The clock in force: the system's, or the one that a test has set.
+[[nodiscard]] const Clock& clock();
+
+// Puts `replacement` in force until it is replaced; null brings the system's clock back. The caller
+// keeps the object alive meanwhile.
+void setClock(const Clock* replacement);
+
+// Whole seconds of the monotonic clock.
+[[nodiscard]] inline std::int64_t monotonicSeconds() {
+    return clock().monotonicMicroseconds() / 1000000;
+}
+
+// Whole seconds since 1970-01-01 00:00 UTC.
+[[nodiscard]] inline std::int64_t wallSeconds() { return clock().wallMicroseconds() / 1000000; }
+
+}  // namespace ostrel
