@@ -1,0 +1,131 @@
+#pragma once
+
+// One wireless station that a portal instance knows: its identity, its connection bookkeeping and
+// its own sequence of access scenarios, which answers nearly every question about it.
+//
+// Threads: no lock; every operation expects the lock of the client's instance.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "client/client_identity.h"
+#include "client/client_statistic_info.h"
+#include "client/command_info.h"
+#include "client/mac_addr.h"
+#include "core/message_entry.h"
+#include "messages/access_type.h"
+
+struct librad_radius_sta_info;
+
+namespace vesta {
+
+class AccessScenarioConstraints;
+class ClientMessageExtractor;
+class ClientMessageFactory;
+class PortalInstanceInterface;
+class Scenario;
+class ScenarioSequence;
+
+class Client {
+public:
+    // A newly associated station; its first scenario is started. `number` is its MTU.
+    Client(std::unique_ptr<ScenarioSequence> sequence, const std::string& mac,
+           const std::string& ip, unsigned int number, PortalInstanceInterface& owner);
+    // A station restored from a message: with the message's scenarios, login, current scenario and
+    // session time. Throws ENTRY_EXCEPTION_TYPE when the message lacks one of them or holds no
+    // usable scenario.
+    Client(std::shared_ptr<MessageEntry> message, std::shared_ptr<ClientMessageExtractor> extractor,
+           const std::string& mac, const std::string& ip, unsigned int number,
+           PortalInstanceInterface& owner);
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    [[nodiscard]] std::string getMacAddress() const { return mac_.to_string(); }
+    [[nodiscard]] const MacAddr& getMac() const { return mac_; }
+    [[nodiscard]] const std::string& getIpAddress() const { return ip_; }
+    [[nodiscard]] const std::string& getInterface() const { return interface_; }
+    [[nodiscard]] const std::string& getLogin() const { return login_; }
+    [[nodiscard]] const std::string& getPassword() const { return password_; }
+    [[nodiscard]] std::uint32_t getMtu() const { return mtu_; }
+    [[nodiscard]] bool isConnected() const { return connected_; }
+    [[nodiscard]] std::int64_t getLastUpdate() const { return lastUpdate_; }  // monotonic seconds
+    [[nodiscard]] PortalInstanceInterface& getOwner() const { return owner_; }
+    [[nodiscard]] librad_radius_sta_info* getRadiusSta() const { return radiusSta_; }
+
+    void setIpAddress(const std::string& ip);
+    void setLogin(const std::string& login) { login_ = login; }
+    void setPassword(const std::string& password) { password_ = password; }
+    void setRedirectUrl(const char* data, unsigned int length);
+    // The station record stays its maker's; null takes it away.
+    void setRadiusSta(librad_radius_sta_info* sta) { radiusSta_ = sta; }
+
+    // "%08X-%08X" of the station record's session words, "" without a record.
+    [[nodiscard]] std::string getSessionId() const;
+    // By IP, by MAC or by login; the accounting id never matches.
+    [[nodiscard]] bool isThatYou(const ClientIdentity& identity) const;
+
+    // Once a collector's round: whether statistics came since the last call decides whether the
+    // station is connected. True when that changed.
+    bool updateConnectStatus();
+    void updateStatistic(ClientStatisticInfo& statistics);
+    [[nodiscard]] ClientStatisticInfo getStatistic() const;
+    [[nodiscard]] ClientStatisticInfo getStatistic(EndReason reason) const;
+
+    // Questions that the current scenario answers.
+    [[nodiscard]] ACCESS_TYPE getAccessType() const;
+    [[nodiscard]] bool isAccessOpen() const { return getAccessType() == ACCESS_ALLOW; }
+    // (transmit, receive) in KiB/s, 0 = unlimited.
+    [[nodiscard]] std::pair<std::uint32_t, std::uint32_t> getSpeedConstraints() const;
+    [[nodiscard]] long getAwayTimeout() const;  // seconds
+    // The scenario's white list, else the instance's default.
+    [[nodiscard]] std::string getWhiteIpListId() const;
+    bool checkScenarioExpire();
+    // Restored from another access point, or past the first redirect scenario.
+    [[nodiscard]] bool isAuthorized() const;
+    [[nodiscard]] std::shared_ptr<Scenario> get_current_scenario() const;
+
+    // Moves; each returns whether a scenario was entered.
+    bool set_auth_scenario_client();
+    bool set_deauth_scenario_client();
+    bool setMacAuthSuccessScenario();
+    bool setMacAuthFailureScenario();
+    bool addScenarios(std::vector<std::shared_ptr<Scenario>>& scenarios);
+    // "0" changes no scenario: it clears the reason of the last expiry.
+    bool setCurrentScenario(const std::string& name);
+    void updateScenarioConstraints(AccessScenarioConstraints& constraints);
+
+    // Null when the factory's filter rejects this client.
+    std::shared_ptr<MessageEntry> dumpToMessage(std::shared_ptr<ClientMessageFactory>) const;
+    std::shared_ptr<MessageEntry> dumpScenarioToMessage(
+        std::shared_ptr<ClientMessageFactory>) const;
+
+    // Has the access point's tool throw the station off the air. Does not wait and does not change
+    // the client.
+    void disconnect_client();
+
+private:
+    void addIdentity(ClientMessageFactory& factory) const;
+    void addRedirection(ClientMessageFactory& factory) const;
+    void addState(ClientMessageFactory& factory) const;
+
+    std::unique_ptr<ScenarioSequence> sequence_;
+    MacAddr mac_;
+    std::string ip_;
+    std::string interface_;
+    std::string login_;
+    std::string password_;
+    std::uint32_t mtu_;
+    std::int64_t lastUpdate_;  // monotonic seconds
+    bool updatedSinceCheck_ = false;
+    bool connected_ = false;
+    bool authorizedBySync_ = false;
+    librad_radius_sta_info* radiusSta_ = nullptr;
+    PortalInstanceInterface& owner_;
+    std::string redirectUrl_;
+};
+
+}  // namespace vesta

@@ -1,0 +1,116 @@
+#pragma once
+
+// The captive portal of one VAP, as everybody else sees it. What is handed around is the
+// threadsafe holder, whose calls take the instance's one lock; the getters of fixed properties,
+// setWhiteIpListData() and getRadiusSharedKey() go through without it.
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/message_entry.h"
+
+namespace vesta {
+
+class AccessScenarioConstraints;
+class Client;
+class ClientMessageExtractor;
+class ClientMessageFactory;
+class CommandInfo;
+class Informator;
+class PortalInstanceMessageFactory;
+class Scenario;
+struct ClientIdentity;
+struct ClientStatisticInfo;
+
+// A shared secret; null and 0 when there is none. Owned by the instance's RADIUS worker.
+using RadiusSharedKey = std::pair<unsigned char*, unsigned int>;
+
+class PortalInstanceInterface {
+public:
+    virtual std::string getName() const = 0;
+    virtual std::string getAttachedInterface() const = 0;
+    // "" when the system knows no such interface.
+    virtual std::string getAttachedInterfaceMac() const = 0;
+    virtual std::string getSsid() const = 0;
+    // The RADIUS domain.
+    virtual std::string getDomain() const = 0;
+    // The AP location: the mobility domain.
+    virtual std::string getApLocation() const = 0;
+    // The default white list of the instance's clients.
+    virtual std::string getWhiteIpListId() const = 0;
+    // (identifier, data) of the default white list.
+    virtual void setWhiteIpListData(const std::pair<std::string, std::string>&) = 0;
+    virtual void addClientsEventsInformator(std::shared_ptr<Informator>) = 0;
+    // A new station; true also when it is there already. `value` is its MTU as the redirector
+    // module reports it.
+    virtual bool addClient(const std::string& mac, const std::string& ip, unsigned int value) = 0;
+    // A station that another access point told about.
+    virtual bool addClient(std::shared_ptr<MessageEntry>, std::shared_ptr<ClientMessageExtractor>,
+                           const std::string& ip, unsigned int value) = 0;
+    // 0 authenticated, 1 under way, 2 not by this path, 3 no such connected station.
+    virtual int authenticateClient(ClientIdentity&, const std::string& login,
+                                   const std::string& password) = 0;
+    virtual void delClient(std::shared_ptr<Client>, const CommandInfo&) {}
+    // The four moves of a client: true when it entered another scenario. A client that is no longer
+    // in the table stays as it is (false).
+    virtual bool set_auth_scenario_client(std::shared_ptr<Client>) = 0;
+    virtual bool set_deauth_scenario_client(std::shared_ptr<Client>) = 0;
+    virtual bool setMacAuthSuccessScenario(std::shared_ptr<Client>) = 0;
+    virtual bool setMacAuthFailureScenario(std::shared_ptr<Client>) = 0;
+    virtual bool setClientScenario(ClientIdentity&, const std::string& name,
+                                   AccessScenarioConstraints&) = 0;
+    virtual bool addClientScenarios(ClientIdentity&, std::vector<std::shared_ptr<Scenario>>&) = 0;
+    // The virtual portal of the configuration's first redirect scenario.
+    virtual std::string getSharedPortalName() const = 0;
+    virtual void updateClientIp(ClientIdentity&, const std::string& ip) = 0;
+    virtual void updateClientStatistic(ClientStatisticInfo&) = 0;
+    virtual void checkClientsExpired() = 0;
+    virtual void makeClientsPeriodicUpdate() = 0;
+    // Throws the station off the air and removes it; false when it isn't here.
+    virtual bool disconnectClient(ClientIdentity&, const CommandInfo&) = 0;
+    virtual bool isYourClient(ClientIdentity&) const = 0;
+    virtual bool isClientConnected(ClientIdentity&) const = 0;
+    virtual RadiusSharedKey getRadiusSharedKey() = 0;
+    // The dumps return what the factory wrote: one message for the instance or the client (null
+    // when the client isn't here or was filtered), or one for each client.
+    virtual std::shared_ptr<MessageEntry> dumpToMessage(
+        std::shared_ptr<PortalInstanceMessageFactory>) const = 0;
+    virtual std::shared_ptr<MessageEntry> dumpClientToMessage(
+        const ClientIdentity&, std::shared_ptr<ClientMessageFactory>) const = 0;
+    virtual std::vector<std::shared_ptr<MessageEntry>> dumpClientsToMessages(
+        std::shared_ptr<ClientMessageFactory>) const = 0;
+    virtual std::vector<std::shared_ptr<MessageEntry>> dumpScenariosToMessages(
+        std::shared_ptr<ClientMessageFactory>) const = 0;
+    virtual std::shared_ptr<MessageEntry> dumpScenariosToMessage(
+        std::shared_ptr<ClientMessageFactory>, const ClientIdentity&) const = 0;
+
+    // Search predicates: exact comparison, the first match of a linear search wins.
+    class PortalFindByInterface {
+    public:
+        explicit PortalFindByInterface(std::string name) : name_(std::move(name)) {}
+        bool operator()(const std::shared_ptr<PortalInstanceInterface>& instance) const {
+            return instance->getAttachedInterface() == name_;
+        }
+
+    private:
+        std::string name_;
+    };
+    class PortalFindBySsid {
+    public:
+        explicit PortalFindBySsid(std::string ssid) : ssid_(std::move(ssid)) {}
+        bool operator()(const std::shared_ptr<PortalInstanceInterface>& instance) const {
+            return instance->getSsid() == ssid_;
+        }
+
+    private:
+        std::string ssid_;
+    };
+
+protected:
+    // Instances are owned through shared pointers to the concrete class.
+    ~PortalInstanceInterface() = default;
+};
+
+}  // namespace vesta

@@ -1,0 +1,61 @@
+#pragma once
+
+// One node of a configuration document or of a message. The rest of the daemon reads and writes
+// messages through this interface alone; JsonEntry is the implementation.
+//
+// Threads: an entry belongs to one thread at a time, and so does every entry that was handed out
+// of it or put into it.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vesta {
+
+// Thrown by value by the getters; callers that treat a key as optional catch it at that look-up.
+enum ENTRY_EXCEPTION_TYPE {
+    ENTRY_NOT_FOUND = 1,   // the key is absent, or the node is null
+    ENTRY_WRONG_TYPE = 2,  // the key's value has another type than required
+    ENTRY_EMPTY = 3,       // a request was answered with no message at all
+};
+
+class MessageEntry {
+public:
+    virtual ~MessageEntry() = default;
+
+    // True for a boolean true and for the texts "true", "TRUE", ...; other types throw.
+    virtual bool getBoolValue(const char* key) = 0;
+    // Doubles only; an integer throws.
+    virtual double getDoubleValue(const char* key) = 0;
+    // An int, or a text that is read as one ("12abc" is 12, "5000000000" is 2147483647).
+    virtual int getIntValue(const char* key) = 0;
+    virtual std::string getCharValue(const char* key) = 0;
+    // A copy: changing it never reaches this entry.
+    virtual std::shared_ptr<MessageEntry> getObjectValue(const char* key) = 0;
+    // The elements of an array, or the members of an object in their order, for reading.
+    virtual std::vector<std::shared_ptr<MessageEntry>> getArrayValue(const char* key) = 0;
+    // The same of this entry itself.
+    virtual std::vector<std::shared_ptr<MessageEntry>> getArrayValue() { return {}; }
+    // The entry as text, valid until the entry is changed or destroyed.
+    virtual const char* getStringRepresentation() { return ""; }
+    // The underlying json-c node, without a reference.
+    virtual void* getRowMessage() { return nullptr; }
+
+    // Inserters add or replace a direct member; they throw ENTRY_WRONG_TYPE on an entry that is no
+    // object, and ENTRY_NOT_FOUND on an empty one.
+    virtual void insertBoolValue(const char* key, bool value) = 0;
+    virtual void insertDoubleValue(const char* key, double value) = 0;
+    virtual void insertIntValue(const char* key, int value) = 0;
+    virtual void insertStringValue(const char* key, const char* value) = 0;
+    // A copy of `entry` goes in.
+    virtual void insertObjectValue(const char* key, std::shared_ptr<MessageEntry> entry) = 0;
+    // Always throws: ENTRY_NOT_FOUND for an absent member, ENTRY_WRONG_TYPE for any other, and
+    // changes nothing.
+    virtual void addToArrayValue(const char* key, std::shared_ptr<MessageEntry> entry) = 0;
+    // An array of copies of the entries goes in.
+    virtual void insertArrayValue(const char* key,
+                                  std::vector<std::shared_ptr<MessageEntry>> entries) = 0;
+    virtual void removeValue(const char* key) = 0;
+};
+
+}  // namespace vesta

@@ -1,0 +1,36 @@
+#pragma once
+
+// A source of client records that are kept outside the portal, and the key of such a record.
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "core/message_entry.h"
+
+namespace vesta {
+
+// A station on an SSID: the same MAC seen on two SSIDs is two records. A MAC text that can't be
+// read gives the zero MAC. Ordered by the MAC's bytes, then by the SSID.
+struct ClientInformationIdentity {
+    ClientInformationIdentity(const std::string& macText, const std::string& ssidText);
+
+    std::array<unsigned char, 6> mac;
+    std::string ssid;
+};
+
+bool operator<(const ClientInformationIdentity& left, const ClientInformationIdentity& right);
+bool operator==(const ClientInformationIdentity& left, const ClientInformationIdentity& right);
+
+class ClientInformationStore {
+public:
+    virtual ~ClientInformationStore() = default;
+
+    // The record of that client, shared with nobody; null when none is known.
+    virtual std::shared_ptr<MessageEntry> getMessageForClient(
+        const ClientInformationIdentity& identity) = 0;
+    // Called once a second: refresh from the peer.
+    virtual void updateState() = 0;
+};
+
+}  // namespace vesta

@@ -1,0 +1,75 @@
+#pragma once
+
+// One step of the access policy that a station walks through. Three kinds: AccessScenario lets the
+// station through within limits, RedirectScenario holds its traffic and sends its web requests to a
+// portal, DropScenario drops it while MAC authentication picks the way on. An attribute that a kind
+// does not hold answers empty, with an error record where asking for it is a fault.
+//
+// Threads: no lock; reached only through the station's client, under its instance's lock.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "core/message_entry.h"
+#include "messages/access_type.h"
+
+namespace vesta {
+
+class AccessScenarioConstraints;
+class ScenarioMessageExtractor;
+class ScenarioMessageFactory;
+struct ClientStatisticInfo;
+
+class Scenario {
+public:
+    Scenario() = default;
+    virtual ~Scenario() = default;
+    Scenario& operator=(const Scenario&) = delete;
+
+    // Reads what this kind holds from a message; a value that is missing leaves the default and
+    // one log record.
+    virtual void extractDataFromMsg(std::shared_ptr<MessageEntry>,
+                                    std::shared_ptr<ScenarioMessageExtractor>);
+    // A copy that shares no state with this one.
+    virtual std::shared_ptr<Scenario> getSenarioCopy() const = 0;
+    virtual ACCESS_TYPE getAccessOpen() const = 0;
+    // Called whenever a sequence makes the scenario current; `syncTime` are the session seconds
+    // already spent in it elsewhere.
+    virtual void startScenario(unsigned int syncTime);
+    virtual std::string getRedirectUrl() const;
+    virtual std::string getVirtualPortalName() const;
+    virtual bool isExpired();
+    virtual std::string getExpireReason() const;
+    virtual bool clearExpireReason();
+    virtual std::string getWhiteIpListId() const;
+    virtual unsigned int getTxMaxSpeed() const;   // KiB/s, 0 = unlimited
+    virtual unsigned int getRxMaxSpeed() const;   // KiB/s, 0 = unlimited
+    virtual long long getTrafficLimit() const;    // bytes, 0 = none
+    virtual long getAwayTimeout() const;          // seconds, 0 = none
+    virtual long getCurrentTimeLimit() const;     // seconds used of the time limit
+    virtual long getScenarioTime() const;         // seconds of session time
+    virtual long getConnectionTime() const;       // seconds
+    virtual long long getCurrentTraffic() const;  // bytes used of the traffic limit
+    virtual std::string getMacAuthSuccessScenarioName() const;
+    virtual std::string getMacAuthFailureScenarioName() const;
+    virtual std::string get_name_auth_scenario() const;
+    virtual std::string get_name_deauth_scenario() const;
+    virtual void updateScenarioConstraints(AccessScenarioConstraints&);
+    virtual void updateStatistic(ClientStatisticInfo&);
+    virtual ClientStatisticInfo getStatistic() const;
+    virtual std::shared_ptr<MessageEntry> dumpToMessage(
+        std::shared_ptr<ScenarioMessageFactory>) const = 0;
+
+    [[nodiscard]] const std::string& getScenarioName() const { return name_; }
+    [[nodiscard]] std::uint32_t getId() const { return id_; }
+    void setId(std::uint32_t id) { id_ = id; }
+
+protected:
+    Scenario(const Scenario&) = default;
+
+    std::string name_;
+    std::uint32_t id_ = 0;
+};
+
+}  // namespace vesta
