@@ -1,0 +1,99 @@
+#include "ostrel/cfg.h"
+
+#include <gtest/gtest.h>
+#include <json-c/json.h>
+
+#include <memory>
+
+namespace {
+
+struct Release {
+    void operator()(cfg_t* object) const { cfg_release(object); }
+};
+using Cfg = std::unique_ptr<cfg_t, Release>;
+
+Cfg empty() {
+    return Cfg(cfg_get_empty());
+}
+
+std::string json(const Cfg& object) {
+    return cfg_json_source(object.get())->toJson();
+}
+
+TEST(Cfg, WritesMembersInOrderOfInsertion) {
+    const Cfg trap = empty();
+    const Cfg event = empty();
+    cfg_set_param(trap.get(), "command", "cp-client-trap");
+    cfg_insert_child(trap.get(), "event", event.get());
+    // Filled after it was inserted: parent and maker share one object.
+    cfg_set_param(event.get(), "type", "cp-deauth");
+    cfg_set_param(event.get(), "ip", "");
+    EXPECT_EQ(json(trap), R"({"command":"cp-client-trap","event":{"type":"cp-deauth","ip":""}})");
+    EXPECT_EQ(json(empty()), "{}");
+}
+
+TEST(Cfg, EscapesWhatJsonCannotCarryRaw) {
+    const Cfg object = empty();
+    const std::string login = "a\"b\\c\n\x01/\xc3\xa9";
+    cfg_set_param(object.get(), "user\"name", login.c_str());
+    json_object* parsed = json_tokener_parse(json(object).c_str());
+    json_object* value = nullptr;
+    ASSERT_TRUE(json_object_object_get_ex(parsed, "user\"name", &value));
+    EXPECT_EQ(json_object_get_string(value), login);
+    json_object_put(parsed);
+}
+
+TEST(Cfg, ALaterValueReplacesWhateverStoodUnderTheName) {
+    const Cfg object = empty();
+    const Cfg child = empty();
+    cfg_set_param(object.get(), "a", "1");
+    cfg_set_param(object.get(), "b", "2");
+    cfg_set_param(object.get(), "a", cfg_get_param(object.get(), "a"));
+    EXPECT_EQ(json(object), R"({"a":"1","b":"2"})");
+
+    cfg_insert_child(object.get(), "a", child.get());
+    EXPECT_EQ(cfg_get_param(object.get(), "a"), nullptr);
+    cfg_insert_child(object.get(), "a", child.get());
+    EXPECT_EQ(cfg_get_child(object.get(), "a"), child.get());
+
+    cfg_set_param(object.get(), "a", "3");
+    EXPECT_EQ(cfg_get_child(object.get(), "a"), nullptr);
+    EXPECT_EQ(json(object), R"({"a":"3","b":"2"})");
+    EXPECT_EQ(json(child), "{}");
+}
+
+TEST(Cfg, AChildOutlivesTheParentThatItsMakerReleased) {
+    Cfg parent = empty();
+    const Cfg child = empty();
+    cfg_set_param(child.get(), "x", "y");
+    cfg_insert_child(parent.get(), "c", child.get());
+    parent.reset();
+    EXPECT_STREQ(cfg_get_param(child.get(), "x"), "y");
+}
+
+TEST(Cfg, RefusesAChildThatWouldCloseACircle) {
+    const Cfg top = empty();
+    const Cfg middle = empty();
+    const Cfg leaf = empty();
+    ASSERT_EQ(cfg_insert_child(top.get(), "m", middle.get()), 0);
+    ASSERT_EQ(cfg_insert_child(middle.get(), "l", leaf.get()), 0);
+    EXPECT_EQ(cfg_insert_child(top.get(), "self", top.get()), -1);
+    EXPECT_EQ(cfg_insert_child(leaf.get(), "top", top.get()), -1);
+    // Twice the same child is no circle.
+    EXPECT_EQ(cfg_insert_child(top.get(), "again", leaf.get()), 0);
+    EXPECT_EQ(json(top), R"({"m":{"l":{}},"again":{}})");
+}
+
+TEST(Cfg, NullArgumentsChangeNothing) {
+    const Cfg object = empty();
+    EXPECT_EQ(cfg_set_param(nullptr, "a", "b"), -1);
+    EXPECT_EQ(cfg_set_param(object.get(), nullptr, "b"), -1);
+    EXPECT_EQ(cfg_set_param(object.get(), "a", nullptr), -1);
+    EXPECT_EQ(cfg_insert_child(object.get(), "a", nullptr), -1);
+    EXPECT_EQ(cfg_get_param(object.get(), "a"), nullptr);
+    EXPECT_EQ(cfg_get_param(nullptr, "a"), nullptr);
+    cfg_release(nullptr);
+    EXPECT_EQ(json(object), "{}");
+}
+
+}  // namespace
