@@ -18,9 +18,13 @@ std::string environmentOr(const char* name, const char* fallback) {
     return value != nullptr && *value != '\0' ? value : fallback;
 }
 
+// Leaves errno alone: it tells why the directory could not be made.
 bool isDirectory(const std::string& path) {
+    const int saved = errno;
     struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    const bool directory = stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    errno = saved;
+    return directory;
 }
 
 }  // namespace
