@@ -10,6 +10,8 @@
 
 namespace vesta {
 
+class ClientMessageExtractor;
+
 // A station on an SSID: the same MAC seen on two SSIDs is two records. A MAC text that can't be
 // read gives the zero MAC. Ordered by the MAC's bytes, then by the SSID.
 struct ClientInformationIdentity {
@@ -31,6 +33,8 @@ public:
         const ClientInformationIdentity& identity) = 0;
     // Called once a second: refresh from the peer.
     virtual void updateState() = 0;
+    // How this store's records are read; null when it never has one.
+    virtual std::shared_ptr<ClientMessageExtractor> getMessageExtractor() { return nullptr; }
 };
 
 }  // namespace vesta

@@ -1,0 +1,131 @@
+#pragma once
+
+// The daemon's central object: one portal instance for each served VAP, and the routing of every
+// event and command to the right one. Its loop, on the main thread, asks for fresh statistics once
+// a second and drives the instances' periodic work.
+//
+// Threads: the portal takes no lock of its own; its set of instances is fixed at construction and
+// every instance is reached through its holder. The setters are called before the threads start.
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/loop_worker.h"
+#include "core/message_entry.h"
+#include "inform/information_collector.h"
+#include "kernel/station_receiver.h"
+
+class IpcInterface;
+
+namespace vesta {
+
+class AccessScenarioConstraints;
+class ClientInformationStore;
+class ClientMessageFactory;
+class CommandInfo;
+class Informator;
+class KernelWhiteListStore;
+class PortalInstanceInterface;
+class PortalInstanceMessageExtractor;
+class PortalInstanceMessageFactory;
+class RedirectorModuleWorker;
+class Scenario;
+class WhiteAddressesList;
+class WhiteListExtractor;
+struct ClientIdentity;
+struct ClientStatisticInfo;
+
+class Portal : public LoopWorker, public InformationCaller, public StationReceiver {
+public:
+    // Builds everything from the configuration document; `uplink` and `apLocation`, where not
+    // empty, stand for "uplink-interface" and "ap-location". Throws ENTRY_EXCEPTION_TYPE for a
+    // missing key, after logging which; ends the process (status 1) when there is no VAP to serve.
+    Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> config,
+           const std::string& uplink, const std::string& apLocation);
+    ~Portal() override;
+
+    // Runs the redirector worker on its thread and the loop on this one; returns after stop(),
+    // with that thread ended.
+    void start() override;
+    bool handle() override;
+    // Fresh statistics, on the thread that delivers them.
+    void responseCallback(std::vector<ClientStatisticInfo>& statistics) override;
+
+    void setInformationCollector(std::shared_ptr<InformationCollector> collector);
+    // Kept as a weak pointer.
+    void setClientInformationStore(std::shared_ptr<ClientInformationStore> store);
+    void addClientsEventsInformator(std::shared_ptr<Informator> informator);
+
+    // A station that the redirector module reports; false when no instance serves the interface.
+    bool addClient(const std::string& mac, const std::string& ip, unsigned int value,
+                   const std::string& interfaceName) override;
+    // 0 authenticated, 1 under way, 2 not by this path, 3 no instance has it connected.
+    int authenticateClient(ClientIdentity& identity, const std::string& login,
+                           const std::string& password);
+    // Each is true when the station was found and disconnected.
+    bool disconnectClient(ClientIdentity& identity, const CommandInfo& command);
+    bool disconnectClientFromInterface(const std::string& interfaceName, ClientIdentity& identity,
+                                       const CommandInfo& command);
+    // Every instance of the SSID that has the station.
+    bool disconnectClientFrom(const std::string& ssid, ClientIdentity& identity,
+                              const CommandInfo& command);
+    // The secret of the instance that has the station connected, else of the first one.
+    std::pair<unsigned char*, unsigned int> getClientRadiusSharedKey(ClientIdentity& identity);
+
+    [[nodiscard]] std::string getProxyIp() const;
+    // "http://<proxy>:8888/"
+    [[nodiscard]] std::string getProxyUrl() const;
+    [[nodiscard]] std::shared_ptr<KernelWhiteListStore> getWhiteListStore() const;
+    // Forgets the lists of other access points; the configured lists and defaults are put back.
+    void clearWhiteIPLists();
+    // A change of an instance's default white list from another access point.
+    void updatePortalInstance(std::shared_ptr<MessageEntry> message,
+                              std::shared_ptr<PortalInstanceMessageExtractor> extractor);
+
+    bool addClientScenarios(ClientIdentity& identity,
+                            std::vector<std::shared_ptr<Scenario>>& scenarios);
+    bool setClientScenario(ClientIdentity& identity, const std::string& name,
+                           AccessScenarioConstraints& constraints);
+
+    // Null when no instance has the client, or the factory's filter rejects it.
+    std::shared_ptr<MessageEntry> dumpClientToMessage(const ClientIdentity& identity,
+                                                      std::shared_ptr<ClientMessageFactory>) const;
+    std::vector<std::shared_ptr<MessageEntry>> dumpInstancesToMessages(
+        std::shared_ptr<PortalInstanceMessageFactory>) const;
+    std::vector<std::shared_ptr<MessageEntry>> dumpClientsToMessages(
+        std::shared_ptr<ClientMessageFactory>) const;
+    std::vector<std::shared_ptr<MessageEntry>> dumpScenariosToMessages(
+        std::shared_ptr<ClientMessageFactory>) const;
+    // The one client of the instances with this SSID; null when there is none.
+    std::shared_ptr<MessageEntry> dumpScenariosToMessage(std::shared_ptr<ClientMessageFactory>,
+                                                         const ClientIdentity& identity,
+                                                         const std::string& ssid) const;
+
+private:
+    using Instance = std::shared_ptr<PortalInstanceInterface>;
+
+    void initInterfces(const std::shared_ptr<MessageEntry>& config, const std::string& uplink,
+                       const std::string& apLocation);
+    void addInstance(const std::shared_ptr<MessageEntry>& entry, const std::string& uplink,
+                     const std::string& apLocation,
+                     const std::vector<std::shared_ptr<Informator>>& informators);
+    void addWhiteIpLists(const std::shared_ptr<MessageEntry>& section,
+                         WhiteListExtractor& extractor);
+    Instance findConnecting(ClientIdentity& identity) const;
+    bool addRememberedClient(PortalInstanceInterface& instance, const std::string& mac,
+                             const std::string& ip, unsigned int value);
+
+    std::shared_ptr<IpcInterface> ipc_;
+    std::vector<Instance> instances_;
+    std::vector<std::pair<std::string, std::string>> configuredDefaults_;  // one an instance
+    std::shared_ptr<RedirectorModuleWorker> redirectorWorker_;
+    std::shared_ptr<KernelWhiteListStore> whiteListStore_;
+    std::vector<std::shared_ptr<WhiteAddressesList>> configuredLists_;
+    std::shared_ptr<InformationCollector> collector_;
+    std::weak_ptr<ClientInformationStore> clientStore_;
+    std::string apLocation_;
+};
+
+}  // namespace vesta

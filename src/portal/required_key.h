@@ -1,0 +1,25 @@
+#pragma once
+
+// Reading of keys that the daemon can't do without: the failure is told with the key and the object
+// that lacks it before it ends the daemon.
+
+#include <string>
+
+#include "core/logger.h"
+#include "core/message_entry.h"
+
+namespace vesta {
+
+// The result of `read()`; a key that is missing or of a wrong type is logged and thrown on.
+template <class Read>
+auto requiredKey(const char* key, const std::string& object, Read read) -> decltype(read()) {
+    try {
+        return read();
+    } catch (ENTRY_EXCEPTION_TYPE failure) {
+        logger().Error("Key \"%s\" of %s is %s\n", key, object.c_str(),
+                       failure == ENTRY_NOT_FOUND ? "missing" : "of a wrong type");
+        throw;
+    }
+}
+
+}  // namespace vesta
