@@ -26,12 +26,14 @@ void ostrel_log_msg_timed(const char* format, ...) __attribute__((format(printf,
 void vostrel_log_msg_timed(const char* format, va_list arguments)
     __attribute__((format(printf, 1, 0)));
 
-// Appends to the record that was begun. The record is written when it ends with a line end.
+// Appends to the record that was begun. The record is written when it ends with a line end, or when
+// the next one begins. One longer than 256 KiB is cut there, and ends with "...".
 void vostrel_log_msg(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
 
-// Writes one whole record, `text` (line end included) behind the time and the daemon, with
-// async-signal-safe calls alone and without any lock.
+// Writes one whole record, `text` (line end included, at most 1 KiB) behind the time and the
+// daemon, with async-signal-safe calls alone and without any lock. errno survives.
 void ostrel_log_emergency(const char* text);
 
-// Records that could not be written since the start.
+// Records that could not be written since the start. The first record that can be written again is
+// preceded by one that tells how many were lost.
 unsigned long ostrel_log_lost();

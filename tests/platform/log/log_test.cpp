@@ -1,0 +1,244 @@
+#include "ostrel/log.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+
+#include "ostrel/runtime.h"
+#include "platform/support.h"
+
+namespace {
+
+using ostrel::testing::ManualClock;
+using ostrel::testing::readFile;
+using ostrel::testing::TempDirectory;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
+constexpr char kHead[] = "2026-11-22 21:14:42.123 \\+0000 vestad\\[[0-9]+\\]: ";
+
+void append(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void append(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vostrel_log_msg(format, arguments);
+    va_end(arguments);
+}
+
+void logText(const std::string& text) {
+    ostrel_log_msg_timed("|%s|", "DEBUG");
+    append("%s\n", text.c_str());
+}
+
+class LogTest : public ::testing::Test {
+protected:
+    LogTest() {
+        setZone("UTC0");
+        clock.wall = 1795382082123456;  // 2026-11-22 21:14:42.123456 UTC
+        ostrel_log_set_daemonname("vestad");
+        ostrel_log_set_limit(0);
+        // What an earlier test has lost is told here, not in the file under test.
+        ostrel_log_set_filename("/dev/null");
+        logText("");
+        ostrel_log_set_filename(file.c_str());
+        recordLength = lengthOf("");
+    }
+    ~LogTest() override { ostrel_log_set_filename("/dev/null"); }
+
+    static void setZone(const char* zone) {
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+
+    // The bytes that a record with `text` takes.
+    std::size_t lengthOf(const std::string& text) {
+        logText(text);
+        const std::size_t length = readFile(file).size();
+        std::filesystem::resize_file(file, 0);
+        return length;
+    }
+
+    ManualClock clock;
+    TempDirectory directory;
+    const std::string file = directory.path("vestad.log");
+    std::size_t recordLength = 0;
+};
+
+TEST_F(LogTest, ARecordIsTimeDaemonProcessAndTheTextAsGiven) {
+    logText("client 7% gone");
+    EXPECT_THAT(readFile(file), MatchesRegex(kHead + std::string("\\|DEBUG\\|client 7% gone\n")));
+    EXPECT_THAT(readFile(file), HasSubstr("[" + std::to_string(getpid()) + "]"));
+    struct stat status {};
+    ASSERT_EQ(stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(LogTest, ARecordGoesOutWhenItEnds) {
+    ostrel_log_msg_timed("|ERROR|");
+    append("%s", "first ");
+    EXPECT_EQ(readFile(file), "");
+    append("half");
+    // The next one begins although this one had no line end.
+    ostrel_log_msg_timed("|ERROR|whole\n");
+    EXPECT_THAT(readFile(file), MatchesRegex(kHead + std::string("\\|ERROR\\|first half\n") +
+                                             kHead + "\\|ERROR\\|whole\n"));
+}
+
+TEST_F(LogTest, TheEmergencyRecordReadsLikeAnyOtherInAnyZone) {
+    for (const char* zone : {"XXX-5:30", "YYY3", "UTC0"}) {
+        setZone(zone);
+        clock.wall += 60 * 1000000;
+        std::filesystem::resize_file(file, 0);
+        logText("Receive kill signal 11");
+        const std::string normal = readFile(file);
+        errno = EBUSY;
+        ostrel_log_emergency("|DEBUG|Receive kill signal 11\n");
+        EXPECT_EQ(errno, EBUSY);
+        EXPECT_EQ(readFile(file), normal + normal);
+    }
+}
+
+TEST_F(LogTest, AnEmergencyTextIsBoundedAndEndsItsLine) {
+    ostrel_log_emergency("no end");
+    EXPECT_THAT(readFile(file), EndsWith("]: no end\n"));
+    ostrel_log_emergency(std::string(5000, 'x').c_str());
+    EXPECT_THAT(readFile(file), EndsWith("xxx\n"));
+    EXPECT_LT(readFile(file).size(), 2000U);
+}
+
+TEST_F(LogTest, AnEndlessRecordIsCutWithAMark) {
+    ostrel_log_msg_timed("|DEBUG|");
+    append("%s\n", std::string(300 * 1024, 'x').c_str());
+    append("of the same record\n");
+    const std::string text = readFile(file);
+    EXPECT_EQ(text.size(), 256U * 1024U);
+    EXPECT_THAT(text.substr(text.size() - 8), "xxxx...\n");
+
+    std::filesystem::resize_file(file, 0);
+    const std::string fits(256 * 1024 - recordLength, 'y');
+    logText(fits);
+    EXPECT_EQ(readFile(file).size(), 256U * 1024U);
+    EXPECT_THAT(readFile(file), EndsWith("yyy\n"));
+}
+
+TEST_F(LogTest, TheFileIsRenamedBeforeItPassesTheLimit) {
+    ostrel_log_set_limit(1);
+    logText(std::string(1024 - 2 * recordLength, 'a'));
+    logText("");
+    EXPECT_EQ(readFile(file).size(), 1024U);
+    EXPECT_FALSE(std::filesystem::exists(file + ".1"));
+    logText("b");
+    EXPECT_THAT(readFile(file), EndsWith("|b\n"));
+    EXPECT_EQ(readFile(file).size(), recordLength + 1);
+    EXPECT_EQ(readFile(file + ".1").size(), 1024U);
+
+    // One byte too many, and a record that no file within the limit could hold.
+    logText(std::string(1024 - 2 * recordLength, 'c'));
+    EXPECT_EQ(readFile(file).size(), 1024 - recordLength);
+    logText(std::string(2000, 'd'));
+    EXPECT_EQ(readFile(file).size(), recordLength + 2000);
+    EXPECT_THAT(readFile(file + ".1"), EndsWith("ccc\n"));
+}
+
+TEST_F(LogTest, TheEmergencyWriterFollowsARotation) {
+    ostrel_log_set_limit(1);
+    logText(std::string(1000, 'a'));
+    logText("b");
+    ostrel_log_emergency("|ERROR|end\n");
+    EXPECT_THAT(readFile(file), EndsWith("|ERROR|end\n"));
+    EXPECT_THAT(readFile(file), HasSubstr("|b\n"));
+}
+
+TEST_F(LogTest, ARemovedFileIsBegunAnew) {
+    logText("old");
+    std::filesystem::remove(file);
+    logText("new");
+    EXPECT_THAT(readFile(file), MatchesRegex(kHead + std::string("\\|DEBUG\\|new\n")));
+}
+
+TEST_F(LogTest, AFullDiskLosesRecordsAndTellsHowManyLater) {
+    const unsigned long before = ostrel_log_lost();
+    ostrel_log_set_filename("/dev/full");
+    logText("1");
+    logText("2");
+    logText("3");
+    EXPECT_EQ(ostrel_log_lost(), before + 3);
+    ostrel_log_set_filename(file.c_str());
+    logText("4");
+    logText("5");
+    EXPECT_EQ(ostrel_log_lost(), before + 3);
+    EXPECT_THAT(readFile(file), MatchesRegex(kHead +
+                                             std::string("\\|WARNING\\|3 log records were lost: "
+                                                         "No space left on device\n") +
+                                             kHead + "\\|DEBUG\\|4\n" + kHead + "\\|DEBUG\\|5\n"));
+}
+
+TEST_F(LogTest, AnUnwritableFileIsTriedAgainAfterSomeSeconds) {
+    const std::string later = directory.path("later/vestad.log");
+    ostrel_log_set_filename(later.c_str());
+    std::filesystem::create_directory(directory.path("later"));
+    logText("lost");
+    EXPECT_FALSE(std::filesystem::exists(later));
+    clock.monotonic += 5000000;
+    logText("written");
+    EXPECT_THAT(readFile(later), HasSubstr("|WARNING|1 log records were lost: No such file"));
+    EXPECT_THAT(readFile(later), EndsWith("|written\n"));
+}
+
+class LogFifoTest : public LogTest {
+protected:
+    static constexpr int kCapacity = 4096;
+
+    LogFifoTest() {
+        mkfifo(fifo.c_str(), 0600);
+        // Nobody reads yet; that must neither block nor fail.
+        ostrel_log_set_filename(fifo.c_str());
+        reader.reset(open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        EXPECT_EQ(fcntl(reader.get(), F_SETPIPE_SZ, kCapacity), kCapacity);
+    }
+
+    std::string drain() const {
+        char buffer[2 * kCapacity];
+        const ssize_t length = read(reader.get(), buffer, sizeof buffer);
+        return {buffer, length > 0 ? static_cast<std::size_t>(length) : 0};
+    }
+
+    const std::string fifo = directory.path("fifo");
+    ostrel::Fd reader;
+};
+
+// A pipe takes a short write whole or not at all, so the head of the record would be there if it
+// went out by itself.
+TEST_F(LogFifoTest, ARecordIsOneWrite) {
+    const unsigned long before = ostrel_log_lost();
+    logText(std::string(kCapacity - 100 - recordLength, 'a'));
+    logText(std::string(100, 'b'));
+    EXPECT_EQ(ostrel_log_lost(), before + 1);
+    const std::string text = drain();
+    EXPECT_THAT(text, EndsWith("aaa\n"));
+    EXPECT_EQ(text.size(), static_cast<std::size_t>(kCapacity) - 100);
+}
+
+TEST_F(LogFifoTest, ATornRecordIsLostAndItsLineEnded) {
+    logText(std::string(2 * kCapacity, 'a'));
+    EXPECT_THAT(drain(), EndsWith("aaa"));
+    logText("b");
+    const std::string text = drain();
+    EXPECT_THAT(text, StartsWith("\n2026-"));
+    EXPECT_THAT(text, HasSubstr("|WARNING|1 log records were lost: Resource temporarily"));
+    EXPECT_THAT(text, EndsWith("|DEBUG|b\n"));
+}
+
+TEST_F(LogFifoTest, AReaderThatLeavesRaisesNoSignal) {
+    reader.reset();
+    logText("nobody there");
+}
+
+}  // namespace
