@@ -1,0 +1,226 @@
+#include "connection.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace ostrel::bus {
+namespace {
+
+// What a queued frame costs besides its payload, so that a flood of tiny frames is bounded too.
+constexpr std::size_t kFrameOverheadBytes = 128;
+
+}  // namespace
+
+Connection::Connection(Fd socket, std::uint64_t id, int epoll, pid_t peerProcess)
+    : id_(id), epoll_(epoll), peerProcess_(peerProcess), socket_(std::move(socket)) {}
+
+void Connection::start() {
+    MutexLock lock(mutex_);
+    started_ = true;
+    updateInterest();
+}
+
+Connection::Sent Connection::send(std::string_view frame) {
+    bool dropsBegin = false;
+    {
+        MutexLock lock(mutex_);
+        if (outputBroken_ || condemned_ || !socket_.valid()) {
+            return Sent::broken;
+        }
+        std::size_t written = 0;
+        if (queue_.empty()) {
+            switch (writeSome(frame, written)) {
+                case Written::all:
+                    return Sent::done;
+                case Written::broken:
+                    breakOutput();
+                    return Sent::broken;
+                case Written::some:
+                    break;
+            }
+        }
+        const std::size_t rest = frame.size() - written;
+        if (queue_.empty() || queuedBytes_ + rest <= kMaxQueuedBytes) {
+            queue_.emplace_back(frame.substr(written));
+            queuedBytes_ += rest;
+            updateInterest();
+            return Sent::done;
+        }
+        dropsBegin = !std::exchange(dropping_, true);
+    }
+    if (dropsBegin) {
+        report(LogLevel::warning, "bus: %s does not read, frames for it are dropped",
+               peerName().c_str());
+    }
+    return Sent::full;
+}
+
+void Connection::flush() {
+    MutexLock lock(mutex_);
+    while (!queue_.empty()) {
+        const std::string_view rest = std::string_view(queue_.front()).substr(frontSent_);
+        std::size_t written = 0;
+        const Written result = writeSome(rest, written);
+        frontSent_ += written;
+        queuedBytes_ -= written;
+        if (result == Written::broken) {
+            breakOutput();
+            return;
+        }
+        if (result == Written::some) {
+            return;
+        }
+        queue_.pop_front();
+        frontSent_ = 0;
+    }
+    dropping_ = false;
+    updateInterest();
+}
+
+Connection::Read Connection::read(std::vector<char>& buffer, std::vector<Frame>& frames) {
+    const ssize_t count = recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+    if (count < 0) {
+        return errno == EAGAIN || errno == EINTR ? Read::nothing : Read::failed;
+    }
+    if (count == 0) {
+        return Read::ended;
+    }
+    const std::string_view bytes(buffer.data(), static_cast<std::size_t>(count));
+    return reader_.feed(bytes, frames) ? Read::frames : Read::unreadable;
+}
+
+void Connection::expectNoMore() {
+    MutexLock lock(mutex_);
+    inputEnded_ = true;
+    updateInterest();
+}
+
+void Connection::charge(std::size_t bytes) {
+    MutexLock lock(mutex_);
+    unhandledBytes_ += bytes;
+    if (!paused_ && unhandledBytes_ > kMaxUnhandledBytes) {
+        paused_ = true;
+        updateInterest();
+    }
+}
+
+void Connection::release(std::size_t bytes) {
+    MutexLock lock(mutex_);
+    unhandledBytes_ -= bytes;
+    if (paused_ && unhandledBytes_ <= kMaxUnhandledBytes / 2) {
+        paused_ = false;
+        updateInterest();
+    }
+}
+
+bool Connection::condemn() {
+    MutexLock lock(mutex_);
+    if (std::exchange(condemned_, true)) {
+        return false;
+    }
+    if (socket_.valid()) {
+        // The hang-up that this causes brings the I/O thread here.
+        shutdown(socket_.get(), SHUT_RDWR);
+        updateInterest();
+    }
+    return true;
+}
+
+bool Connection::condemned() const {
+    MutexLock lock(mutex_);
+    return condemned_;
+}
+
+void Connection::close() {
+    MutexLock lock(mutex_);
+    if (registered_) {
+        // Explicitly, because a child between fork and exec may hold a copy of the descriptor.
+        epoll_ctl(epoll_, EPOLL_CTL_DEL, socket_.get(), nullptr);
+        registered_ = false;
+    }
+    socket_.reset();
+    queue_.clear();
+}
+
+std::string Connection::peerName() const {
+    const std::uint32_t module = peerModule_;
+    const std::string process = "process " + std::to_string(peerProcess_);
+    return module == 0 ? process : "module " + std::to_string(module) + " (" + process + ")";
+}
+
+Connection::Written Connection::writeSome(std::string_view bytes, std::size_t& written) {
+    written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = ::send(socket_.get(), bytes.data() + written, bytes.size() - written,
+                                     MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (count >= 0) {
+            written += static_cast<std::size_t>(count);
+        } else if (errno == EAGAIN || errno == ENOBUFS || errno == ENOMEM) {
+            return Written::some;
+        } else if (errno != EINTR) {
+            return Written::broken;
+        }
+    }
+    return Written::all;
+}
+
+// The peer reads no more, but what it sent before must still be read and handled.
+void Connection::breakOutput() {
+    outputBroken_ = true;
+    queue_.clear();
+    queuedBytes_ = 0;
+    updateInterest();
+}
+
+void Connection::updateInterest() {
+    if (!started_ || !socket_.valid()) {
+        return;
+    }
+    const bool reading = !paused_ && !inputEnded_ && !condemned_;
+    epoll_event event{};
+    event.events = (reading ? EPOLLIN : 0U) | (queue_.empty() ? 0U : EPOLLOUT);
+    event.data.u64 = id_;
+    // A hang-up is told even where nothing is asked for, again and again: a paused connection must
+    // not be known to epoll at all.
+    const bool wanted = event.events != 0 || !paused_ || condemned_;
+    if (wanted && (!registered_ || event.events != interest_)) {
+        const int operation = registered_ ? EPOLL_CTL_MOD : EPOLL_CTL_ADD;
+        registered_ = epoll_ctl(epoll_, operation, socket_.get(), &event) == 0;
+        interest_ = event.events;
+    } else if (!wanted && registered_) {
+        epoll_ctl(epoll_, EPOLL_CTL_DEL, socket_.get(), nullptr);
+        registered_ = false;
+    }
+}
+
+Arrival::Arrival(Frame received, std::shared_ptr<Connection> connection)
+    : frame(std::move(received)),
+      from(std::move(connection)),
+      charged_(frame.payload.size() + kFrameOverheadBytes) {
+    from->charge(charged_);
+}
+
+Arrival& Arrival::operator=(Arrival&& other) noexcept {
+    std::swap(frame, other.frame);
+    std::swap(from, other.from);
+    std::swap(charged_, other.charged_);
+    return *this;
+}
+
+Arrival::~Arrival() {
+    if (from != nullptr) {
+        from->release(charged_);
+    }
+}
+
+void condemnForGarbage(const Arrival& arrival) {
+    if (arrival.from->condemn()) {
+        report(LogLevel::warning, "bus: %s sent something that is not JSON, connection closed",
+               arrival.from->peerName().c_str());
+    }
+}
+
+}  // namespace ostrel::bus

@@ -1,0 +1,123 @@
+#pragma once
+
+// One open connection of the bus: the bytes that wait to leave, the frame that is arriving, and
+// what the event loop shall tell about it. A peer that misbehaves costs its own connection and no
+// more: what waits for it is bounded, and while too much of what it sent is unhandled, nothing more
+// is read from it.
+//
+// Threads: send(), condemn(), release() and the getters from any thread; read() and close() belong
+// to the I/O thread. Every use of the descriptor outside that thread is made under the mutex, so it
+// can be closed at once, whoever still refers to the connection.
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "frame.h"
+#include "ostrel/mutex.h"
+#include "ostrel/runtime.h"
+
+namespace ostrel::bus {
+
+// What may wait to be sent to one peer; a single frame of any size may always wait.
+inline constexpr std::size_t kMaxQueuedBytes = 4 * 1024 * 1024;
+// Above this much unhandled input, reading from the peer pauses until half of it is handled.
+inline constexpr std::size_t kMaxUnhandledBytes = 4 * 1024 * 1024;
+
+class Connection {
+public:
+    // `socket` is connected and non-blocking; events are asked of `epoll` under `id`.
+    Connection(Fd socket, std::uint64_t id, int epoll, pid_t peerProcess);
+
+    // Asks for events from now on.
+    void start() EXCLUDES(mutex_);
+
+    enum class Sent { done, full, broken };
+    // Writes `frame` at once where the peer takes it, else queues what is left of it. `full`:
+    // nothing of it was taken. `broken`: the peer reads no more.
+    [[nodiscard]] Sent send(std::string_view frame) EXCLUDES(mutex_);
+
+    // Writes what waits as far as the peer takes it.
+    void flush() EXCLUDES(mutex_);
+
+    enum class Read { frames, nothing, ended, failed, unreadable };
+    // Reads what has arrived into `buffer` and appends the frames that it completes. `ended`: the
+    // peer will send no more. `unreadable`: what it sent is no frame.
+    [[nodiscard]] Read read(std::vector<char>& buffer, std::vector<Frame>& frames);
+
+    // The peer sends no more but may still read: only its departure is of interest from now on.
+    void expectNoMore() EXCLUDES(mutex_);
+
+    // Counts unhandled input, and takes it back when it is handled.
+    void charge(std::size_t bytes) EXCLUDES(mutex_);
+    void release(std::size_t bytes) EXCLUDES(mutex_);
+
+    // Has the I/O thread close the connection, and what it sent since dropped. True the first time.
+    bool condemn() EXCLUDES(mutex_);
+    [[nodiscard]] bool condemned() const EXCLUDES(mutex_);
+
+    void close() EXCLUDES(mutex_);
+
+    void setPeer(std::uint32_t module) { peerModule_ = module; }
+    // For reports: "module 11 (process 712)".
+    [[nodiscard]] std::string peerName() const;
+    [[nodiscard]] std::uint64_t id() const { return id_; }
+    [[nodiscard]] const FrameReader& reader() const { return reader_; }
+
+private:
+    enum class Written { all, some, broken };
+    Written writeSome(std::string_view bytes, std::size_t& written) REQUIRES(mutex_);
+    void breakOutput() REQUIRES(mutex_);
+    void updateInterest() REQUIRES(mutex_);
+
+    const std::uint64_t id_;
+    const int epoll_;
+    const pid_t peerProcess_;
+    std::atomic<std::uint32_t> peerModule_{0};  // 0 until the peer has shown one
+    FrameReader reader_;                        // of the I/O thread
+
+    mutable Mutex mutex_;
+    Fd socket_;  // written under the mutex by the I/O thread alone, which may read it without
+    std::deque<std::string> queue_ GUARDED_BY(mutex_);
+    std::size_t frontSent_ GUARDED_BY(mutex_) = 0;  // bytes of queue_.front() that have left
+    std::size_t queuedBytes_ GUARDED_BY(mutex_) = 0;
+    std::size_t unhandledBytes_ GUARDED_BY(mutex_) = 0;
+    bool dropping_ GUARDED_BY(mutex_) = false;  // since the queue was empty, a frame was dropped
+    bool paused_ GUARDED_BY(mutex_) = false;
+    bool inputEnded_ GUARDED_BY(mutex_) = false;
+    bool outputBroken_ GUARDED_BY(mutex_) = false;
+    bool condemned_ GUARDED_BY(mutex_) = false;
+    bool started_ GUARDED_BY(mutex_) = false;
+    bool registered_ GUARDED_BY(mutex_) = false;
+    std::uint32_t interest_ GUARDED_BY(mutex_) = 0;
+};
+
+// A frame that arrived, and its share in the unhandled input of its connection.
+class Arrival {
+public:
+    Arrival() = default;
+    Arrival(Frame received, std::shared_ptr<Connection> connection);
+    Arrival(Arrival&& other) noexcept = default;
+    Arrival& operator=(Arrival&& other) noexcept;
+    ~Arrival();
+    Arrival(const Arrival&) = delete;
+    Arrival& operator=(const Arrival&) = delete;
+
+    Frame frame;
+    std::shared_ptr<Connection> from;
+
+private:
+    std::size_t charged_ = 0;
+};
+
+// What is to be done about an arrival that is not JSON: the connection goes, with one report.
+void condemnForGarbage(const Arrival& arrival);
+
+}  // namespace ostrel::bus

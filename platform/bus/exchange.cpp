@@ -1,0 +1,265 @@
+#include "exchange.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+namespace ostrel::bus {
+namespace {
+
+// What an event is about; connections count from kFirstConnection.
+enum EventId : std::uint64_t { kWake = 0, kListener = 1, kFirstConnection = 2 };
+
+constexpr std::size_t kReadBytes = 64 * 1024;
+constexpr int kAcceptsAtOnce = 64;
+// How long a listener rests that found no descriptor left for a new connection.
+constexpr int kListenerRestMilliseconds = 1000;
+
+std::runtime_error loopError() {
+    return std::runtime_error(std::string("can't make the event loop of the bus: ") +
+                              std::strerror(errno));
+}
+
+}  // namespace
+
+Exchange::Exchange(std::uint32_t module, bool listens, int backlog, Sink sink)
+    : module_(module),
+      directory_(busDirectory()),
+      sink_(std::move(sink)),
+      epoll_(epoll_create1(EPOLL_CLOEXEC)),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      nextId_(kFirstConnection),
+      buffer_(kReadBytes) {
+    if (!epoll_.valid() || !wake_.valid()) {
+        throw loopError();
+    }
+    if (listens) {
+        listener_ = std::make_unique<ListeningSocket>(directory_, module, backlog);
+    }
+    if (!watch(wake_.get(), kWake) || (listens && !watch(listener_->fd(), kListener))) {
+        throw loopError();
+    }
+    thread_ = std::thread([this] { run(); });
+}
+
+Exchange::~Exchange() {
+    stop();
+}
+
+bool Exchange::send(std::string_view payload, std::uint32_t module) {
+    if (payload.empty() || payload.size() > kMaxPayloadBytes) {
+        report(LogLevel::warning, "bus: a text of %zu bytes for module %u can't be sent",
+               payload.size(), module);
+        ++dropped_;
+        return false;
+    }
+    const std::string frame = encodeFrame(module_, payload);
+    // Every turn but the last finds a connection whose peer has gone and forgets its routes.
+    while (const std::shared_ptr<Connection> connection = reach(module)) {
+        switch (connection->send(frame)) {
+            case Connection::Sent::done:
+                return true;
+            case Connection::Sent::full:
+                ++dropped_;
+                return false;
+            case Connection::Sent::broken:
+                peers_.dropRoutes(connection);
+                break;
+        }
+    }
+    ++dropped_;
+    return false;
+}
+
+void Exchange::stop() {
+    stopping_ = true;
+    if (!thread_.joinable()) {
+        return;
+    }
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(wake_.get(), &one, sizeof one);
+    thread_.join();
+    listener_.reset();
+    for (const auto& connection : peers_.all()) {
+        closeConnection(connection);
+    }
+}
+
+bool Exchange::watch(int fd, std::uint64_t id) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u64 = id;
+    return epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, fd, &event) == 0;
+}
+
+void Exchange::run() {
+    std::array<epoll_event, 64> events{};
+    while (!stopping_) {
+        const int timeout = listenerRests_ ? kListenerRestMilliseconds : -1;
+        const int count =
+            epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeout);
+        if (count == 0 && listenerRests_) {
+            listenerRests_ = !watch(listener_->fd(), kListener);
+        }
+        for (int i = 0; i < count && !stopping_; ++i) {
+            const epoll_event& event = events[static_cast<std::size_t>(i)];
+            handleEvent(event.data.u64, event.events);
+        }
+    }
+}
+
+void Exchange::handleEvent(std::uint64_t id, std::uint32_t events) {
+    if (id == kListener) {
+        acceptAll();
+    } else if (id != kWake) {
+        // An event may outlive its connection.
+        if (const std::shared_ptr<Connection> connection = peers_.find(id)) {
+            handleConnection(connection, events);
+        }
+    }
+}
+
+void Exchange::acceptAll() {
+    for (int i = 0; i < kAcceptsAtOnce; ++i) {
+        Fd socket(accept4(listener_->fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (socket.valid()) {
+            admit(std::move(socket));
+        } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+            restListener(errno);
+            return;
+        } else if (errno != EINTR && errno != ECONNABORTED) {
+            return;
+        }
+    }
+}
+
+void Exchange::admit(Fd socket) {
+    const Peer peer = peerOf(socket.get(), directory_);
+    if (!peer.welcome) {
+        report(LogLevel::warning, "bus: process %d of user %u may not connect, closed",
+               static_cast<int>(peer.process), static_cast<unsigned>(peer.user));
+    } else if (peers_.size() >= kMaxConnections) {
+        report(LogLevel::warning, "bus: process %d is one connection too many, closed",
+               static_cast<int>(peer.process));
+    } else {
+        open(std::move(socket), peer.process);
+    }
+}
+
+// Without a pause the waiting connection would wake the loop again and again.
+void Exchange::restListener(int error) {
+    report(LogLevel::error, "bus: can't accept a connection: %s", std::strerror(error));
+    epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, listener_->fd(), nullptr);
+    listenerRests_ = true;
+}
+
+void Exchange::handleConnection(const std::shared_ptr<Connection>& connection,
+                                std::uint32_t events) {
+    if (connection->condemned()) {
+        closeConnection(connection);
+        return;
+    }
+    if ((events & EPOLLOUT) != 0) {
+        connection->flush();
+    }
+    if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) == 0) {
+        return;
+    }
+    try {
+        readFrom(connection, (events & EPOLLHUP) != 0);
+    } catch (const std::exception& problem) {
+        // Memory that runs out for one peer's frame is no reason to lose the others.
+        report(LogLevel::error, "bus: %s on reading from %s, connection closed", problem.what(),
+               connection->peerName().c_str());
+        closeConnection(connection);
+    }
+}
+
+void Exchange::readFrom(const std::shared_ptr<Connection>& connection, bool hungUp) {
+    std::vector<Frame> frames;
+    const Connection::Read result = connection->read(buffer_, frames);
+    for (Frame& frame : frames) {
+        connection->setPeer(frame.sender);
+        peers_.show(frame.sender, connection);
+        sink_(Arrival(std::move(frame), connection));
+    }
+    switch (result) {
+        case Connection::Read::frames:
+        case Connection::Read::nothing:
+            return;
+        case Connection::Read::unreadable:
+            report(LogLevel::warning, "bus: %s claims a frame of %u bytes, connection closed",
+                   connection->peerName().c_str(), connection->reader().claimedBytes());
+            break;
+        case Connection::Read::ended:
+        case Connection::Read::failed:
+            if (connection->reader().midFrame()) {
+                report(LogLevel::warning, "bus: %s left in the middle of a frame",
+                       connection->peerName().c_str());
+            } else if (result == Connection::Read::ended && !hungUp) {
+                connection->expectNoMore();
+                return;
+            }
+            break;
+    }
+    closeConnection(connection);
+}
+
+void Exchange::closeConnection(const std::shared_ptr<Connection>& connection) {
+    peers_.remove(connection);
+    connection->close();
+}
+
+std::shared_ptr<Connection> Exchange::open(Fd socket, pid_t process) {
+    auto connection =
+        std::make_shared<Connection>(std::move(socket), nextId_++, epoll_.get(), process);
+    peers_.add(connection);
+    connection->start();
+    return connection;
+}
+
+// The connection for `module`, made where there is none; null when it isn't there.
+std::shared_ptr<Connection> Exchange::reach(std::uint32_t module) {
+    if (std::shared_ptr<Connection> connection = peers_.route(module)) {
+        return connection;
+    }
+    MutexLock lock(connecting_);
+    if (std::shared_ptr<Connection> connection = peers_.route(module)) {
+        return connection;
+    }
+    Fd socket = connectTo(directory_, module);
+    if (!socket.valid()) {
+        reportAbsent(module, std::strerror(errno));
+        return nullptr;
+    }
+    const Peer peer = peerOf(socket.get(), directory_);
+    if (!peer.welcome) {
+        reportAbsent(module, "its socket belongs to a stranger");
+        return nullptr;
+    }
+    absent_.erase(module);
+    const std::shared_ptr<Connection> connection = open(std::move(socket), peer.process);
+    connection->setPeer(module);
+    peers_.show(module, connection);
+    return connection;
+}
+
+// Once until the module is reached again; tools come and go and are not remembered.
+void Exchange::reportAbsent(std::uint32_t module, const char* reason) {
+    if (module >= kFirstTool) {
+        report(LogLevel::debug, "bus: tool %u is not there: %s", module, reason);
+    } else if (absent_.insert(module).second) {
+        report(LogLevel::warning, "bus: module %u is not there: %s", module, reason);
+    }
+}
+
+}  // namespace ostrel::bus

@@ -1,0 +1,80 @@
+#pragma once
+
+// The event loop of the bus: one thread that accepts, reads frames and hands each to the sink, and
+// writes what did not leave at once. It parses nothing.
+//
+// Threads: send() and dropped() from any thread; the sink is called on the I/O thread with no lock
+// held, and must not block.
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "connection.h"
+#include "ostrel/mutex.h"
+#include "ostrel/runtime.h"
+#include "peers.h"
+#include "sockets.h"
+
+namespace ostrel::bus {
+
+// Numbers from here on are tools: 65536 plus the process id, without a socket file.
+inline constexpr std::uint32_t kFirstTool = 65536;
+inline constexpr std::size_t kMaxConnections = 256;
+
+class Exchange {
+public:
+    using Sink = std::function<void(Arrival)>;
+
+    // `listens`: with a socket file of its own. Throws std::runtime_error when that or the event
+    // loop can't be made.
+    Exchange(std::uint32_t module, bool listens, int backlog, Sink sink);
+    ~Exchange();
+    Exchange(const Exchange&) = delete;
+    Exchange& operator=(const Exchange&) = delete;
+
+    // Queues one frame; never blocks. False, and counted, when it is dropped.
+    [[nodiscard]] bool send(std::string_view payload, std::uint32_t module);
+    [[nodiscard]] unsigned long long dropped() const { return dropped_; }
+
+    // Ends the thread and closes every connection.
+    void stop();
+
+private:
+    [[nodiscard]] bool watch(int fd, std::uint64_t id);
+    void run();
+    void handleEvent(std::uint64_t id, std::uint32_t events);
+    void acceptAll();
+    void admit(Fd socket);
+    void restListener(int error);
+    void handleConnection(const std::shared_ptr<Connection>& connection, std::uint32_t events);
+    void readFrom(const std::shared_ptr<Connection>& connection, bool hungUp);
+    void closeConnection(const std::shared_ptr<Connection>& connection);
+    std::shared_ptr<Connection> open(Fd socket, pid_t process);
+    std::shared_ptr<Connection> reach(std::uint32_t module) EXCLUDES(connecting_);
+    void reportAbsent(std::uint32_t module, const char* reason) REQUIRES(connecting_);
+
+    const std::uint32_t module_;
+    const std::string directory_;
+    const Sink sink_;
+    std::unique_ptr<ListeningSocket> listener_;
+    Fd epoll_;
+    Fd wake_;
+    Peers peers_;
+    std::atomic<std::uint64_t> nextId_;
+    std::atomic<unsigned long long> dropped_{0};
+    std::atomic<bool> stopping_{false};
+    Mutex connecting_;  // so that two senders to one module share a connection
+    std::set<std::uint32_t> absent_ GUARDED_BY(connecting_);  // reported as not there
+    bool listenerRests_ = false;                              // of the I/O thread
+    std::vector<char> buffer_;                                // of the I/O thread
+    std::thread thread_;
+};
+
+}  // namespace ostrel::bus

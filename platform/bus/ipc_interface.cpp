@@ -1,0 +1,197 @@
+#include "ostrel/ipc.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <deque>
+#include <exception>
+#include <string_view>
+#include <utility>
+
+#include "calls.h"
+#include "exchange.h"
+#include "inbox.h"
+#include "json_text.h"
+#include "ostrel/runtime.h"
+
+using namespace ostrel;
+using namespace ostrel::bus;
+
+namespace {
+
+constexpr std::chrono::seconds kConfigurationRetry{1};
+constexpr const char* kConfigurationRequest = R"({"command": "get-initial-config"})";
+
+std::uint32_t moduleNumber(int module) {
+    return static_cast<std::uint32_t>(module);
+}
+
+// The first of a text that may be of any length, for a report.
+std::string shortened(const std::string& text) {
+    return text.substr(0, 64);
+}
+
+void runCommand(const IpcInterface::Command& command, const std::string& name, Arrival& arrival) {
+    try {
+        command(arrival.frame.payload.data(), nullptr, static_cast<int>(arrival.frame.sender));
+    } catch (const std::exception& problem) {
+        report(LogLevel::error, "bus: command %s from %s failed: %s", name.c_str(),
+               arrival.from->peerName().c_str(), problem.what());
+    } catch (...) {
+        report(LogLevel::error, "bus: command %s from %s failed", name.c_str(),
+               arrival.from->peerName().c_str());
+    }
+}
+
+void dispatch(const IpcInterface::CommandTable& commands, JsonReader& reader, Arrival& arrival) {
+    Json node;
+    switch (reader.read(arrival.frame.payload, node)) {
+        case JsonReader::Kind::notJson:
+            condemnForGarbage(arrival);
+            return;
+        case JsonReader::Kind::notObject:
+            report(LogLevel::debug, "bus: a frame of %s holds no object, dropped",
+                   arrival.from->peerName().c_str());
+            return;
+        case JsonReader::Kind::object:
+            break;
+    }
+    const std::string name = commandOf(node.get());
+    node.reset();
+    const auto entry = commands.find(name);
+    if (entry == commands.end()) {
+        report(LogLevel::debug, "bus: nobody handles \"%s\" of %s, dropped",
+               shortened(name).c_str(), arrival.from->peerName().c_str());
+        return;
+    }
+    runCommand(entry->second, name, arrival);
+}
+
+enum class Kept { no, yes };
+
+// Looks for the configuration in a frame; says whether the frame is to be kept for process().
+Kept lookForConfiguration(JsonReader& reader, const Arrival& arrival, Json& configuration) {
+    Json node;
+    const JsonReader::Kind kind = reader.read(arrival.frame.payload, node);
+    if (kind == JsonReader::Kind::notJson) {
+        condemnForGarbage(arrival);
+        return Kept::no;
+    }
+    if (kind != JsonReader::Kind::object || commandOf(node.get()) != "initial-config") {
+        return Kept::yes;
+    }
+    json_object* config = nullptr;
+    if (json_object_object_get_ex(node.get(), "config", &config) == 0 ||
+        json_object_get_type(config) != json_type_object) {
+        report(LogLevel::error, "bus: \"initial-config\" of %s has no object \"config\"",
+               arrival.from->peerName().c_str());
+    } else {
+        configuration.reset(json_object_get(config));
+    }
+    return Kept::no;
+}
+
+}  // namespace
+
+ipc_module_t ipc_tool_module() {
+    return static_cast<ipc_module_t>(static_cast<int>(kFirstTool) + getpid());
+}
+
+class IpcInterface::Bus {
+public:
+    Bus(std::uint32_t module, bool listens, int backlog)
+        : calls([this](Arrival arrival) { inbox.push(std::move(arrival)); }),
+          exchange(module, listens, backlog,
+                   [this](Arrival arrival) { calls.accept(std::move(arrival)); }) {}
+
+    // A callback may be sending, so the delivery thread ends while the exchange is still there.
+    ~Bus() { calls.stop(); }
+
+    Inbox inbox;
+    Calls calls;
+    Exchange exchange;
+};
+
+IpcInterface::IpcInterface(ipc_module_t module, bool anonymous, int backlog)
+    : bus_(std::make_unique<Bus>(moduleNumber(module),
+                                 !anonymous && moduleNumber(module) < kFirstTool, backlog)) {}
+
+IpcInterface::~IpcInterface() = default;
+
+void* IpcInterface::receive_initial_config() {
+    JsonReader reader;
+    Json configuration;
+    std::deque<Arrival> kept;
+    auto nextRequest = std::chrono::steady_clock::now();
+    while (configuration == nullptr) {
+        if (std::chrono::steady_clock::now() >= nextRequest) {
+            nextRequest = std::chrono::steady_clock::now() + kConfigurationRetry;
+            // A module that isn't there is as good as one that gives no answer: it is asked again.
+            static_cast<void>(send(kConfigurationRequest, IPC_MODULE_CONFIGURATION));
+        }
+        Arrival arrival;
+        const Inbox::Take result = bus_->inbox.takeBefore(nextRequest, arrival);
+        if (result == Inbox::Take::stopped) {
+            break;
+        }
+        if (result == Inbox::Take::arrival && !arrival.from->condemned() &&
+            lookForConfiguration(reader, arrival, configuration) == Kept::yes) {
+            kept.push_back(std::move(arrival));
+        }
+    }
+    bus_->inbox.putBack(std::move(kept));
+    return configuration.release();
+}
+
+void IpcInterface::process(const CommandTable& commands) {
+    JsonReader reader;
+    for (;;) {
+        Arrival arrival;
+        if (bus_->inbox.take(arrival) == Inbox::Take::stopped) {
+            return;
+        }
+        // What comes behind something unreadable on the same connection is not handled.
+        if (!arrival.from->condemned()) {
+            dispatch(commands, reader, arrival);
+        }
+    }
+}
+
+void IpcInterface::stop() {
+    bus_->inbox.stop();
+}
+
+bool IpcInterface::send(void* text, int module) const {
+    return text != nullptr &&
+           bus_->exchange.send(static_cast<const char*>(text), moduleNumber(module));
+}
+
+bool IpcInterface::send(const std::string& text, int module) const {
+    return bus_->exchange.send(text, moduleNumber(module));
+}
+
+bool IpcInterface::send(const JsonSource* object, int module) const {
+    return object != nullptr && bus_->exchange.send(object->toJson(), moduleNumber(module));
+}
+
+bool IpcInterface::async_send(void* message, int module, void* user, ResponseCallback callback,
+                              int timeoutSeconds) {
+    auto* const object = static_cast<json_object*>(message);
+    json_object* copied = nullptr;
+    if (json_object_get_type(object) != json_type_object ||
+        json_object_deep_copy(object, &copied, nullptr) != 0) {
+        report(LogLevel::error, "bus: a request for module %d is no JSON object", module);
+        return false;
+    }
+    const Json request(copied);
+    const std::uint32_t number =
+        bus_->calls.open(moduleNumber(module), user, std::move(callback), timeoutSeconds);
+    json_object_object_add(request.get(), "context", json_object_new_int(static_cast<int>(number)));
+    const char* text = json_object_to_json_string_ext(request.get(), JSON_C_TO_STRING_PLAIN);
+    // A call that has expired before its frame was refused has had its callback.
+    return bus_->exchange.send(text, moduleNumber(module)) || !bus_->calls.withdraw(number);
+}
+
+unsigned long long IpcInterface::droppedFrames() const {
+    return bus_->exchange.dropped();
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+// JSON texts as the bus reads them: leniently inside (a trailing comma is welcome), strictly at the
+// edges (one text, nothing behind it but white space, UTF-8, a bounded depth).
+//
+// Threads: a reader and the nodes that it gives belong to one thread; json-c counts references
+// without atomics.
+
+#include <json-c/json.h>
+
+#include <memory>
+#include <string>
+
+namespace ostrel::bus {
+
+struct JsonRelease {
+    void operator()(json_object* node) const { json_object_put(node); }
+};
+using Json = std::unique_ptr<json_object, JsonRelease>;
+
+inline constexpr int kMaxJsonDepth = 64;
+
+class JsonReader {
+public:
+    JsonReader();
+
+    enum class Kind { notJson, notObject, object };
+
+    // Reads `text`; `object` is set for Kind::object alone.
+    [[nodiscard]] Kind read(const std::string& text, Json& object);
+
+private:
+    struct TokenerRelease {
+        void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
+    };
+    std::unique_ptr<json_tokener, TokenerRelease> tokener_;
+};
+
+// The text of the member "command", else of "cmd"; "" when neither is a text.
+[[nodiscard]] std::string commandOf(json_object* object);
+
+}  // namespace ostrel::bus
