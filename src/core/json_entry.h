@@ -51,7 +51,13 @@ public:
 private:
     json_object* getByKey(const char* key) const;
     json_object* getByKey(const char* key, int type) const;
+    // node_, copied first when it is shared. Throws when it is no object.
     json_object* writableNode();
+    // The node that goes into another tree in place of a copy of `source`; the caller owns one
+    // reference.
+    static json_object* shareNode(MessageEntry* source);
+    // Takes over the reference of `value`.
+    void addMember(const char* key, json_object* value);
 
     json_object* node_;
     // Whether another entry or tree may hold node_, so that a write must copy it first.

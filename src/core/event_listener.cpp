@@ -1,0 +1,35 @@
+#include "core/event_listener.h"
+
+#include <exception>
+
+#include "core/logger.h"
+
+namespace vesta {
+namespace {
+
+constexpr int kPeriodMicroseconds = 100000;
+
+}  // namespace
+
+EventListener::EventListener() : LoopWorker("unnamed", kPeriodMicroseconds) {}
+
+bool EventListener::run() {
+    logger().Debug("Run called (%s)\n", name_.c_str());
+    if (started_) {
+        return started_;
+    }
+    thread_ = std::thread([this] {
+        // Passes are guarded already; this is for a start() of a subclass.
+        try {
+            start();
+        } catch (const std::exception& failure) {
+            logger().Error("%s: thread ended: %s\n", name_.c_str(), failure.what());
+        } catch (...) {
+            logger().Error("%s: thread ended: %s\n", name_.c_str(), "no standard exception");
+        }
+    });
+    started_ = true;
+    return started_;
+}
+
+}  // namespace vesta
