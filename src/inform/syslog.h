@@ -1,0 +1,25 @@
+#pragma once
+
+// Writes station events to the system log, for whoever hands them over in the form of the "event"
+// child of a trap. The records carry the monitoring daemon's name, not this daemon's.
+//
+// Threads: any.
+
+#include <string>
+
+struct cfg_t;
+
+namespace vesta {
+
+class Syslog {
+public:
+    Syslog();
+
+    // `event` is a cfg_t* with the parameters "type", "mac", "ip", "username", "ssid", "domain",
+    // "name" and "dev"; it stays the caller's.
+    void log_event(void* event);
+    // The line for an event.
+    [[nodiscard]] static std::string describe(const cfg_t* event);
+};
+
+}  // namespace vesta

@@ -1,0 +1,40 @@
+#pragma once
+
+// A handle onto the redirector module for programs other than the daemon: the requests about
+// stations, without lists and notifications.
+//
+// Threads: any; requests of one handle follow one another.
+
+#include <memory>
+#include <string>
+
+#include "kernel/redirector_records.h"
+#include "ostrel/modules.h"
+
+namespace vesta {
+
+class Client;
+
+class RedirectorModuleHelper {
+public:
+    RedirectorModuleHelper();
+
+    void setClientAuthed(std::shared_ptr<Client>);
+    void setClientUnauthed(std::shared_ptr<Client>);
+    void setClientDrop(std::shared_ptr<Client>);
+    void wipeClient(std::shared_ptr<Client>);
+    void wipeAllClients();
+    // Whom the module tells of new stations.
+    void setVestadPid(int pid);
+    // The local HTTP proxy, dotted; "0.0.0.0" when the module tells none.
+    std::string getProxyIPv4();
+    // The gateway on the way to `address`, dotted; "0.0.0.0" when there is none.
+    std::string getOutputGw(const std::string& address);
+
+private:
+    void clientRequest(RedirectorRequest number, const char* operation, const Client& client);
+
+    std::unique_ptr<ostrel::ModuleControl> control_;
+};
+
+}  // namespace vesta
