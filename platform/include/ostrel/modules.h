@@ -2,11 +2,12 @@
 
 // The way to the kernel modules. Each opening takes the real /proc file or netlink socket where the
 // kernel has the module, and otherwise a user-space module server under <runtime>/modules/
-// (docs/modules.md); with neither it fails as the system call would. Above this library nobody knows
-// the difference.
+// (docs/modules.md); with neither it fails as the system call would. Above this library nobody
+// knows the difference.
 //
-// Threads: OstrelControl serialises its requests; the rest keeps no state. Nothing waits longer than
-// one second.
+// Threads: everything may be called from any thread; a ModuleControl serialises its requests.
+// Nothing waits longer than one second, and a server that has kept somebody waiting in vain is left
+// alone for a while: what is asked meanwhile fails at once with EIO.
 
 #include <cstdint>
 #include <memory>

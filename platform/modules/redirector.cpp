@@ -1,0 +1,212 @@
+#include <fcntl.h>
+#include <sys/ioctl.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+#include "ostrel/modules.h"
+#include "ostrel/mutex.h"
+#include "server.h"
+
+namespace ostrel {
+namespace {
+
+using modules::Deadline;
+using modules::Health;
+
+constexpr std::chrono::seconds kAnswerBound{1};
+constexpr std::size_t kWord = sizeof(std::uint32_t);
+constexpr std::size_t kChunk = 1032;
+constexpr std::size_t kGateway = 52;
+constexpr std::int32_t kMaxErrno = 4095;
+
+// The bytes that a request takes along, and those that its answer brings behind the result.
+struct Sizes {
+    std::size_t argument;
+    std::size_t answer;
+};
+
+std::optional<Sizes> sizesOf(unsigned long number) {
+    switch (number) {
+        case 6:  // address of the proxy
+            return Sizes{0, kWord};
+        case 8:  // the states of a station
+        case 9:
+        case 10:
+        case 11:
+            return Sizes{46, 0};
+        case 13:  // whom to notify
+            return Sizes{kWord, 0};
+        case 19:  // white list of a station
+            return Sizes{26, 0};
+        case 20:  // chunks of a white list
+        case 21:
+        case 22:
+            return Sizes{kChunk, 0};
+        case 23:  // forget all lists, all stations
+        case 24:
+            return Sizes{0, 0};
+        case 25:  // gateway towards an address
+            return Sizes{kGateway, kGateway};
+        default:
+            return std::nullopt;
+    }
+}
+
+int fail(int error) {
+    errno = error;
+    return -1;
+}
+
+class Redirector final : public ModuleControl {
+public:
+    int request(unsigned long number, void* argument) override EXCLUDES(mutex_);
+
+private:
+    bool openKernel() REQUIRES(mutex_);
+    int ask(unsigned long number, const Sizes& sizes, void* argument) REQUIRES(mutex_);
+    bool connectTo(const Deadline& deadline) REQUIRES(mutex_);
+    bool send(unsigned long number, const Sizes& sizes, const void* argument,
+              const Deadline& deadline) REQUIRES(mutex_);
+    std::optional<std::int32_t> receive(const Sizes& sizes, void* argument,
+                                        const Deadline& deadline) REQUIRES(mutex_);
+    void drop(int error, const char* reason) REQUIRES(mutex_);
+
+    Mutex mutex_;
+    Fd kernel_ GUARDED_BY(mutex_);
+    Fd server_ GUARDED_BY(mutex_);
+    Health health_ GUARDED_BY(mutex_){"redirector module"};
+};
+
+int Redirector::request(unsigned long number, void* argument) {
+    const std::optional<Sizes> sizes = sizesOf(number);
+    if (!sizes.has_value()) {
+        return fail(EINVAL);
+    }
+    if (argument == nullptr && sizes->argument + sizes->answer > 0) {
+        return fail(EFAULT);
+    }
+    const MutexLock lock(mutex_);
+    if (openKernel()) {
+        return ioctl(kernel_.get(), number, argument) < 0 ? -1 : 0;
+    }
+    return errno == ENOENT ? ask(number, *sizes, argument) : -1;
+}
+
+bool Redirector::openKernel() {
+    if (!kernel_.valid()) {
+        kernel_.reset(open(kRedirectorPath, O_RDWR | O_CLOEXEC));
+    }
+    return kernel_.valid();
+}
+
+int Redirector::ask(unsigned long number, const Sizes& sizes, void* argument) {
+    if (health_.resting()) {
+        return fail(EIO);
+    }
+    const Deadline deadline(kAnswerBound);
+    if (!connectTo(deadline)) {
+        return -1;
+    }
+    if (!send(number, sizes, argument, deadline)) {
+        return fail(EIO);
+    }
+    const std::optional<std::int32_t> result = receive(sizes, argument, deadline);
+    if (!result.has_value()) {
+        return fail(EIO);
+    }
+    health_.good();
+    return *result == 0 ? 0 : fail(-*result);
+}
+
+// Something to read before the request is sent is the end of the connection, or an answer to an
+// earlier request, which must not be taken for this one's.
+bool Redirector::connectTo(const Deadline& deadline) {
+    char byte = 0;
+    if (server_.valid() && (recv(server_.get(), &byte, 1, MSG_DONTWAIT | MSG_PEEK) >= 0 ||
+                            (errno != EAGAIN && errno != EWOULDBLOCK))) {
+        server_.reset();
+    }
+    if (!server_.valid()) {
+        server_ = modules::connectServer(modules::serverDirectory() + "/redirector", deadline);
+    }
+    if (server_.valid()) {
+        return true;
+    }
+    const int error = errno;
+    if (error == EIO) {
+        health_.silent();
+    } else {
+        health_.trouble(std::strerror(error));
+    }
+    errno = error;
+    return false;
+}
+
+bool Redirector::send(unsigned long number, const Sizes& sizes, const void* argument,
+                      const Deadline& deadline) {
+    std::array<std::uint8_t, kWord + kChunk> datagram;
+    const std::uint32_t word = static_cast<std::uint32_t>(number);
+    std::memcpy(datagram.data(), &word, kWord);
+    if (sizes.argument > 0) {
+        std::memcpy(datagram.data() + kWord, argument, sizes.argument);
+    }
+    ssize_t sent = 0;
+    do {
+        deadline.apply(server_);
+        sent = ::send(server_.get(), datagram.data(), kWord + sizes.argument, MSG_NOSIGNAL);
+    } while (sent < 0 && errno == EINTR);
+    if (sent < 0) {
+        drop(errno, std::strerror(errno));
+    }
+    return sent >= 0;
+}
+
+// The result, 0 or minus errno; nothing when the server gave none that can be used.
+std::optional<std::int32_t> Redirector::receive(const Sizes& sizes, void* argument,
+                                                const Deadline& deadline) {
+    std::array<std::uint8_t, kWord + kGateway> answer;
+    ssize_t length = 0;
+    do {
+        deadline.apply(server_);
+        length = recv(server_.get(), answer.data(), answer.size(), MSG_TRUNC);
+    } while (length < 0 && errno == EINTR);
+    if (length <= 0) {
+        drop(length < 0 ? errno : 0, "the server ended the connection");
+        return std::nullopt;
+    }
+    const std::size_t size = static_cast<std::size_t>(length);
+    std::int32_t result = 0;
+    if (size >= kWord) {
+        std::memcpy(&result, answer.data(), kWord);
+    }
+    const bool whole = size == kWord + sizes.answer || (size == kWord && result < 0);
+    if (!whole || result > 0 || result < -kMaxErrno) {
+        drop(0, "an answer that makes no sense");
+        return std::nullopt;
+    }
+    if (result == 0 && sizes.answer > 0) {
+        std::memcpy(argument, answer.data() + kWord, sizes.answer);
+    }
+    return result;
+}
+
+// Whatever comes on this connection now would come too late.
+void Redirector::drop(int error, const char* reason) {
+    server_.reset();
+    if (error == EAGAIN || error == EWOULDBLOCK) {
+        health_.silent();
+    } else {
+        health_.trouble(reason);
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<ModuleControl> openRedirector() {
+    return std::make_unique<Redirector>();
+}
+
+}  // namespace ostrel

@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "ostrel/modules.h"
+#include "platform/modules/fake_server.h"
+
+namespace ostrel {
+namespace {
+
+using ostrel::testing::FakeServer;
+using ostrel::testing::word;
+
+class RedirectorTest : public ostrel::testing::ModulesTest {
+protected:
+    // What errno says after a request; 0 when it went well.
+    int ask(unsigned long number, void* argument) {
+        return control->request(number, argument) == 0 ? 0 : errno;
+    }
+
+    // Issues request 24, which the server takes on its connection and answers with `answers`.
+    int wipe(FakeServer& server, bool accepts, const std::vector<std::string>& answers) {
+        auto result = std::async(std::launch::async, [this] { return ask(24, nullptr); });
+        if (accepts) {
+            server.accept();
+        }
+        EXPECT_EQ(server.receive(), word(24));
+        for (const std::string& answer : answers) {
+            server.send(answer);
+        }
+        if (answers.empty()) {
+            server.connection.reset();
+        }
+        return result.get();
+    }
+
+    const std::unique_ptr<ModuleControl> control = openRedirector();
+};
+
+TEST_F(RedirectorTest, EveryRequestIsItsNumberAndItsRecord) {
+    const struct {
+        unsigned long number;
+        std::size_t argument;
+        std::size_t answer;
+    } cases[] = {{6, 0, 4},  {8, 46, 0},  {9, 46, 0},    {10, 46, 0},   {11, 46, 0},
+                 {13, 4, 0}, {19, 26, 0}, {20, 1032, 0}, {21, 1032, 0}, {22, 1032, 0},
+                 {23, 0, 0}, {24, 0, 0},  {25, 52, 52}};
+    FakeServer server(path("redirector"));
+    bool first = true;
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.number);
+        std::string record(1100, 'r');
+        auto result =
+            std::async(std::launch::async, [&] { return ask(one.number, record.data()); });
+        if (first) {
+            server.accept();
+            first = false;
+        }
+        EXPECT_EQ(server.receive(),
+                  word(static_cast<std::int64_t>(one.number)) + std::string(one.argument, 'r'));
+        server.send(word(0) + std::string(one.answer, 'a'));
+        EXPECT_EQ(result.get(), 0);
+        EXPECT_EQ(record, std::string(one.answer, 'a') + std::string(1100 - one.answer, 'r'));
+    }
+}
+
+TEST_F(RedirectorTest, WhatIsNoRequestIsRefusedHere) {
+    EXPECT_EQ(ask(7, nullptr), EINVAL);
+    EXPECT_EQ(ask(6, nullptr), EFAULT);
+    EXPECT_EQ(ask(13, nullptr), EFAULT);
+}
+
+TEST_F(RedirectorTest, WithoutAServerItIsNotThereAndALaterOneIsFound) {
+    EXPECT_EQ(ask(24, nullptr), ENOENT);
+    { const FakeServer gone(path("redirector")); }
+    EXPECT_EQ(ask(24, nullptr), ENOENT);
+    FakeServer server(path("redirector"));
+    EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+}
+
+TEST_F(RedirectorTest, TheServersErrorIsTheCallers) {
+    FakeServer server(path("redirector"));
+    EXPECT_EQ(wipe(server, true, {word(-ENOSPC)}), ENOSPC);
+    EXPECT_EQ(wipe(server, false, {word(0)}), 0);
+    // A request that failed need not bring its record.
+    char proxy[4] = {'k', 'e', 'e', 'p'};
+    auto result = std::async(std::launch::async, [&] { return ask(6, proxy); });
+    EXPECT_EQ(server.receive(), word(6));
+    server.send(word(-ENODEV));
+    EXPECT_EQ(result.get(), ENODEV);
+    EXPECT_EQ(std::string(proxy, 4), "keep");
+}
+
+TEST_F(RedirectorTest, AnAnswerThatMakesNoSenseEndsTheConnection) {
+    FakeServer server(path("redirector"));
+    for (const std::string& answer : {word(0) + "x", std::string("abc"), word(1), word(-4096),
+                                      word(INT32_MIN), word(0) + std::string(2000, 'x')}) {
+        EXPECT_EQ(wipe(server, true, {answer}), EIO);
+    }
+    EXPECT_EQ(wipe(server, true, {}), EIO);
+    EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+}
+
+TEST_F(RedirectorTest, ASurplusAnswerIsNotTheNextRequests) {
+    FakeServer server(path("redirector"));
+    EXPECT_EQ(wipe(server, true, {word(0), word(-EPERM)}), 0);
+    EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+}
+
+TEST_F(RedirectorTest, AServerThatCameBackIsReachedByTheNextRequest) {
+    {
+        FakeServer server(path("redirector"));
+        EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+    }
+    FakeServer server(path("redirector"));
+    EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+}
+
+// The one test that waits: the second is the kernel's.
+TEST_F(RedirectorTest, ASilentServerCostsOneSecondAndIsLeftAloneForAWhile) {
+    std::vector<std::string> reports;
+    static std::vector<std::string>* sink = nullptr;
+    sink = &reports;
+    setLogSink([](LogLevel, const char* text) { sink->emplace_back(text); });
+    FakeServer server(path("redirector"));
+    EXPECT_EQ(ask(24, nullptr), EIO);
+    EXPECT_EQ(ask(23, nullptr), EIO);
+    clock.monotonic += 999999;
+    EXPECT_EQ(ask(23, nullptr), EIO);
+    EXPECT_EQ(reports.size(), 1U);
+
+    server.accept();
+    EXPECT_EQ(server.receive(), word(24));
+    EXPECT_EQ(server.receive(), "") << "asked although it was to be left alone";
+    EXPECT_FALSE(server.send(word(-EPERM))) << "a late answer could still arrive";
+    clock.monotonic += 1;
+    EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+    EXPECT_EQ(reports.size(), 2U);
+    setLogSink(nullptr);
+}
+
+TEST_F(RedirectorTest, EveryThreadGetsItsOwnAnswer) {
+    constexpr int kThreads = 4;
+    constexpr int kRequests = 50;
+    FakeServer server(path("redirector"));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([this, i] {
+            for (int n = 0; n < kRequests; ++n) {
+                std::string record(52, static_cast<char>('a' + i));
+                EXPECT_EQ(ask(25, record.data()), 0);
+                EXPECT_EQ(record, std::string(52, static_cast<char>('A' + i)));
+            }
+        });
+    }
+    server.accept();
+    for (int n = 0; n < kThreads * kRequests; ++n) {
+        const std::string request = server.receive();
+        ASSERT_EQ(request.size(), 56U);
+        server.send(word(0) + std::string(52, static_cast<char>(request[4] - 'a' + 'A')));
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+}  // namespace
+}  // namespace ostrel

@@ -1,0 +1,118 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "ostrel/modules.h"
+#include "platform/modules/fake_server.h"
+
+namespace ostrel {
+namespace {
+
+using ostrel::testing::addressOf;
+using ostrel::testing::FakeServer;
+using ostrel::testing::readFile;
+using ostrel::testing::TempDirectory;
+using ostrel::testing::writeFile;
+
+class NotificationsTest : public ostrel::testing::ModulesTest {};
+
+TEST_F(NotificationsTest, ArriveAsDatagramsOnASocketOfTheProcess) {
+    std::filesystem::remove(runtime.path("modules"));
+    const Fd fd = openNotifications(4711);
+    ASSERT_TRUE(fd.valid());
+    EXPECT_NE(fcntl(fd.get(), F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_NE(fcntl(fd.get(), F_GETFD) & FD_CLOEXEC, 0);
+    struct stat status {};
+    ASSERT_EQ(stat(path("notify-4711").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0660U);
+
+    const std::string sent = std::string(16, 'h') + std::string(30, 'p');
+    const Fd sender(socket(AF_UNIX, SOCK_DGRAM, 0));
+    const sockaddr_un address = addressOf(path("notify-4711"));
+    ASSERT_EQ(sendto(sender.get(), sent.data(), sent.size(), 0,
+                     reinterpret_cast<const sockaddr*>(&address), sizeof address),
+              46);
+    char received[256];
+    ASSERT_EQ(recv(fd.get(), received, sizeof received, 0), 46);
+    EXPECT_EQ(std::string(received, 46), sent);
+}
+
+TEST_F(NotificationsTest, TheOpeningClearsAwayWhatTheDeadLeftBehind) {
+    const Fd living = openNotifications(1);
+    { const Fd dead = openNotifications(2); }
+    { const Fd own = openNotifications(3); }
+    const Fd again = openNotifications(3);
+    EXPECT_TRUE(again.valid());
+    EXPECT_TRUE(std::filesystem::exists(path("notify-1")));
+    EXPECT_FALSE(std::filesystem::exists(path("notify-2")));
+    EXPECT_TRUE(std::filesystem::exists(path("notify-3")));
+}
+
+TEST_F(NotificationsTest, FailWithTheReasonWhereNoSocketCanBe) {
+    setenv("OSTREL_RUNTIME_DIR", runtime.path(std::string(100, 'x')).c_str(), 1);
+    EXPECT_FALSE(openNotifications(1).valid());
+    EXPECT_EQ(errno, ENAMETOOLONG);
+    writeFile(runtime.path("file"), "");
+    setenv("OSTREL_RUNTIME_DIR", runtime.path("file").c_str(), 1);
+    EXPECT_FALSE(openNotifications(1).valid());
+    EXPECT_EQ(errno, EEXIST);
+}
+
+class TextFileTest : public ostrel::testing::ModulesTest {};
+
+TEST_F(TextFileTest, OneWritingIsOneConnectionWithOneDatagram) {
+    FakeServer shaper(path("shaper"));
+    FakeServer wifi(path("wifi-auth"));
+    EXPECT_TRUE(writeModuleFile(kShaperPath, "sta del main 00:11:22:33:44:55"));
+    EXPECT_TRUE(writeModuleFile(kShaperPath, "second\n"));
+    EXPECT_TRUE(writeModuleFile(kWifiAuthPath, "username main 00:11:22:33:44:55 joe"));
+    for (const char* expected : {"sta del main 00:11:22:33:44:55", "second\n"}) {
+        shaper.accept();
+        EXPECT_EQ(shaper.receive(), expected);
+        EXPECT_EQ(shaper.receive(), "");
+    }
+    wifi.accept();
+    EXPECT_EQ(wifi.receive(), "username main 00:11:22:33:44:55 joe");
+}
+
+TEST_F(TextFileTest, ARealFileIsOverwritten) {
+    const std::string file = runtime.path("control");
+    writeFile(file, "something longer than the command");
+    EXPECT_TRUE(writeModuleFile(file.c_str(), "sta add"));
+    EXPECT_EQ(readFile(file), "sta add");
+}
+
+TEST_F(TextFileTest, WithNeitherTheOpeningFails) {
+    EXPECT_FALSE(writeModuleFile(kShaperPath, "x"));
+    EXPECT_EQ(errno, ENOENT);
+    { const FakeServer gone(path("wifi-auth")); }
+    EXPECT_FALSE(writeModuleFile(kWifiAuthPath, "x"));
+    EXPECT_EQ(errno, ENOENT);
+    // No file is made, and nothing else has a server.
+    EXPECT_FALSE(writeModuleFile(path("other").c_str(), "x"));
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_FALSE(std::filesystem::exists(path("other")));
+}
+
+TEST_F(TextFileTest, AServerThatTakesNoMoreConnectionsIsLeftAloneForAWhile) {
+    FakeServer server(path("shaper"), 0);
+    int taken = 0;
+    while (taken < 10 && writeModuleFile(kShaperPath, "x")) {
+        ++taken;
+    }
+    EXPECT_EQ(errno, EIO);
+    ASSERT_LT(taken, 10);
+    for (int i = 0; i < taken; ++i) {
+        server.accept();
+    }
+    EXPECT_FALSE(writeModuleFile(kShaperPath, "y")) << "it was to be left alone";
+    clock.monotonic += 1000000;
+    EXPECT_TRUE(writeModuleFile(kShaperPath, "z"));
+    server.accept();
+    EXPECT_EQ(server.receive(), "z");
+}
+
+}  // namespace
+}  // namespace ostrel
