@@ -1,0 +1,172 @@
+// async_send: which frame is the answer to which call.
+
+#include <gmock/gmock.h>
+#include <json-c/json.h>
+
+#include <atomic>
+
+#include "bus_fixture.h"
+#include "ostrel/clock.h"
+
+namespace ostrel::bus {
+namespace {
+
+using testing::ElementsAre;
+
+class SetClock final : public Clock {
+public:
+    std::int64_t monotonicMicroseconds() const override { return now_; }
+    std::int64_t wallMicroseconds() const override { return now_; }
+    void advanceSeconds(std::int64_t seconds) { now_ += seconds * 1000000; }
+
+private:
+    std::atomic<std::int64_t> now_{1000000};
+};
+
+class CallTest : public BusTest {
+protected:
+    ~CallTest() override {
+        json_object_put(request_);
+        setClock(nullptr);
+    }
+
+    bool call(int module, int timeoutSeconds, const char* name) {
+        return bus_->async_send(
+            request_, module, this,
+            [this, name](void* response, void* user, int status) {
+                EXPECT_EQ(user, this);
+                EXPECT_EQ(status, response == nullptr ? -1 : 0);
+                json_object* value = nullptr;
+                json_object_object_get_ex(static_cast<json_object*>(response), "value", &value);
+                answers_.add(std::string(name) + ":" +
+                             (value != nullptr ? json_object_get_string(value) : "none"));
+            },
+            timeoutSeconds);
+    }
+
+    // The number of the call whose request comes next.
+    static std::string contextOfRequest(RawPeer& peer) {
+        json_object* request = json_tokener_parse(peer.readFrame().second.c_str());
+        json_object* context = nullptr;
+        EXPECT_TRUE(json_object_object_get_ex(request, "context", &context));
+        EXPECT_EQ(json_object_get_type(context), json_type_int);
+        std::string text = json_object_get_string(context);
+        json_object_put(request);
+        return text;
+    }
+
+    static std::string answer(std::uint32_t sender, const std::string& context,
+                              const std::string& value) {
+        return handMadeFrame(
+            sender, R"({"command":"late","context":)" + context + R"(,"value":")" + value + "\"}");
+    }
+
+    SetClock clock_;
+    json_object* request_ = json_tokener_parse(R"({"command":"get","context":"mine"})");
+    RawModule statistics_{11};
+    Collected<std::string> answers_;
+    std::unique_ptr<IpcInterface> bus_ = std::make_unique<IpcInterface>(kServer, false, 50);
+};
+
+TEST_F(CallTest, AnswersReachTheirOwnCalls) {
+    ASSERT_TRUE(call(11, 30, "first"));
+    ASSERT_TRUE(call(11, 30, "second"));
+    RawPeer peer = statistics_.accept();
+    const std::string first = contextOfRequest(peer);
+    const std::string second = contextOfRequest(peer);
+    peer.write(answer(11, second, "2") + answer(11, first, "1"));
+    EXPECT_THAT(answers_.waitFor(2), ElementsAre("second:2", "first:1"));
+    EXPECT_STREQ(json_object_to_json_string_ext(request_, JSON_C_TO_STRING_PLAIN),
+                 R"({"command":"get","context":"mine"})");
+}
+
+TEST_F(CallTest, AnAnswerMayComeOnAnotherConnection) {
+    ASSERT_TRUE(call(11, 30, "call"));
+    RawPeer asked = statistics_.accept();
+    const std::string context = contextOfRequest(asked);
+    asked.leave();
+    RawPeer::connectedTo(kServer).write(answer(11, context, "1"));
+    EXPECT_THAT(answers_.waitFor(1), ElementsAre("call:1"));
+}
+
+TEST_F(CallTest, OnlyTheModuleThatWasAskedAnswers) {
+    const Worker worker(*bus_, {{"late", note()}});
+    RawModule apbd(2);
+    ASSERT_TRUE(call(11, 30, "statistics"));
+    ASSERT_TRUE(call(2, 30, "apbd"));
+    RawPeer peer = statistics_.accept();
+    const std::string context = contextOfRequest(peer);
+    RawPeer stranger = RawPeer::connectedTo(kServer);
+    stranger.write(answer(2, context, "false"));
+    stranger.write(answer(9, context, "false"));
+    EXPECT_EQ(received_.waitFor(2).size(), 2U);
+    peer.write(answer(11, context, "true"));
+    EXPECT_THAT(answers_.waitFor(1), ElementsAre("statistics:true"));
+}
+
+TEST_F(CallTest, WhatAnswersNothingIsACommandInItsOrder) {
+    const Worker worker(*bus_, {{"late", note()}});
+    ASSERT_TRUE(call(11, 30, "call"));
+    RawPeer peer = statistics_.accept();
+    const std::string context = contextOfRequest(peer);
+    std::vector<std::string> contexts = {"0",          "-1",  "1e3", "\"" + context + "\"",
+                                         "4294967297", "null"};
+    for (const std::string& each : contexts) {
+        peer.write(answer(11, each, "no"));
+    }
+    peer.write(answer(11, context, "yes") + answer(11, context, "twice"));
+    std::vector<Message> expected;
+    for (const std::string& each : contexts) {
+        expected.push_back({answer(11, each, "no").substr(8), 11});
+    }
+    expected.push_back({answer(11, context, "twice").substr(8), 11});
+    EXPECT_EQ(received_.waitFor(expected.size()), expected);
+    EXPECT_THAT(answers_.waitFor(1), ElementsAre("call:yes"));
+}
+
+TEST_F(CallTest, NoAnswerInTimeIsANullResponse) {
+    setClock(&clock_);
+    const Worker worker(*bus_, {{"late", note()}});
+    ASSERT_TRUE(call(11, 31, "longer"));
+    ASSERT_TRUE(call(11, 30, "expired"));
+    RawPeer peer = statistics_.accept();
+    const std::string longer = contextOfRequest(peer);
+    const std::string expired = contextOfRequest(peer);
+    clock_.advanceSeconds(30);
+    peer.write(answer(11, "0", "wakes the delivery thread"));
+    EXPECT_THAT(answers_.waitFor(1), ElementsAre("expired:none"));
+    peer.write(answer(11, expired, "too late") + answer(11, longer, "in time"));
+    EXPECT_THAT(answers_.waitFor(2), ElementsAre("expired:none", "longer:in time"));
+    EXPECT_EQ(received_.waitFor(2).back().text, answer(11, expired, "too late").substr(8));
+}
+
+TEST_F(CallTest, TheTimeEndsWithoutAnyTraffic) {
+    ASSERT_TRUE(call(11, 0, "call"));
+    EXPECT_THAT(answers_.waitFor(1), ElementsAre("call:none"));
+}
+
+TEST_F(CallTest, WhatCannotBeSentHasNoCallback) {
+    EXPECT_FALSE(call(9, 30, "absent"));
+    json_object* array = json_object_new_array();
+    EXPECT_FALSE(bus_->async_send(array, 11, nullptr, {}, 30));
+    EXPECT_FALSE(bus_->async_send(nullptr, 11, nullptr, {}, 30));
+    json_object_put(array);
+    ASSERT_TRUE(call(11, 0, "sent"));
+    EXPECT_THAT(answers_.waitFor(1), ElementsAre("sent:none"));
+}
+
+TEST_F(CallTest, AnExceptionOfACallbackIsItsOwn) {
+    ASSERT_TRUE(bus_->async_send(
+        request_, 11, nullptr, [](void*, void*, int) { throw 1; }, 0));
+    ASSERT_TRUE(call(11, 0, "next"));
+    EXPECT_THAT(answers_.waitFor(1), ElementsAre("next:none"));
+}
+
+TEST_F(CallTest, TheEndOfTheBusIsNoAnswer) {
+    ASSERT_TRUE(call(11, 30, "call"));
+    bus_.reset();
+    EXPECT_TRUE(answers_.waitFor(0).empty());
+}
+
+}  // namespace
+}  // namespace ostrel::bus

@@ -1,0 +1,139 @@
+// What travels between a bus and its peers, by hand on one side.
+
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+
+#include "bus_fixture.h"
+
+namespace ostrel::bus {
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+
+constexpr int kTool = 65536 + 4711;
+
+class WireTest : public BusTest {
+protected:
+    IpcInterface bus_{kServer, false, 50};
+};
+
+TEST_F(WireTest, EchoesBetweenTwoModules) {
+    IpcInterface other(IPC_MODULE_APBD, false, 50);
+    const Worker server(bus_, {{"ping", echo(bus_)}});
+    const Worker client(other, {{"ping", note()}});
+    ASSERT_TRUE(other.send(R"({"command":"ping"})", kServer));
+    EXPECT_THAT(received_.waitFor(1), ElementsAre(Message{R"({"command":"ping"})", kServer}));
+}
+
+TEST_F(WireTest, AnswersAToolOnItsOwnConnection) {
+    const Worker server(bus_, {{"ping", echo(bus_)}});
+    RawPeer tool = RawPeer::connectedTo(kServer);
+    tool.write(handMadeFrame(kTool, R"({"cmd":"ping"})"));
+    EXPECT_EQ(tool.read(8 + 14),
+              std::string("\x00\x00\x00\x0e\x00\x00\x00\x03", 8) + R"({"cmd":"ping"})");
+}
+
+TEST_F(WireTest, AnswersAPeerThatHasFinishedWriting) {
+    const Worker server(bus_, {{"ping", echo(bus_)}});
+    RawPeer tool = RawPeer::connectedTo(kServer);
+    tool.write(handMadeFrame(kTool, R"({"cmd":"ping"})"));
+    tool.finishWriting();
+    EXPECT_THAT(tool.readFrame(), Pair(kServer, R"({"cmd":"ping"})"));
+}
+
+TEST_F(WireTest, AnonymousInterfaceHasNoSocketAndGetsItsAnswer) {
+    IpcInterface tool(ipc_tool_module(), false, 1);
+    const Worker server(bus_, {{"ping", echo(bus_)}});
+    const Worker client(tool, {{"ping", note()}});
+    ASSERT_TRUE(tool.send(R"({"command":"ping"})", kServer));
+    EXPECT_EQ(received_.waitFor(1).size(), 1U);
+    EXPECT_FALSE(bus_.send("{}", ipc_tool_module() + 1));
+}
+
+TEST_F(WireTest, ReadsFramesInAnyPieces) {
+    const Worker server(bus_, {{"a", note()}, {"b", note()}});
+    RawPeer peer = RawPeer::connectedTo(kServer);
+    for (const char byte : handMadeFrame(9, R"({"command":"a"})")) {
+        peer.write(std::string_view(&byte, 1));
+    }
+    peer.write(handMadeFrame(9, R"({"command":"b"})") + handMadeFrame(11, R"({"cmd":"a",})"));
+    EXPECT_THAT(received_.waitFor(3),
+                ElementsAre(Message{R"({"command":"a"})", 9}, Message{R"({"command":"b"})", 9},
+                            Message{R"({"cmd":"a",})", 11}));
+}
+
+TEST_F(WireTest, HandlesWhatWasSentBeforeThePeerLeft) {
+    RawPeer peer = RawPeer::connectedTo(kServer);
+    peer.write(handMadeFrame(9, R"({"command":"a"})") + handMadeFrame(9, R"({"command":"a"})"));
+    peer.leave();
+    const Worker server(bus_, {{"a", note()}});
+    EXPECT_EQ(received_.waitFor(2).size(), 2U);
+}
+
+TEST_F(WireTest, ConnectsOnceAndUsesThatConnectionAgain) {
+    RawModule traps(9);
+    ASSERT_TRUE(bus_.send("[1]", 9));
+    ASSERT_TRUE(bus_.send("[2]", 9));
+    RawPeer peer = traps.accept();
+    EXPECT_THAT(peer.readFrame(), Pair(kServer, "[1]"));
+    EXPECT_THAT(peer.readFrame(), Pair(kServer, "[2]"));
+}
+
+TEST_F(WireTest, TakesTheConnectionOnWhichTheModuleWasShownLast) {
+    RawModule traps(9);
+    const Worker server(bus_, {{"a", note()}});
+    RawPeer first = RawPeer::connectedTo(kServer);
+    RawPeer second = RawPeer::connectedTo(kServer);
+    int shown = 0;
+    for (RawPeer* peer : {&first, &second, &first}) {
+        peer->write(handMadeFrame(9, R"({"command":"a"})"));
+        received_.waitFor(static_cast<std::size_t>(++shown));
+    }
+    ASSERT_TRUE(bus_.send("[1]", 9));
+    EXPECT_THAT(first.readFrame(), Pair(kServer, "[1]"));
+    first.leave();
+    second.leave();
+    // The module has gone and come back: its socket file is the way now.
+    ASSERT_TRUE(bus_.send("[2]", 9));
+    EXPECT_THAT(traps.accept().readFrame(), Pair(kServer, "[2]"));
+}
+
+TEST_F(WireTest, TellsThatAModuleIsNotThere) {
+    EXPECT_FALSE(bus_.send("{}", 11));
+    EXPECT_FALSE(bus_.send("{}", 11));
+    EXPECT_EQ(bus_.droppedFrames(), 2U);
+    EXPECT_THAT(reports_.waitFor(1),
+                ElementsAre("bus: module 11 is not there: No such file or directory"));
+}
+
+TEST_F(WireTest, RefusesWhatIsNoFrame) {
+    EXPECT_FALSE(bus_.send("", kServer));
+    EXPECT_FALSE(bus_.send(std::string((16U << 20U) + 1, ' '), kServer));
+    EXPECT_TRUE(bus_.send(std::string((16U << 20U) - 2, ' ') + "{}", kServer));
+}
+
+TEST_F(WireTest, AFrameThatNobodyWantsCostsOnlyItself) {
+    const Worker server(bus_, {{"a", note()}});
+    RawPeer peer = RawPeer::connectedTo(kServer);
+    for (const char* text : {"5", "[]", "{}", R"({"command":"unknown"})", R"({"command":"a"})"}) {
+        peer.write(handMadeFrame(9, text));
+    }
+    EXPECT_THAT(received_.waitFor(1), ElementsAre(Message{R"({"command":"a"})", 9}));
+}
+
+TEST_F(WireTest, AnExceptionEndsItsCommandAlone) {
+    const Worker server(bus_, {{"throw", [](void*, void*, int) { throw std::runtime_error("x"); }},
+                               {"odd", [](void*, void*, int) { throw 1; }},
+                               {"a", note()}});
+    RawPeer peer = RawPeer::connectedTo(kServer);
+    for (const char* text : {R"({"cmd":"throw"})", R"({"cmd":"odd"})", R"({"cmd":"a"})"}) {
+        peer.write(handMadeFrame(9, text));
+    }
+    EXPECT_EQ(received_.waitFor(1).size(), 1U);
+    EXPECT_EQ(reports_.waitFor(2).size(), 2U);
+}
+
+}  // namespace
+}  // namespace ostrel::bus
