@@ -1,0 +1,279 @@
+#include "apsim/module_server.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <sstream>
+#include <utility>
+
+#include "apsim/addresses.h"
+#include "apsim/unix_socket.h"
+
+namespace apsim {
+
+namespace {
+
+constexpr int kBacklog = 256;
+constexpr std::size_t kLargestDatagram = 8192;
+constexpr std::size_t kNetlinkHeader = 16;
+constexpr std::size_t kNameBytes = 16;
+// How often a daemon that isn't there is looked for while notifications wait for it.
+constexpr int kRetryMilliseconds = 50;
+
+std::string modulePath(const std::string& name) {
+    return ostrel::runtimeDirectory() + "/modules/" + name;
+}
+
+std::string notification(const StationId& id, const std::string& ip, std::uint32_t value) {
+    std::string datagram(kNetlinkHeader, '\0');
+    datagram += macBytes(id.mac).value_or(std::string(6, '\0'));
+    std::string name = id.interface.substr(0, kNameBytes - 1);
+    name.resize(kNameBytes, '\0');
+    datagram += name;
+    const std::uint32_t address = parseAddress(ip);
+    for (const int shift : {24, 16, 8, 0}) {
+        datagram += static_cast<char>(address >> shift & 0xffU);
+    }
+    datagram.append(reinterpret_cast<const char*>(&value), sizeof value);
+    return datagram;
+}
+
+}  // namespace
+
+ModuleServer::ModuleServer(EventLog& log, const ModuleServerOptions& options)
+    : log_(log),
+      redirector_(log, options.proxy, options.gateway),
+      directory_(ostrel::runtimeDirectory() + "/modules"),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (!ostrel::makeDirectories(directory_, 0750)) {
+        throw systemError("can't make " + directory_);
+    }
+    for (const auto& [file, name] :
+         {std::pair(File::redirector, "redirector"), std::pair(File::shaper, "shaper"),
+          std::pair(File::wifiAuth, "wifi-auth"), std::pair(File::deauth, "deauth")}) {
+        listeners_.emplace(file, listenAt(modulePath(name), kBacklog));
+    }
+    thread_ = std::thread([this] { run(); });
+}
+
+ModuleServer::~ModuleServer() {
+    {
+        ostrel::MutexLock lock(mutex_);
+        stop_ = true;
+    }
+    eventfd_write(wake_.get(), 1);
+    thread_.join();
+    for (const char* name : {"redirector", "shaper", "wifi-auth", "deauth"}) {
+        unlink(modulePath(name).c_str());
+    }
+}
+
+void ModuleServer::run() {
+    bool writable = true;
+    for (;;) {
+        const bool waiting = sendNotifications(writable);
+        std::vector<pollfd> polled{{wake_.get(), POLLIN, 0}};
+        polled.push_back({notifySocket_.get(), static_cast<short>(waiting ? POLLOUT : 0), 0});
+        for (const auto& [file, listener] : listeners_) {
+            polled.push_back({listener.get(), POLLIN, 0});
+        }
+        const std::size_t firstConnection = polled.size();
+        for (const Connection& connection : connections_) {
+            polled.push_back({connection.fd.get(), POLLIN, 0});
+        }
+        const bool looking = waiting && !notifySocket_.valid();
+        if (poll(polled.data(), polled.size(), looking ? kRetryMilliseconds : -1) < 0 &&
+            errno != EINTR) {
+            return;
+        }
+        eventfd_t ignored = 0;
+        eventfd_read(wake_.get(), &ignored);
+        {
+            ostrel::MutexLock lock(mutex_);
+            if (stop_) {
+                return;
+            }
+        }
+        writable = polled[1].revents != 0 || !waiting;
+        // Backwards, so that what is erased moves nothing that is still to come.
+        for (std::size_t index = connections_.size(); index-- > 0;) {
+            if (polled[firstConnection + index].revents != 0 && !serve(connections_[index])) {
+                connections_.erase(connections_.begin() + static_cast<std::ptrdiff_t>(index));
+            }
+        }
+        std::size_t place = 2;
+        for (const auto& [file, listener] : listeners_) {
+            if (polled[place++].revents != 0) {
+                accept(listener, file);
+            }
+        }
+    }
+}
+
+void ModuleServer::accept(const ostrel::Fd& listener, File file) {
+    for (;;) {
+        ostrel::Fd fd(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!fd.valid()) {
+            return;
+        }
+        connections_.push_back({std::move(fd), file});
+    }
+}
+
+bool ModuleServer::serve(const Connection& connection) {
+    std::array<char, kLargestDatagram> buffer{};
+    const ssize_t size = recv(connection.fd.get(), buffer.data(), buffer.size(), 0);
+    if (size < 0) {
+        return errno == EAGAIN || errno == EINTR;
+    }
+    if (size == 0) {
+        return false;
+    }
+    const std::string datagram(buffer.data(), static_cast<std::size_t>(size));
+    if (connection.file == File::redirector) {
+        const std::string answer = redirector_.handle(datagram);
+        return send(connection.fd.get(), answer.data(), answer.size(), MSG_NOSIGNAL) >= 0;
+    }
+    take(connection.file, datagram);
+    return true;
+}
+
+void ModuleServer::take(File file, const std::string& text) {
+    switch (file) {
+        case File::shaper:
+            takeShaper(text);
+            break;
+        case File::wifiAuth:
+            takeWifiAuth(text);
+            break;
+        case File::deauth:
+            takeDeauth(text);
+            break;
+        case File::redirector:
+            break;
+    }
+}
+
+void ModuleServer::takeShaper(const std::string& text) {
+    std::istringstream words(text);
+    std::string subject;
+    std::string verb;
+    StationId id;
+    words >> subject >> verb >> id.interface >> id.mac;
+    std::string rest;
+    std::getline(words, rest);
+    {
+        ostrel::MutexLock lock(mutex_);
+        limits_.erase(id);
+        std::istringstream numbers(rest);
+        ShaperLimits limits;
+        unsigned long burst = 0;
+        if (verb == "add" && numbers >> limits.transmitMode >> limits.transmit >> burst >>
+                                 limits.receiveMode >> limits.receive >> burst) {
+            limits_[id] = limits;
+        }
+    }
+    log_.add({Party::shaper, subject + " " + verb, id, rest});
+}
+
+void ModuleServer::takeWifiAuth(const std::string& text) {
+    std::istringstream words(text);
+    std::string key;
+    StationId id;
+    words >> key >> id.interface >> id.mac;
+    std::string value;
+    words.get();
+    std::getline(words, value, '\0');  // a login may hold blanks
+    {
+        ostrel::MutexLock lock(mutex_);
+        wifiAuth_[{key, id}] = value;
+    }
+    log_.add({Party::wifiAuth, key, id, value});
+}
+
+void ModuleServer::takeDeauth(const std::string& text) {
+    std::istringstream words(text);
+    StationId id;
+    words >> id.interface >> id.mac;
+    log_.add({Party::deauth, "deauth-client", id, ""});
+    std::function<void(const StationId&)> handler;
+    {
+        ostrel::MutexLock lock(mutex_);
+        handler = deauthHandler_;
+    }
+    if (handler) {
+        handler(id);
+    }
+}
+
+// Sends what waits while the daemon's socket takes it; whether something is left.
+bool ModuleServer::sendNotifications(bool writable) {
+    if (notifyPid_ != redirector_.notifyPid()) {
+        notifyPid_ = redirector_.notifyPid();
+        notifySocket_.reset();
+    }
+    ostrel::MutexLock lock(mutex_);
+    while (writable && !notifications_.empty()) {
+        if (!notifySocket_.valid() && !connectNotifications()) {
+            break;
+        }
+        const std::string& next = notifications_.front();
+        if (send(notifySocket_.get(), next.data(), next.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+            if (errno != EAGAIN) {
+                notifySocket_.reset();  // that daemon has gone; the next one says so with its pid
+            }
+            break;
+        }
+        notifications_.pop_front();
+    }
+    return !notifications_.empty();
+}
+
+bool ModuleServer::connectNotifications() {
+    if (notifyPid_ == 0) {
+        return false;
+    }
+    notifySocket_ = connectTo(modulePath("notify-" + std::to_string(notifyPid_)), SOCK_DGRAM);
+    return notifySocket_.valid();
+}
+
+void ModuleServer::notify(const StationId& id, const std::string& ip, std::uint32_t value) {
+    {
+        ostrel::MutexLock lock(mutex_);
+        notifications_.push_back(notification(id, ip, value));
+    }
+    eventfd_write(wake_.get(), 1);
+}
+
+std::size_t ModuleServer::pendingNotifications() const {
+    ostrel::MutexLock lock(mutex_);
+    return notifications_.size();
+}
+
+std::optional<ShaperLimits> ModuleServer::shaperLimits(const StationId& id) const {
+    ostrel::MutexLock lock(mutex_);
+    const auto found = limits_.find(id);
+    return found == limits_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::string ModuleServer::wifiAuth(const std::string& key, const StationId& id) const {
+    ostrel::MutexLock lock(mutex_);
+    const auto found = wifiAuth_.find({key, id});
+    return found == wifiAuth_.end() ? "" : found->second;
+}
+
+void ModuleServer::setDeauthHandler(std::function<void(const StationId&)> handler) {
+    ostrel::MutexLock lock(mutex_);
+    deauthHandler_ = std::move(handler);
+}
+
+bool sendDeauth(const StationId& id) {
+    const ostrel::Fd socket = connectTo(modulePath("deauth"), SOCK_SEQPACKET);
+    const std::string text = id.interface + " " + id.mac;
+    return socket.valid() && send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL) >= 0;
+}
+
+}  // namespace apsim
