@@ -46,8 +46,7 @@ class FakeServer {
 public:
     explicit FakeServer(const std::string& path, int backlog = 8)
         : listener_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)) {
-        const timeval bound{5, 0};
-        setsockopt(listener_.get(), SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
+        bound(listener_);
         unlink(path.c_str());
         const sockaddr_un address = addressOf(path);
         EXPECT_EQ(
@@ -58,8 +57,7 @@ public:
     // Waits for the next connection, which takes the place of the one before.
     void accept() {
         connection.reset(::accept(listener_.get(), nullptr, nullptr));
-        const timeval bound{5, 0};
-        setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
+        bound(connection);
     }
 
     // The next datagram; "" at the end of the connection.
@@ -76,6 +74,11 @@ public:
     Fd connection;
 
 private:
+    static void bound(const Fd& fd) {
+        const timeval seconds{5, 0};
+        setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &seconds, sizeof seconds);
+    }
+
     Fd listener_;
 };
 
