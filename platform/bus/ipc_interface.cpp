@@ -161,6 +161,11 @@ void IpcInterface::stop() {
     bus_->inbox.stop();
 }
 
+void IpcInterface::close() {
+    stop();
+    bus_->calls.stop();
+}
+
 bool IpcInterface::send(void* text, int module) const {
     return text != nullptr &&
            bus_->exchange.send(static_cast<const char*>(text), moduleNumber(module));

@@ -53,14 +53,18 @@ public:
     [[nodiscard]] void* receive_initial_config();
 
     // Hands every frame that is not an answer to the entry of `commands` named by its "command"
-    // member, else its "cmd" member, in order of arrival, on the calling thread, and waits for more.
-    // Returns only after stop(). A frame that no entry wants is dropped with a debug report; an
-    // exception out of a command is reported and ends that command alone.
+    // member, else its "cmd" member, in order of arrival, on the calling thread, and waits for
+    // more. Returns only after stop(). A frame that no entry wants is dropped with a debug report;
+    // an exception out of a command is reported and ends that command alone.
     void process(const CommandTable& commands);
 
     // Makes process() and receive_initial_config() return, now and whenever they are called again.
     // Callable from any thread, also from within a command.
     void stop();
+
+    // stop(), and the end of the callbacks: when it returns none is under way and none will be
+    // made, so that what they refer to may be destroyed. Not from within a callback.
+    void close();
 
     // Queues one frame with the zero-terminated JSON text `text` for `module`; never blocks. False
     // when the module isn't there, its queue is full or the text is longer than 16 MiB: the frame
