@@ -1,0 +1,147 @@
+// The entry function: takes the configuration from the bus, builds the long-lived objects and wires
+// them, runs the portal loop on the main thread.
+
+#include <getopt.h>
+#include <json-c/json.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "apb/apbd_collaborator.h"
+#include "core/json_entry.h"
+#include "core/logger.h"
+#include "core/pid_file.h"
+#include "core/signals.h"
+#include "inform/ipc_information_collector.h"
+#include "ipc/ipc_event_listener.h"
+#include "ostrel/ipc.h"
+#include "ostrel/runtime.h"
+#include "portal/portal.h"
+
+namespace vesta {
+namespace {
+
+constexpr int kBusBacklog = 50;
+
+struct Options {
+    std::string uplink;
+    std::string apLocation;
+};
+
+// Whatever else stands on the command line is ignored.
+Options parseOptions(int argc, char** argv) {
+    Options options;
+    opterr = 0;
+    int option = 0;
+    while ((option = getopt(argc, argv, "i:l:")) != -1) {
+        if (option == 'i') {
+            options.uplink = optarg;
+        } else if (option == 'l') {
+            options.apLocation = optarg;
+        }
+    }
+    return options;
+}
+
+class Daemon {
+public:
+    // Returns when the portal loop has been stopped.
+    void run(const Options& options);
+    // Ends the process with status 1, without running destructors beneath living threads.
+    [[noreturn]] void fail(const char* reason) const;
+
+private:
+    std::shared_ptr<MessageEntry> receiveConfiguration() const;
+    void build(std::shared_ptr<MessageEntry> config, const Options& options);
+    void serve();
+    void end();
+
+    bool logging_ = false;  // the configured log takes records
+    std::shared_ptr<IpcInterface> ipc_;
+    std::shared_ptr<Portal> portal_;
+    std::shared_ptr<APBDCollaborator> apbd_;
+    std::shared_ptr<IPCEventListener> listener_;
+};
+
+void Daemon::run(const Options& options) {
+    ipc_ = std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, kBusBacklog);
+    std::shared_ptr<MessageEntry> config = receiveConfiguration();
+    logger().setTraceOpts(config);
+    logging_ = true;
+    logger().Debug("Started\n");
+    writePidFile();
+    build(std::move(config), options);
+    serve();
+    end();
+}
+
+std::shared_ptr<MessageEntry> Daemon::receiveConfiguration() const {
+    std::fprintf(stderr, "vestad: waiting for the configuration from module %d on %s/bus/%d\n",
+                 IPC_MODULE_CONFIGURATION, ostrel::runtimeDirectory().c_str(),
+                 IPC_MODULE_CONFIGURATION);
+    void* const document = ipc_->receive_initial_config();
+    auto config = std::make_shared<JsonEntry>(document);
+    json_object_put(static_cast<json_object*>(document));
+    return config;
+}
+
+void Daemon::build(std::shared_ptr<MessageEntry> config, const Options& options) {
+    portal_ = std::make_shared<Portal>(ipc_, config, options.uplink, options.apLocation);
+    portal_->setInformationCollector(std::make_shared<IPCInformationCollector>(ipc_));
+    installSignalHandlers();
+    apbd_ = std::make_shared<APBDCollaborator>(config, ipc_, portal_);
+    portal_->setClientInformationStore(apbd_);
+    portal_->addClientsEventsInformator(apbd_);
+    config.reset();
+    listener_ = std::make_shared<IPCEventListener>(portal_, apbd_, ipc_);
+}
+
+void Daemon::serve() {
+    logger().Debug("Going to listen ipc\n");
+    listener_->run();
+    portal_->start();
+    listener_->stop();
+    listener_->join();
+    logger().Debug("End of portal\n");
+}
+
+// Nothing is destroyed before the threads that may be in it have ended.
+void Daemon::end() {
+    removePidFile();
+    ipc_->close();
+    listener_.reset();
+    apbd_.reset();
+    portal_.reset();
+    ipc_.reset();
+}
+
+void Daemon::fail(const char* reason) const {
+    logger().Error("%s\n", reason);
+    if (!logging_) {
+        std::fprintf(stderr, "vestad: %s\n", reason);
+    }
+    _exit(EXIT_FAILURE);
+}
+
+}  // namespace
+}  // namespace vesta
+
+int main(int argc, char** argv) {
+    // A peer or a pipe that goes away is told by the write that fails.
+    signal(SIGPIPE, SIG_IGN);
+    vesta::Daemon daemon;
+    try {
+        daemon.run(vesta::parseOptions(argc, argv));
+    } catch (const std::exception& problem) {
+        daemon.fail(problem.what());
+    } catch (...) {
+        daemon.fail("Unhandled exception. Exit.");
+    }
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,198 @@
+#include "ipc/ipc_event_listener.h"
+
+#include <json-c/json.h>
+
+#include <exception>
+#include <utility>
+
+#include "core/json_entry.h"
+#include "core/logger.h"
+
+namespace vesta {
+namespace {
+
+constexpr const char* kContext = "context";
+constexpr const char* kParseFailure =
+    R"({    "command": "get-response",    "result": 0,    "error": "IPCListener failed on parse message"})";
+constexpr const char* kAnyFailure =
+    R"({    "command": "get-response",    "result": 0,    "error": "IPCListener failed on make anything!"})";
+
+json_object* nodeOf(MessageEntry& entry) {
+    return static_cast<json_object*>(entry.getRowMessage());
+}
+
+std::shared_ptr<MessageEntry> parseRequest(const char* text) {
+    auto request = std::make_shared<JsonEntry>(text);
+    if (json_object_is_type(nodeOf(*request), json_type_object) == 0) {
+        throw ENTRY_WRONG_TYPE;
+    }
+    return request;
+}
+
+// The getters of a message know its types; a context may be of any.
+void answerInsertContext(MessageEntry& request, MessageEntry& answer) {
+    json_object* context = nullptr;
+    if (json_object_object_get_ex(nodeOf(request), kContext, &context) != 0) {
+        answer.insertObjectValue(kContext, std::make_shared<JsonEntry>(context));
+    }
+}
+
+}  // namespace
+
+IPCEventListener::IPCEventListener(std::shared_ptr<Portal> portal,
+                                   std::shared_ptr<APBDCollaborator> apbd,
+                                   std::shared_ptr<IpcInterface> ipc)
+    : VestaEventListener(std::move(portal), std::move(apbd)), ipc_(std::move(ipc)) {
+    using Self = IPCEventListener;
+    name_ = "ipcListener";
+    const auto add = [this](const char* command, void (Self::*adapter)(void*, void*, int)) {
+        commands_[command] = [this, adapter](void* message, void* user, int sender) {
+            (this->*adapter)(message, user, sender);
+        };
+    };
+    add("get-redirect-params", &Self::ipcHandleGetRedirectParams);
+    add("validate-ip", &Self::ipcHandleValidateIp);
+    add("validate", &Self::ipcHandleValidate);
+    add("update", &Self::ipcHandleUpdate);
+    add("update-scenario", &Self::ipcHandleUpdateScenario);
+    add("get", &Self::ipcHandleVestadState);
+    add("get-scenarios", &Self::ipcHandleVestadStateScenarios);
+    add("connected", &Self::ipcHandleAPBConnectedResponce);
+    add("disconnected", &Self::ipcHandleAPBDisconnectedResponce);
+    add("subscribe-response", &Self::ipcHandleAPBSubscribeResponce);
+    add("add-response", &Self::ipcHandleAPBAddResponce);
+    add("update-response", &Self::ipcHandleAPBUpdateResponce);
+    add("del-response", &Self::ipcHandleAPBDeleteResponce);
+    add("add-notify", &Self::ipcHandleAPBAddNotify);
+    add("update-notify", &Self::ipcHandleAPBUpdateNotify);
+    add("del-notify", &Self::ipcHandleAPBDeleteNotify);
+    add("cp-del-client", &Self::ipcHandleDelClient);
+}
+
+bool IPCEventListener::handle() {
+    ipc_->process(commands_);
+    return true;
+}
+
+void IPCEventListener::stop() {
+    VestaEventListener::stop();
+    ipc_->stop();
+}
+
+void IPCEventListener::ipcHandleFunction(void* message, void* /*user*/, int sender,
+                                         AnswerHandler handler) {
+    const std::string answer = makeAnswer(static_cast<const char*>(message), handler);
+    logger().Debug("%s for %d going to send anser %s\n", "ipcHandleFunction", sender,
+                   answer.c_str());
+    ipc_->send(answer, sender);
+}
+
+std::string IPCEventListener::makeAnswer(const char* text, AnswerHandler handler) {
+    try {
+        const Entry request = parseRequest(text);
+        logger().Debug("%s receive request: %s\n", "ipcHandleFunction", text);
+        const Entry answer = (this->*handler)(request);
+        if (answer == nullptr) {
+            throw ENTRY_EMPTY;
+        }
+        answerInsertContext(*request, *answer);
+        return answer->getStringRepresentation();
+    } catch (const ENTRY_EXCEPTION_TYPE&) {
+        return kParseFailure;
+    } catch (const std::exception& failure) {
+        logger().Error("%s failed: %s\n", "ipcHandleFunction", failure.what());
+    } catch (...) {
+        logger().Error("%s failed: %s\n", "ipcHandleFunction", "no standard exception");
+    }
+    return kAnyFailure;
+}
+
+void IPCEventListener::ipcNoAnserHandleFunction(void* message, void* /*user*/, int sender,
+                                                NoAnswerHandler handler) {
+    const char* const text = static_cast<const char*>(message);
+    try {
+        const Entry request = parseRequest(text);
+        logger().Debug("%s receive request: %s\n", "ipcNoAnserHandleFunction", text);
+        (this->*handler)(request);
+    } catch (const ENTRY_EXCEPTION_TYPE&) {
+        logger().Warning("%s: message of module %d can't be read: %s\n", "ipcNoAnserHandleFunction",
+                         sender, text);
+    } catch (const std::exception& failure) {
+        logger().Error("%s failed: %s\n", "ipcNoAnserHandleFunction", failure.what());
+    } catch (...) {
+        logger().Error("%s failed: %s\n", "ipcNoAnserHandleFunction", "no standard exception");
+    }
+}
+
+void IPCEventListener::ipcHandleGetRedirectParams(void* message, void* user, int sender) {
+    ipcHandleFunction(message, user, sender, &VestaEventListener::handleGetRedirectParams);
+}
+
+void IPCEventListener::ipcHandleValidateIp(void* message, void* user, int sender) {
+    ipcHandleFunction(message, user, sender, &VestaEventListener::handleValidateIp);
+}
+
+void IPCEventListener::ipcHandleValidate(void* message, void* user, int sender) {
+    ipcHandleFunction(message, user, sender, &VestaEventListener::handleValidate);
+}
+
+void IPCEventListener::ipcHandleUpdate(void* message, void* user, int sender) {
+    ipcHandleFunction(message, user, sender, &VestaEventListener::handleUpdate);
+}
+
+void IPCEventListener::ipcHandleUpdateScenario(void* message, void* user, int sender) {
+    ipcHandleFunction(message, user, sender, &VestaEventListener::handleUpdateScenario);
+}
+
+void IPCEventListener::ipcHandleVestadState(void* message, void* user, int sender) {
+    ipcHandleFunction(message, user, sender, &VestaEventListener::handleVestadState);
+}
+
+void IPCEventListener::ipcHandleVestadStateScenarios(void* message, void* user, int sender) {
+    ipcHandleFunction(message, user, sender, &VestaEventListener::handleVestadStateScenarios);
+}
+
+void IPCEventListener::ipcHandleAPBConnectedResponce(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender,
+                             &VestaEventListener::handleAPBConnectedResponce);
+}
+
+void IPCEventListener::ipcHandleAPBDisconnectedResponce(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender,
+                             &VestaEventListener::handleAPBDisconnectedResponce);
+}
+
+void IPCEventListener::ipcHandleAPBSubscribeResponce(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender,
+                             &VestaEventListener::handleAPBSubscribeResponce);
+}
+
+void IPCEventListener::ipcHandleAPBAddResponce(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBAddResponce);
+}
+
+void IPCEventListener::ipcHandleAPBUpdateResponce(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBUpdateResponce);
+}
+
+void IPCEventListener::ipcHandleAPBDeleteResponce(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBDeleteResponce);
+}
+
+void IPCEventListener::ipcHandleAPBAddNotify(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBAddNotify);
+}
+
+void IPCEventListener::ipcHandleAPBUpdateNotify(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBUpdateNotify);
+}
+
+void IPCEventListener::ipcHandleAPBDeleteNotify(void* message, void* user, int sender) {
+    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBDeleteNotify);
+}
+
+void IPCEventListener::ipcHandleDelClient(void* message, void* user, int sender) {
+    ipcHandleFunction(message, user, sender, &VestaEventListener::handleDelClient);
+}
+
+}  // namespace vesta

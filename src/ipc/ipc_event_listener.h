@@ -1,0 +1,58 @@
+#pragma once
+
+// The bus's end of the request handlers: hands the bus one table of commands, turns each frame into
+// a message, and sends the answers. Every command of the kind "answer" gets exactly one, also when
+// it fails; what the requester put under "context" comes back in it unchanged.
+//
+// Threads: the worker's own thread runs every adapter and handler; stop() from any thread.
+
+#include <memory>
+#include <string>
+
+#include "ipc/vesta_event_listener.h"
+#include "ostrel/ipc.h"
+
+namespace vesta {
+
+class IPCEventListener final : public VestaEventListener {
+public:
+    IPCEventListener(std::shared_ptr<Portal> portal, std::shared_ptr<APBDCollaborator> apbd,
+                     std::shared_ptr<IpcInterface> ipc);
+
+    // Serves requests until stop().
+    bool handle() override;
+    // Ends the bus's delivery of requests as well, for which handle() waits.
+    void stop() override;
+
+    // The table's callbacks: (zero-terminated JSON text, unused, module number of the sender).
+    void ipcHandleGetRedirectParams(void* message, void* user, int sender);
+    void ipcHandleValidateIp(void* message, void* user, int sender);
+    void ipcHandleValidate(void* message, void* user, int sender);
+    void ipcHandleUpdate(void* message, void* user, int sender);
+    void ipcHandleUpdateScenario(void* message, void* user, int sender);
+    void ipcHandleVestadState(void* message, void* user, int sender);
+    void ipcHandleVestadStateScenarios(void* message, void* user, int sender);
+    void ipcHandleAPBConnectedResponce(void* message, void* user, int sender);
+    void ipcHandleAPBDisconnectedResponce(void* message, void* user, int sender);
+    void ipcHandleAPBSubscribeResponce(void* message, void* user, int sender);
+    void ipcHandleAPBAddResponce(void* message, void* user, int sender);
+    void ipcHandleAPBUpdateResponce(void* message, void* user, int sender);
+    void ipcHandleAPBDeleteResponce(void* message, void* user, int sender);
+    void ipcHandleAPBAddNotify(void* message, void* user, int sender);
+    void ipcHandleAPBUpdateNotify(void* message, void* user, int sender);
+    void ipcHandleAPBDeleteNotify(void* message, void* user, int sender);
+    void ipcHandleDelClient(void* message, void* user, int sender);
+
+private:
+    using AnswerHandler = Entry (VestaEventListener::*)(Entry);
+    using NoAnswerHandler = void (VestaEventListener::*)(Entry);
+
+    void ipcHandleFunction(void* message, void* user, int sender, AnswerHandler handler);
+    void ipcNoAnserHandleFunction(void* message, void* user, int sender, NoAnswerHandler handler);
+    std::string makeAnswer(const char* text, AnswerHandler handler);
+
+    std::shared_ptr<IpcInterface> ipc_;
+    IpcInterface::CommandTable commands_;
+};
+
+}  // namespace vesta
