@@ -6,6 +6,7 @@
 // Threads: no lock; every operation expects the lock of the client's instance.
 
 #include <cstdint>
+#include <list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -25,6 +26,7 @@ namespace vesta {
 class AccessScenarioConstraints;
 class ClientMessageExtractor;
 class ClientMessageFactory;
+class ClientTable;
 class PortalInstanceInterface;
 class Scenario;
 class ScenarioSequence;
@@ -55,9 +57,11 @@ public:
     [[nodiscard]] std::int64_t getLastUpdate() const { return lastUpdate_; }  // monotonic seconds
     [[nodiscard]] PortalInstanceInterface& getOwner() const { return owner_; }
     [[nodiscard]] librad_radius_sta_info* getRadiusSta() const { return radiusSta_; }
+    // The place in the order of arrival, among the clients of a table.
+    [[nodiscard]] std::uint64_t getArrival() const { return arrival_; }
 
     void setIpAddress(const std::string& ip);
-    void setLogin(const std::string& login) { login_ = login; }
+    void setLogin(const std::string& login);
     void setPassword(const std::string& password) { password_ = password; }
     void setRedirectUrl(const char* data, unsigned int length);
     // The station record stays its maker's; null takes it away.
@@ -108,6 +112,10 @@ public:
     void disconnect_client();
 
 private:
+    friend class ClientTable;
+
+    void changeKey(std::string& key, const std::string& value);
+    void setConnected(bool connected);
     void addIdentity(ClientMessageFactory& factory) const;
     void addRedirection(ClientMessageFactory& factory) const;
     void addState(ClientMessageFactory& factory) const;
@@ -126,6 +134,11 @@ private:
     librad_radius_sta_info* radiusSta_ = nullptr;
     PortalInstanceInterface& owner_;
     std::string redirectUrl_;
+
+    // Kept by the table in which the client stands, null when there is none.
+    ClientTable* table_ = nullptr;
+    std::list<std::shared_ptr<Client>>::iterator place_;
+    std::uint64_t arrival_ = 0;
 };
 
 }  // namespace vesta

@@ -23,12 +23,11 @@ struct ClientStatisticInfo;
 
 class Scenario {
 public:
-    Scenario() = default;
     virtual ~Scenario() = default;
     Scenario& operator=(const Scenario&) = delete;
 
-    // Reads what this kind holds from a message; a value that is missing leaves the default and
-    // one log record.
+    // Reads what this kind holds beyond the name and id (which the base reads) from a message; a
+    // value that is missing leaves the default and one log record.
     virtual void extractDataFromMsg(std::shared_ptr<MessageEntry>,
                                     std::shared_ptr<ScenarioMessageExtractor>);
     // A copy that shares no state with this one.
@@ -61,14 +60,41 @@ public:
     virtual std::shared_ptr<MessageEntry> dumpToMessage(
         std::shared_ptr<ScenarioMessageFactory>) const = 0;
 
-    [[nodiscard]] const std::string& getScenarioName() const { return name_; }
+    [[nodiscard]] const std::string& getScenarioName() const { return *name_; }
     [[nodiscard]] std::uint32_t getId() const { return id_; }
     void setId(std::uint32_t id) { id_ = id; }
 
 protected:
+    // What the kinds report differently; times in seconds, traffic in bytes, bandwidth in KiB/s.
+    struct Report {
+        std::string externalUrl;
+        const std::string* whiteIp = nullptr;  // null: the kind has no white list
+        long sessionTimeout = 0;
+        long sessionTime = 0;
+        long timeLimit = 0;
+        long currentTimeLimit = 0;
+        long awayTimeout = 0;
+        long long trafficLimit = 0;
+        long long currentTraffic = 0;
+        unsigned int bandwidthUp = 0;
+        unsigned int bandwidthDown = 0;
+    };
+
+    // Reads name and id.
+    Scenario(const std::shared_ptr<MessageEntry>& message,
+             const std::shared_ptr<ScenarioMessageExtractor>& extractor);
     Scenario(const Scenario&) = default;
 
-    std::string name_;
+    [[nodiscard]] std::shared_ptr<MessageEntry> writeReport(ScenarioMessageFactory& factory,
+                                                            const Report& report) const;
+    // One debug record; for the kinds' getSenarioCopy().
+    void logCopy() const;
+
+private:
+    void logMissing(const char* operation) const;
+
+    // Texts never change after construction: the copies of a scenario share them.
+    std::shared_ptr<const std::string> name_;
     std::uint32_t id_ = 0;
 };
 

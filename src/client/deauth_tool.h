@@ -1,0 +1,76 @@
+#pragma once
+
+// Throws stations off the air with the access point's tool: "deauth-client -i IF -a MAC", found on
+// the PATH, started without a shell. Nobody waits for the tool: one thread starts and reaps it,
+// ends it when it takes too long, and bounds how many run at a time, so that a thousand sessions
+// that end together don't stop the daemon.
+//
+// Threads: disconnect() from any thread, also under an instance's lock; stop() by the one who ends
+// the process.
+
+#include <chrono>
+#include <deque>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/mutex.h"
+#include "ostrel/runtime.h"
+
+namespace vesta {
+
+class DeauthTool {
+public:
+    static constexpr std::size_t kMaxRunning = 16;
+    static constexpr std::size_t kMaxWaiting = 16384;
+
+    // `bound` is how long one run may take before it is killed.
+    explicit DeauthTool(std::chrono::milliseconds bound = std::chrono::seconds(5));
+    ~DeauthTool() { stop(); }
+    DeauthTool(const DeauthTool&) = delete;
+    DeauthTool& operator=(const DeauthTool&) = delete;
+
+    // Has the station thrown off, at once when less than kMaxRunning are under way. Beyond
+    // kMaxWaiting the order is dropped with a warning.
+    void disconnect(const std::string& interfaceName, const std::string& mac) EXCLUDES(mutex_);
+    // Ends the thread: what runs is killed, what waits is dropped, and so is what comes later.
+    void stop() EXCLUDES(mutex_);
+
+private:
+    // On the steady clock itself: the bound is for another process, which knows no set time.
+    using Time = std::chrono::steady_clock::time_point;
+
+    struct Order {
+        std::string interfaceName;
+        std::string mac;
+    };
+    struct Run {
+        int pid = -1;
+        ostrel::Fd exit;  // readable once the process has ended; invalid where the kernel has none
+        Time deadline;
+    };
+
+    void startThread() REQUIRES(mutex_);
+    void work();
+    // False when it is time to end.
+    bool startWaiting() EXCLUDES(mutex_);
+    void start(const Order& order);
+    void reap(Time now);
+    void waitForEvent();
+    void endAll();
+
+    const std::chrono::milliseconds bound_;
+    ostrel::Fd wake_;  // readable when there is an order, or the end
+
+    Mutex mutex_;
+    std::deque<Order> waiting_ GUARDED_BY(mutex_);
+    bool stopped_ GUARDED_BY(mutex_) = false;
+    bool overflowing_ GUARDED_BY(mutex_) = false;
+    std::thread thread_ GUARDED_BY(mutex_);
+
+    // The thread's own.
+    std::vector<Run> running_;
+    bool failing_ = false;
+};
+
+}  // namespace vesta

@@ -1,0 +1,89 @@
+#pragma once
+
+// "allow": the station's traffic passes, within limits of time, traffic, session and speed.
+// Transmit is the station's transmit, which is what the access point received.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "scenario/access_scenario_constraints.h"
+#include "scenario/scenario.h"
+
+namespace vesta {
+
+class AccessScenario final : public Scenario {
+public:
+    AccessScenario(std::shared_ptr<MessageEntry> message,
+                   std::shared_ptr<ScenarioMessageExtractor> extractor);
+
+    void extractDataFromMsg(std::shared_ptr<MessageEntry>,
+                            std::shared_ptr<ScenarioMessageExtractor>) override;
+    std::shared_ptr<Scenario> getSenarioCopy() const override;
+    ACCESS_TYPE getAccessOpen() const override { return ACCESS_ALLOW; }
+    void startScenario(unsigned int syncTime) override;
+    // Checks time, traffic, session, transmit and receive limit in this order; the first that
+    // fires gives the reason. Session time is accounted by the session check, so it stands still
+    // in a call in which an earlier check fires.
+    bool isExpired() override;
+    // "", "time-over", "traffic-over", "session-over" or "cleared"
+    std::string getExpireReason() const override;
+    bool clearExpireReason() override;
+    unsigned int getTxMaxSpeed() const override { return constraints_.txMaxSpeed; }
+    unsigned int getRxMaxSpeed() const override { return constraints_.rxMaxSpeed; }
+    long long getTrafficLimit() const override;
+    long getAwayTimeout() const override { return constraints_.awayTimeout; }
+    // The connection time where there is a time limit, else 0.
+    long getCurrentTimeLimit() const override;
+    long getScenarioTime() const override { return sessionTime_; }
+    long getConnectionTime() const override { return connectionTime_; }
+    // The bytes used where there is a traffic limit, else 0.
+    long long getCurrentTraffic() const override;
+    std::string get_name_deauth_scenario() const override { return *deauthScenario_; }
+    void updateScenarioConstraints(AccessScenarioConstraints& newLimits) override;
+    // The first counters after a start are where the traffic is counted from.
+    void updateStatistic(ClientStatisticInfo& statistics) override;
+    ClientStatisticInfo getStatistic() const override;
+    std::shared_ptr<MessageEntry> dumpToMessage(
+        std::shared_ptr<ScenarioMessageFactory> factory) const override;
+
+    bool isTimeExpired();
+    bool isTrafficLimitExpired();
+    bool isSessionExpired();
+    bool isTxTrafficExpired();
+    bool isRxTrafficExpired();
+
+private:
+    enum class ExpireReason : std::uint8_t { none, time, traffic, session, cleared };
+
+    // The driver's latest counts, kept to be handed back.
+    struct PacketCounters {
+        std::uint32_t rxPackets = 0;
+        std::uint32_t txPackets = 0;
+        std::uint32_t rxDroppedPackets = 0;
+        std::uint32_t txDroppedPackets = 0;
+        std::uint32_t txLostPackets = 0;
+        std::uint32_t txDroppedBytes = 0;
+        std::uint32_t rxDroppedBytes = 0;
+    };
+
+    AccessScenario(const AccessScenario&) = default;
+
+    [[nodiscard]] std::uint64_t usedTxBytes() const { return txBytes_ - startTxBytes_; }
+    [[nodiscard]] std::uint64_t usedRxBytes() const { return rxBytes_ - startRxBytes_; }
+
+    AccessScenarioConstraints constraints_;
+    std::int32_t sessionTime_ = 0;       // seconds
+    std::int32_t connectionTime_ = 0;    // seconds
+    std::int64_t lastSessionCheck_ = 0;  // monotonic seconds
+    // 0: not latched yet.
+    std::uint64_t startTxBytes_ = 0;
+    std::uint64_t startRxBytes_ = 0;
+    std::uint64_t txBytes_ = 0;
+    std::uint64_t rxBytes_ = 0;
+    PacketCounters packets_;
+    ExpireReason expireReason_ = ExpireReason::none;
+    std::shared_ptr<const std::string> deauthScenario_;
+};
+
+}  // namespace vesta

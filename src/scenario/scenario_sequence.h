@@ -1,0 +1,103 @@
+#pragma once
+
+// The scenarios that one client walks through, in order, and the one in force. This plain sequence
+// moves by the rules of its scenarios alone; ManageableScenarioSequence also takes orders from
+// outside. A sequence always holds at least one scenario.
+//
+// Threads: no lock; reached only through the client that owns it.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "client/client_statistic_info.h"
+#include "core/message_entry.h"
+
+namespace vesta {
+
+class AccessScenarioConstraints;
+class Scenario;
+class ScenarioMessageExtractor;
+class ScenarioMessageFactory;
+
+// What becomes of a list without a usable scenario. In the configuration it is an error that ends
+// the process (status -1); in a message from outside it costs that message, with ENTRY_NOT_FOUND.
+enum class EmptySequence { endsProcess, isThrown };
+
+class ScenarioSequence {
+public:
+    using Messages = std::vector<std::shared_ptr<MessageEntry>>;
+
+    // Scenarios without a valid access type are skipped.
+    ScenarioSequence(Messages& messages, std::shared_ptr<ScenarioMessageExtractor> extractor,
+                     EmptySequence empty = EmptySequence::endsProcess);
+    // A copy of every scenario: nothing of their state is shared.
+    ScenarioSequence(const ScenarioSequence& other);
+    virtual ~ScenarioSequence() = default;
+    ScenarioSequence& operator=(const ScenarioSequence&) = delete;
+
+    // Orders from outside, which a plain sequence refuses (false). Scenarios whose name the
+    // sequence holds already are taken out of the caller's list; of the others copies are appended,
+    // with ids on from the last one's.
+    virtual bool appendScenarios(std::vector<std::shared_ptr<Scenario>>& scenarios);
+    // `syncTime` are the session seconds already spent in that scenario elsewhere.
+    virtual bool setCurrentScenario(unsigned int id, unsigned int syncTime);
+    virtual bool setCurrentScenario(const std::string& name);
+    // Of the current scenario only.
+    virtual void updateScenarioConstraints(AccessScenarioConstraints& newLimits);
+
+    [[nodiscard]] const std::shared_ptr<Scenario>& getCurrent() const {
+        return scenarios_[current_];
+    }
+    [[nodiscard]] unsigned int getCount() const {
+        return static_cast<unsigned int>(scenarios_.size());
+    }
+    // No scenario has the current one's id + 1.
+    [[nodiscard]] bool isCurrentScenarioLast() const;
+    // The current scenario stands behind the first redirect scenario.
+    [[nodiscard]] bool firstRedirectPassed() const;
+    // The virtual portal of the first redirect scenario, "" when there is none.
+    [[nodiscard]] std::string getFristRedirectPortalName() const;
+    // (expire reason, statistics) of the scenario before the current one, or of the last one when
+    // the first is current.
+    [[nodiscard]] std::pair<std::string, ClientStatisticInfo> getExpireInfo() const;
+    // Clears the reason of that scenario; false when its kind has none.
+    bool clearExpireInfo();
+
+    // Moves; each returns whether a scenario was entered. To the scenario with the next id, which a
+    // plain sequence never enters:
+    bool switchScenario();
+    // To the first scenario of that name:
+    bool changeScenario(const std::string& name);
+    // To the scenario that the current one names for the event, else to the one with the next id:
+    bool set_auth_scenario_client();
+    bool set_deauth_scenario_client();
+    bool setMacAuthSuccessScenario();
+    bool setMacAuthFailureScenario();
+
+    // All scenarios; those from the third on; the current one.
+    [[nodiscard]] Messages dumpToMessages(const std::shared_ptr<ScenarioMessageFactory>&) const;
+    [[nodiscard]] Messages dumpActualToMessages(
+        const std::shared_ptr<ScenarioMessageFactory>&) const;
+    [[nodiscard]] Messages dumpCurrentToMessages(
+        const std::shared_ptr<ScenarioMessageFactory>&) const;
+
+protected:
+    void addScenarios(Messages& messages, const std::shared_ptr<ScenarioMessageExtractor>&);
+    void enter(std::size_t index, unsigned int syncTime);
+
+    std::vector<std::shared_ptr<Scenario>> scenarios_;
+
+private:
+    [[nodiscard]] Messages dumpFrom(std::size_t index,
+                                    const std::shared_ptr<ScenarioMessageFactory>&) const;
+    [[nodiscard]] std::size_t firstRedirect() const;
+    [[nodiscard]] Scenario& expiredScenario() const;
+    bool moveTo(const std::string& name);
+
+    std::uint32_t current_ = 0;
+};
+
+}  // namespace vesta
