@@ -32,6 +32,8 @@ public:
     std::string getOutputGw(const std::string& address);
 
 private:
+    static std::string logAddress(const unsigned char* address);
+    void request(RedirectorRequest number, void* argument);
     void clientRequest(RedirectorRequest number, const char* operation, const Client& client);
 
     std::unique_ptr<ostrel::ModuleControl> control_;

@@ -53,19 +53,17 @@ public:
     bool informClientRemoved(std::shared_ptr<Client>, ClientStatisticInfo&) override;
 
 private:
-    enum class Taken { station, nothing, failed };
-
-    // Takes one notification, waiting at most `timeoutMilliseconds`, and hands it on.
-    Taken takeNotification(int timeoutMilliseconds);
-    bool openNotifications();
-    // Takes the notifications for lost until they can be opened anew.
+    // Waits until a notification can be read: greater than 0, 0 after the time, -1 with errno.
+    int awaitNotification(int milliseconds) const;
+    // Reports the failure and takes the socket for lost until it can be opened anew.
     void notificationsFailed(const char* call, int error);
-    // Opens what is lost, at most once a second.
+    // Opens what is lost and has the module know of it, at most once a second.
     void recover();
 
-    int announcePid();
-    // One request; what the module says to it changes nothing but the log.
-    int request(RedirectorRequest number, void* argument);
+    void announcePid();
+    // One request. Nobody depends on the module's taking it; the library reports its absence.
+    void request(RedirectorRequest number, void* argument);
+    void logClientEvent(const char* event, const Client& client) const;
     void clientRequest(RedirectorRequest number, const Client& client);
     std::uint32_t reserveListId(const std::string& name) EXCLUDES(listsMutex_);
     void sendAddresses(const WhiteAddressesList& list, std::uint32_t id);
@@ -74,11 +72,10 @@ private:
                      WhiteAddressesList::Strings::const_iterator last);
 
     ostrel::Fd notifySocket_;
-    bool notificationsLost_ = false;
     std::int64_t nextRecovery_ = 0;  // monotonic seconds
     std::unique_ptr<ostrel::ModuleControl> control_;
-    // The control file fails as a whole, so its server may be another one when it is back.
-    std::atomic<bool> controlLost_{false};
+    // A module that is back may be a new one, which does not know whom to notify.
+    std::atomic<bool> moduleAway_{false};
     mutable Mutex listsMutex_;
     std::map<std::string, std::uint32_t> whiteListIds_ GUARDED_BY(listsMutex_);  // by list name
 };
