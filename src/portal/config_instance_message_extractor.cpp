@@ -3,7 +3,7 @@
 #include "core/logger.h"
 #include "portal/config_scenario_message_extractor.h"
 #include "portal/required_key.h"
-#include "whitelist/white_addresses_lists_store.h"
+#include "whitelist/white_lists_store.h"
 
 namespace vesta {
 

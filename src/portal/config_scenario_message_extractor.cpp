@@ -1,7 +1,7 @@
 #include "portal/config_scenario_message_extractor.h"
 
 #include "core/logger.h"
-#include "whitelist/white_addresses_lists_store.h"
+#include "whitelist/white_lists_store.h"
 
 namespace vesta {
 

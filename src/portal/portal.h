@@ -106,10 +106,10 @@ public:
 private:
     using Instance = std::shared_ptr<PortalInstanceInterface>;
 
-    void initInterfces(const std::shared_ptr<MessageEntry>& config, const std::string& uplink,
-                       const std::string& apLocation);
+    void readConfiguration(const std::shared_ptr<MessageEntry>& config, const std::string& uplink,
+                           const std::string& apLocation);
+    void initInterfces(const std::shared_ptr<MessageEntry>& config, const std::string& uplink);
     void addInstance(const std::shared_ptr<MessageEntry>& entry, const std::string& uplink,
-                     const std::string& apLocation,
                      const std::vector<std::shared_ptr<Informator>>& informators);
     void addWhiteIpLists(const std::shared_ptr<MessageEntry>& section,
                          WhiteListExtractor& extractor);

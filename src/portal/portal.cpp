@@ -1,0 +1,260 @@
+#include "portal/portal.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "client/client_identity.h"
+#include "client/client_statistic_info.h"
+#include "client/command_info.h"
+#include "client/portal_instance_interface.h"
+#include "core/logger.h"
+#include "inform/informator.h"
+#include "kernel/kernel_white_list_store.h"
+#include "kernel/redirector_module_worker.h"
+#include "messages/client_information_store.h"
+#include "messages/client_message_extractor.h"
+#include "messages/portal_instance_message_extractor.h"
+#include "messages/portal_instance_message_factory.h"
+#include "whitelist/white_addresses_list.h"
+
+namespace vesta {
+namespace {
+
+using FindByInterface = PortalInstanceInterface::PortalFindByInterface;
+using FindBySsid = PortalInstanceInterface::PortalFindBySsid;
+
+constexpr int kPassMicroseconds = 1000000;
+
+}  // namespace
+
+Portal::Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> config,
+               const std::string& uplink, const std::string& apLocation)
+    : LoopWorker("portalWorker", kPassMicroseconds),
+      ipc_(std::move(ipc)),
+      redirectorWorker_(std::make_shared<RedirectorModuleWorker>(*this)),
+      whiteListStore_(std::make_shared<KernelWhiteListStore>(*redirectorWorker_)) {
+    readConfiguration(config, uplink, apLocation);
+    if (instances_.empty()) {
+        logger().Error("Vap's for listen not founded. End now.\n");
+        // The bus runs threads already, so nothing static may be destroyed.
+        std::_Exit(1);
+    }
+}
+
+Portal::~Portal() = default;
+
+void Portal::start() {
+    redirectorWorker_->run();
+    LoopWorker::start();
+    redirectorWorker_->stop();
+    redirectorWorker_->join();
+}
+
+bool Portal::handle() {
+    if (collector_) {
+        collector_->getClientsInformation(this);
+    }
+    if (const std::shared_ptr<ClientInformationStore> store = clientStore_.lock()) {
+        store->updateState();
+    }
+    for (const Instance& instance : instances_) {
+        instance->makeClientsPeriodicUpdate();
+    }
+    return true;
+}
+
+void Portal::responseCallback(std::vector<ClientStatisticInfo>& statistics) {
+    // Records come in runs of one interface, so the last instance is nearly always the right one.
+    Instance current = instances_.front();
+    std::string currentInterface = current->getAttachedInterface();
+    for (ClientStatisticInfo& record : statistics) {
+        if (record.interface != currentInterface) {
+            const auto found = std::find_if(instances_.begin(), instances_.end(),
+                                            FindByInterface(record.interface));
+            if (found == instances_.end()) {
+                continue;
+            }
+            current = *found;
+            currentInterface = record.interface;
+        }
+        current->updateClientStatistic(record);
+    }
+    for (const Instance& instance : instances_) {
+        instance->checkClientsExpired();
+    }
+}
+
+void Portal::setInformationCollector(std::shared_ptr<InformationCollector> collector) {
+    collector_ = std::move(collector);
+}
+
+void Portal::setClientInformationStore(std::shared_ptr<ClientInformationStore> store) {
+    clientStore_ = store;
+}
+
+void Portal::addClientsEventsInformator(std::shared_ptr<Informator> informator) {
+    for (const Instance& instance : instances_) {
+        instance->addClientsEventsInformator(informator);
+    }
+}
+
+bool Portal::addClient(const std::string& mac, const std::string& ip, unsigned int value,
+                       const std::string& interfaceName) {
+    const auto found =
+        std::find_if(instances_.begin(), instances_.end(), FindByInterface(interfaceName));
+    if (found == instances_.end()) {
+        logger().Debug("%s interface with name %s not found\n", "addClient", interfaceName.c_str());
+        return false;
+    }
+    PortalInstanceInterface& instance = **found;
+    ClientIdentity identity(mac, "", "", "");
+    if (instance.isYourClient(identity)) {
+        logger().Debug("%s,%d, on vap %s client %s already exsists. Update information\n",
+                       "addClient", 307, interfaceName.c_str(), identity.to_string().c_str());
+        instance.updateClientIp(identity, ip);
+        return true;
+    }
+    return addRememberedClient(instance, mac, ip, value) || instance.addClient(mac, ip, value);
+}
+
+bool Portal::addRememberedClient(PortalInstanceInterface& instance, const std::string& mac,
+                                 const std::string& ip, unsigned int value) {
+    const std::shared_ptr<ClientInformationStore> store = clientStore_.lock();
+    if (!store) {
+        return false;
+    }
+    const std::shared_ptr<MessageEntry> message =
+        store->getMessageForClient(ClientInformationIdentity(mac, instance.getSsid()));
+    if (!message) {
+        return false;
+    }
+    logger().Debug("%s add client from APB message\n", "addClient");
+    try {
+        return instance.addClient(message, store->getMessageExtractor(), ip, value);
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        logger().Error("Record of client %s can't be read, so it starts anew:\n'%s'\n", mac.c_str(),
+                       message->getStringRepresentation());
+        return false;
+    }
+}
+
+int Portal::authenticateClient(ClientIdentity& identity, const std::string& login,
+                               const std::string& password) {
+    const Instance instance = findConnecting(identity);
+    constexpr int kNoSuchClient = 3;
+    return instance ? instance->authenticateClient(identity, login, password) : kNoSuchClient;
+}
+
+bool Portal::disconnectClient(ClientIdentity& identity, const CommandInfo& command) {
+    return std::any_of(instances_.begin(), instances_.end(), [&](const Instance& instance) {
+        return instance->disconnectClient(identity, command);
+    });
+}
+
+bool Portal::disconnectClientFromInterface(const std::string& interfaceName,
+                                           ClientIdentity& identity, const CommandInfo& command) {
+    const auto found =
+        std::find_if(instances_.begin(), instances_.end(), FindByInterface(interfaceName));
+    if (found == instances_.end()) {
+        logger().Warning("%s,%d,instance for interface %s not found\n",
+                         "disconnectClientFromInterface", 415, interfaceName.c_str());
+        return false;
+    }
+    return (*found)->disconnectClient(identity, command);
+}
+
+bool Portal::disconnectClientFrom(const std::string& ssid, ClientIdentity& identity,
+                                  const CommandInfo& command) {
+    bool served = false;
+    bool disconnected = false;
+    for (const Instance& instance : instances_) {
+        if (FindBySsid(ssid)(instance)) {
+            served = true;
+            if (instance->isYourClient(identity)) {
+                disconnected = instance->disconnectClient(identity, command) || disconnected;
+            }
+        }
+    }
+    if (!served) {
+        logger().Warning("%s,%d,instance for ssid %s not found\n", "disconnectClientFrom", 399,
+                         ssid.c_str());
+    }
+    return disconnected;
+}
+
+std::pair<unsigned char*, unsigned int> Portal::getClientRadiusSharedKey(ClientIdentity& identity) {
+    const Instance instance = findConnecting(identity);
+    return (instance ? instance : instances_.front())->getRadiusSharedKey();
+}
+
+Portal::Instance Portal::findConnecting(ClientIdentity& identity) const {
+    const auto found = std::find_if(
+        instances_.begin(), instances_.end(),
+        [&](const Instance& instance) { return instance->isClientConnected(identity); });
+    return found != instances_.end() ? *found : nullptr;
+}
+
+std::string Portal::getProxyIp() const {
+    return redirectorWorker_->getProxyIPv4();
+}
+
+std::string Portal::getProxyUrl() const {
+    return "http://" + getProxyIp() + ":8888/";
+}
+
+std::shared_ptr<KernelWhiteListStore> Portal::getWhiteListStore() const {
+    return whiteListStore_;
+}
+
+void Portal::clearWhiteIPLists() {
+    whiteListStore_->clearWhiteLists();
+    for (const Instance& instance : instances_) {
+        instance->setWhiteIpListData({});
+    }
+    // What another access point lent is gone; the way to the login page must stay open.
+    whiteListStore_->addWhiteLists(configuredLists_);
+    for (std::size_t i = 0; i < instances_.size(); ++i) {
+        instances_[i]->setWhiteIpListData(configuredDefaults_[i]);
+    }
+}
+
+void Portal::updatePortalInstance(std::shared_ptr<MessageEntry> message,
+                                  std::shared_ptr<PortalInstanceMessageExtractor> extractor) {
+    const std::string mobilityDomain = extractor->extractMobilityDomain(message);
+    if (mobilityDomain != apLocation_) {
+        logger().Warning("Config not for us with mobility_domain (ap_location) %s\n",
+                         mobilityDomain.c_str());
+        return;
+    }
+    const std::string ssid = extractor->extractSsid(message);
+    const std::string domain = extractor->extractRadiusDomain(message);
+    logger().Debug("Need to update portal instance %s on domains %s / %s\n", ssid.c_str(),
+                   domain.c_str(), mobilityDomain.c_str());
+    for (const Instance& instance : instances_) {
+        if (instance->getSsid() == ssid && instance->getDomain() == domain) {
+            const std::pair<std::string, std::string> list =
+                extractor->extractWhiteIpListId(message);
+            logger().Debug("Portal::%s add white list with id %s to %s portal instance\n",
+                           "updatePortalInstance", list.first.c_str(),
+                           instance->getAttachedInterface().c_str());
+            instance->setWhiteIpListData(list);
+        }
+    }
+}
+
+bool Portal::addClientScenarios(ClientIdentity& identity,
+                                std::vector<std::shared_ptr<Scenario>>& scenarios) {
+    logger().Debug("Append scenarios for client %s\n", identity.to_string().c_str());
+    const Instance instance = findConnecting(identity);
+    return instance && instance->addClientScenarios(identity, scenarios);
+}
+
+bool Portal::setClientScenario(ClientIdentity& identity, const std::string& name,
+                               AccessScenarioConstraints& constraints) {
+    logger().Debug("Going to set scenario %s for client %s\n", name.c_str(),
+                   identity.to_string().c_str());
+    const Instance instance = findConnecting(identity);
+    return instance && instance->setClientScenario(identity, name, constraints);
+}
+
+}  // namespace vesta
