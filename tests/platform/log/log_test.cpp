@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "log_file.h"
 #include "ostrel/runtime.h"
 #include "platform/support.h"
 
@@ -126,6 +127,20 @@ TEST_F(LogTest, TheFileIsRenamedBeforeItPassesTheLimit) {
     logText(std::string(2000, 'c'));
     EXPECT_EQ(readFile(file).size(), recordLength + 2000);
     EXPECT_THAT(readFile(file + ".1"), EndsWith("|ERROR|end\n"));
+}
+
+// A signal handler on another thread may hold the number at any moment.
+TEST_F(LogTest, TheDescriptorKeepsItsNumberWhateverIsOpened) {
+    ostrel::log::LogFile one;
+    one.setPath(directory.path("a"));
+    const int number = one.descriptor();
+    for (const char* name : {"b", "missing/c", "d"}) {
+        one.setPath(directory.path(name));
+        EXPECT_EQ(one.descriptor(), number) << name;
+    }
+    EXPECT_TRUE(one.append("x\n", 2));
+    EXPECT_EQ(readFile(directory.path("d")), "x\n");
+    close(number);
 }
 
 TEST_F(LogTest, AFullDiskLosesRecordsAndTellsHowManyLater) {
