@@ -63,18 +63,21 @@ bool Exchange::send(std::string_view payload, std::uint32_t module) {
         return false;
     }
     const std::string frame = encodeFrame(module_, payload);
-    // Every turn but the last finds a connection whose peer has gone and forgets its routes.
-    while (const std::shared_ptr<Connection> connection = reach(module)) {
-        switch (connection->send(frame)) {
-            case Connection::Sent::done:
-                return true;
-            case Connection::Sent::full:
-                ++dropped_;
-                return false;
-            case Connection::Sent::broken:
-                peers_.dropRoutes(connection);
-                break;
+    // Every turn but the last finds a connection whose peer has gone, and forgets its routes. A new
+    // connection that breaks at once is not followed by another: sending must come to an end.
+    for (bool fresh = false; !fresh;) {
+        const std::shared_ptr<Connection> connection = reach(module, fresh);
+        if (connection == nullptr) {
+            break;
         }
+        const Connection::Sent result = connection->send(frame);
+        if (result == Connection::Sent::done) {
+            return true;
+        }
+        if (result == Connection::Sent::full) {
+            break;
+        }
+        peers_.dropRoutes(connection);
     }
     ++dropped_;
     return false;
@@ -227,8 +230,8 @@ std::shared_ptr<Connection> Exchange::open(Fd socket, pid_t process) {
     return connection;
 }
 
-// The connection for `module`, made where there is none; null when it isn't there.
-std::shared_ptr<Connection> Exchange::reach(std::uint32_t module) {
+// The connection for `module`, made where there is none (`fresh`); null when it isn't there.
+std::shared_ptr<Connection> Exchange::reach(std::uint32_t module, bool& fresh) {
     if (std::shared_ptr<Connection> connection = peers_.route(module)) {
         return connection;
     }
@@ -247,6 +250,7 @@ std::shared_ptr<Connection> Exchange::reach(std::uint32_t module) {
         return nullptr;
     }
     absent_.erase(module);
+    fresh = true;
     const std::shared_ptr<Connection> connection = open(std::move(socket), peer.process);
     connection->setPeer(module);
     peers_.show(module, connection);

@@ -7,7 +7,8 @@
 // Threads: one object may be used from any thread. It runs two threads of its own: one moves bytes
 // and parses nothing, the other ("bus delivery") makes the callbacks of async_send. Commands are
 // handled on the thread that calls process(). No callback is made with a lock of the bus held, and
-// no sending blocks.
+// no sending blocks. What a peer may leave unread or unhandled is bounded, so a peer that
+// misbehaves costs its own connection alone.
 
 #include <functional>
 #include <map>
@@ -39,9 +40,11 @@ public:
     // Takes its place on the bus as `module`. `anonymous`: without a socket file of its own (tools;
     // a module number from 65536 on implies it). `backlog`: connections that may wait to be
     // accepted. Throws std::runtime_error, naming the path, when the bus directory or the socket
-    // can't be made.
+    // can't be made, or another process listens there already.
     IpcInterface(ipc_module_t module, bool anonymous, int backlog);
-    // Stops both threads; outstanding calls get no callback any more.
+    // Ends both threads and removes the socket file; outstanding calls get no callback any more,
+    // and frames that still wait for a slow peer are lost. Not from within a callback, and not
+    // while process() runs.
     ~IpcInterface();
     IpcInterface(const IpcInterface&) = delete;
     IpcInterface& operator=(const IpcInterface&) = delete;
@@ -66,20 +69,22 @@ public:
     // made, so that what they refer to may be destroyed. Not from within a callback.
     void close();
 
-    // Queues one frame with the zero-terminated JSON text `text` for `module`; never blocks. False
-    // when the module isn't there, its queue is full or the text is longer than 16 MiB: the frame
-    // is dropped.
+    // Queues one frame with the JSON text `text` (zero-terminated in the first form) for `module`;
+    // never blocks. False when the module isn't there, its queue is full (4 MiB) or the text is
+    // empty or longer than 16 MiB: the frame is dropped. A null pointer is refused.
     bool send(void* text, int module) const;
     bool send(const std::string& text, int module) const;
     bool send(const ostrel::JsonSource* object, int module) const;
 
     // Sends the object `message` (a json_object*, which stays the caller's and unchanged) with a
-    // fresh number under "context", and has `callback` called with the answer to it, or with null
-    // after `timeoutSeconds`. False, and no callback, when the frame could not be queued.
+    // fresh number under "context", and has `callback` called once: with the frame of `module` that
+    // bears this number, or with null after `timeoutSeconds` (ostrel::clock(); 0 is at once). A
+    // peer that goes meanwhile may come back and answer. False, and no callback, when the frame
+    // could not be queued or `message` is no object.
     bool async_send(void* message, int module, void* user, ResponseCallback callback,
                     int timeoutSeconds);
 
-    // Frames dropped because a queue was full or a peer was away, since construction.
+    // Frames that send() or async_send() dropped since construction.
     [[nodiscard]] unsigned long long droppedFrames() const;
 
 private:
