@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
 #include <stdexcept>
 
 #include "bus_fixture.h"
@@ -98,6 +99,32 @@ TEST_F(WireTest, TakesTheConnectionOnWhichTheModuleWasShownLast) {
     // The module has gone and come back: its socket file is the way now.
     ASSERT_TRUE(bus_.send("[2]", 9));
     EXPECT_THAT(traps.accept().readFrame(), Pair(kServer, "[2]"));
+}
+
+TEST_F(WireTest, FramesOfSeveralThreadsStayWholeAndInOrder) {
+    RawModule traps(9);
+    ASSERT_TRUE(bus_.send("[]", 9));
+    RawPeer peer = traps.accept();
+    peer.readFrame();
+    constexpr int kFrames = 300;
+    std::vector<std::thread> senders;
+    for (const char name : {'a', 'b', 'c'}) {
+        senders.emplace_back([this, name] {
+            for (int i = 0; i < kFrames;) {
+                // A full queue is tried again: this reader is only slow.
+                i += bus_.send(std::to_string(i) + std::string(30000, name), 9) ? 1 : 0;
+            }
+        });
+    }
+    std::map<char, int> next;
+    for (int i = 0; i < 3 * kFrames; ++i) {
+        const std::string text = peer.readFrame().second;
+        ASSERT_GT(text.size(), 30000U);
+        ASSERT_EQ(text, std::to_string(next[text.back()]++) + std::string(30000, text.back()));
+    }
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
 }
 
 TEST_F(WireTest, TellsThatAModuleIsNotThere) {
