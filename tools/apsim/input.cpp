@@ -1,0 +1,38 @@
+#include "apsim/input.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+namespace apsim {
+
+using Json = nlohmann::json;
+
+Json loadJsonObject(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) {
+        throw InputError(path + ": can't be read: " + std::strerror(errno));
+    }
+    try {
+        Json document = Json::parse(file, nullptr, true, true);
+        if (!document.is_object()) {
+            throw InputError(path + ": holds no JSON object");
+        }
+        return document;
+    } catch (const Json::exception& error) {
+        throw InputError(path + ": " + error.what());
+    }
+}
+
+Json loadConfiguration(const std::string& path) {
+    Json document = loadJsonObject(path);
+    if (!document.value("captive-portal", Json()).is_object()) {
+        throw InputError(path + ": has no object \"captive-portal\"");
+    }
+    if (!document.value("interface", Json()).is_array()) {
+        throw InputError(path + ": has no array \"interface\"");
+    }
+    return document;
+}
+
+}  // namespace apsim

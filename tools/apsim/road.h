@@ -1,0 +1,50 @@
+#pragma once
+
+// A road: what some stations do, when, and what is expected to come of it. It is a JSON file:
+//
+//     {"stations": [{"name": "anna", "interface": "wlan0-va1", "mac": "02:00:00:00:01:01",
+//                    "ip": "10.1.0.11", "story": "logs in and gets 2 MiB/s"}, ...],
+//      "events": [{"station": "anna", "at": 0.5, "do": "arrive"},
+//                 {"station": "anna", "do": "expect", "redirector": "unauthed"}, ...]}
+//
+// The events of one station happen one after another, those of different stations side by side.
+// "at" is the earliest time in seconds since the start of the road, "after" a pause in seconds
+// since the station's event before; docs/apsim.md lists the events.
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "apsim/event_log.h"
+#include "apsim/input.h"
+
+namespace apsim {
+
+struct RoadEvent {
+    std::string kind;          // the text under "do"
+    double at = 0;             // seconds since the start
+    double after = 0;          // seconds since the event before
+    nlohmann::json arguments;  // the whole event, checked
+};
+
+struct RoadStation {
+    std::string name;
+    std::string story;  // what is expected, for people
+    StationId id;
+    std::string ip;
+    std::vector<RoadEvent> events;
+};
+
+using Road = std::vector<RoadStation>;
+
+// Checks a road as a whole, so that a mistake in its last event shows before the first is played.
+// `name` stands for the file in messages. Throws InputError, naming file and event.
+Road parseRoad(const nlohmann::json& document, const std::string& name);
+
+Road loadRoad(const std::string& path);
+
+// Throws InputError when a station is on an interface that `configuration` doesn't have.
+void checkInterfaces(const Road& road, const nlohmann::json& configuration,
+                     const std::string& name);
+
+}  // namespace apsim

@@ -1,0 +1,65 @@
+#pragma once
+
+// Plays a road on an access point and judges what comes of it.
+//
+// Threads: play() runs each station on a thread of its own and returns when all are through; stop()
+// may be called from any thread.
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "apsim/access_point.h"
+#include "apsim/road.h"
+
+namespace apsim {
+
+struct StationResult {
+    std::string name;
+    std::string interface;
+    std::string expected;
+    std::string happened;  // the states that the redirector went through, or what went wrong
+    bool ok = false;
+};
+
+class RoadPlayer {
+public:
+    // The access point outlives the player.
+    explicit RoadPlayer(AccessPoint& accessPoint) : accessPoint_(accessPoint) {}
+
+    // Plays the road once. A station whose expectation fails does nothing more than leave.
+    std::vector<StationResult> play(const Road& road);
+
+    // Makes play() return soon; what was not played counts as failed.
+    void stop();
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+
+    // What one station's thread works with.
+    struct Walk {
+        const RoadStation& plan;
+        Station station;
+        std::size_t mark = 0;  // the log's size before the latest act
+    };
+
+    StationResult walk(const RoadStation& plan, Time start);
+    std::string perform(Walk& walk, const RoadEvent& event);
+    void browse(Walk& walk);
+    void spreadTraffic(Walk& walk, const nlohmann::json& arguments);
+    std::string expect(const Walk& walk, const nlohmann::json& arguments);
+    std::string firstMismatch(const Walk& walk, const nlohmann::json& arguments);
+    std::string mismatchOfModules(const Walk& walk, const nlohmann::json& arguments);
+    std::string mismatchOfDaemon(const Walk& walk, const nlohmann::json& arguments);
+    std::string mismatchOfState(const Walk& walk, const nlohmann::json& wanted);
+    std::string mismatchOfClient(const Walk& walk, const nlohmann::json& wanted);
+    std::string history(const Walk& walk, std::size_t from);
+    void answered(const Walk& walk, const char* request, const PortalClient::Answer& answer);
+    bool pauseUntil(Time time);
+
+    AccessPoint& accessPoint_;
+    std::atomic<bool> stopped_{false};
+};
+
+}  // namespace apsim
