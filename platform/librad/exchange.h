@@ -1,0 +1,112 @@
+#pragma once
+
+// The exchange of requests and answers with one server: which requests are outstanding, when each
+// is transmitted again, and which wait because every identifier is in flight.
+//
+// Threads: guarded by the owner's lock. Times are monotonic microseconds.
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "message.h"
+#include "retransmission.h"
+#include "udp_ports.h"
+
+namespace ostrel::radius {
+
+enum class Purpose { authentication, accounting, stop, spooledStop, accountingOn };
+
+struct Request {
+    MessagePtr msg;
+    Purpose purpose = Purpose::authentication;
+    std::int64_t happenedAt = 0;  // what Acct-Delay-Time counts from
+    std::string sessionId;        // of accounting
+    std::uint32_t statusType = 0;
+    std::string station;  // for reports
+
+    // The exchange's.
+    Retransmission timer;
+    std::vector<UdpPorts::Slot> slots;  // an answer to any of its transmissions will do
+    std::multimap<std::int64_t, std::shared_ptr<Request>>::iterator place;
+};
+
+using RequestPtr = std::shared_ptr<Request>;
+
+class Exchange {
+public:
+    static constexpr std::size_t kMaxWaiting = 4096;
+
+    // `server` is what the owner was given; `watch` is called with each new socket, `counters` is
+    // counted into.
+    Exchange(const librad_radius_server& server, int debugLevel, UdpPorts::Watch watch,
+             librad_radius_counters& counters);
+
+    // Whether there is a server to be asked at all.
+    [[nodiscard]] bool usable() const { return usable_; }
+    // "address:port", for reports.
+    [[nodiscard]] const std::string& name() const { return name_; }
+    [[nodiscard]] Bytes secret() const {
+        return {server_.sharedSecret.data(), server_.sharedSecret.size()};
+    }
+    [[nodiscard]] bool isServer(const sockaddr_in& from) const;
+    [[nodiscard]] UdpPorts& ports() { return ports_; }
+
+    // Opens the first socket. False when the system has none left.
+    [[nodiscard]] bool open() { return ports_.open(watch_); }
+
+    // Transmits, or lets it wait behind those that do. False when too many wait.
+    [[nodiscard]] bool submit(const RequestPtr& request, std::int64_t now);
+    // Transmits past those that wait. False without a free identifier.
+    [[nodiscard]] bool submitAhead(const RequestPtr& request, std::int64_t now);
+    // While held nothing new is transmitted; what waits goes out when it ends.
+    void hold() { held_ = true; }
+    void unhold(std::int64_t now);
+    [[nodiscard]] bool held() const { return held_; }
+
+    // Whether an identifier is free on a port that is open.
+    [[nodiscard]] bool hasRoom() const { return ports_.hasRoom(); }
+    // False once the request is over, by whatever end.
+    [[nodiscard]] static bool isOutstanding(const Request& request) {
+        return !request.slots.empty();
+    }
+    // The request is over: its identifiers are free, and the next that waits goes out.
+    void finish(const RequestPtr& request, std::int64_t now);
+    // Takes back what is outstanding or waiting of an accounting session, of one status type or
+    // (0) of all.
+    void withdraw(const std::string& sessionId, std::uint32_t statusType, std::int64_t now);
+    // Transmits again what is due; what is to be given up is over and is returned.
+    [[nodiscard]] std::vector<RequestPtr> onDeadline(std::int64_t now);
+    [[nodiscard]] std::int64_t deadline() const;
+
+    [[nodiscard]] std::size_t outstanding() const { return byDeadline_.size(); }
+    [[nodiscard]] std::size_t waiting() const { return waiting_.size(); }
+    void clear();
+
+private:
+    void transmit(const RequestPtr& request, UdpPorts::Slot slot, std::int64_t now);
+    void retransmit(const RequestPtr& request, std::int64_t now);
+    void sendPacket(const Request& request, UdpPorts::Slot slot);
+    void forget(const RequestPtr& request);
+    void sendWaiting(std::int64_t now);
+
+    librad_radius_server server_;
+    std::string name_;
+    int debugLevel_;
+    UdpPorts::Watch watch_;
+    librad_radius_counters& counters_;
+    sockaddr_in address_{};
+    bool usable_ = false;
+    bool held_ = false;
+    bool reportedSendError_ = false;
+    UdpPorts ports_;
+    std::multimap<std::int64_t, RequestPtr> byDeadline_;
+    std::deque<RequestPtr> waiting_;
+};
+
+}  // namespace ostrel::radius
