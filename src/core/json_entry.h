@@ -1,7 +1,8 @@
 #pragma once
 
 // The message model over json-c. Copies are deep in effect, not in cost: entries share nodes and
-// the first write through one of two sharing entries copies. json-c's reference counts are plain
+// the first write through one of two sharing entries copies (also where a constructor took the node
+// from elsewhere: whoever gave it never sees a change). json-c's reference counts are plain
 // integers and serialising writes into a node, so entries that share nodes must stay on one thread;
 // copyForThread() makes one that shares nothing.
 

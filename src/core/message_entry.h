@@ -38,7 +38,7 @@ public:
     virtual std::vector<std::shared_ptr<MessageEntry>> getArrayValue() { return {}; }
     // The entry as text, valid until the entry is changed or destroyed.
     virtual const char* getStringRepresentation() { return ""; }
-    // The underlying json-c node, without a reference.
+    // The underlying json-c node, without a reference, for reading until the entry is changed.
     virtual void* getRowMessage() { return nullptr; }
 
     // Inserters add or replace a direct member; they throw ENTRY_WRONG_TYPE on an entry that is no
