@@ -36,8 +36,8 @@ public:
     // In order of arrival. Erasing a client ends only the iterators that stand on it.
     [[nodiscard]] std::list<ClientPtr>::const_iterator begin() const { return clients_.begin(); }
     [[nodiscard]] std::list<ClientPtr>::const_iterator end() const { return clients_.end(); }
-    // Calls visit(const ClientPtr&) for each client in order of arrival. It may erase any client and
-    // add some, but not call forEach() again.
+    // Calls visit(const ClientPtr&) for each client in order of arrival. It may erase any client
+    // and add some, but not call forEach() again.
     template <class Visit>
     void forEach(Visit visit) {
         for (next_ = clients_.begin(); next_ != clients_.end();) {

@@ -45,27 +45,31 @@ private:
         std::string mac;
     };
     struct Run {
-        int pid = -1;
-        ostrel::Fd exit;  // readable once the process has ended; invalid where the kernel has none
-        Time deadline;
+        int pid;
+        ostrel::Fd exit;  // readable once the process has ended; invalid on old kernels
+        Time deadline;    // Time::max() once it has been killed
     };
 
-    void startThread() REQUIRES(mutex_);
+    // Null when the order was taken, else why not.
+    const char* enqueue(Order order) REQUIRES(mutex_);
+    void wake() const;
+
+    // On the thread:
     void work();
     // False when it is time to end.
     bool startWaiting() EXCLUDES(mutex_);
-    void start(const Order& order);
-    void reap(Time now);
+    void start(Order order);
     void waitForEvent();
+    void reap();
     void endAll();
 
     const std::chrono::milliseconds bound_;
-    ostrel::Fd wake_;  // readable when there is an order, or the end
+    const ostrel::Fd wake_;  // readable when there is an order, or the end
 
     Mutex mutex_;
     std::deque<Order> waiting_ GUARDED_BY(mutex_);
     bool stopped_ GUARDED_BY(mutex_) = false;
-    bool overflowing_ GUARDED_BY(mutex_) = false;
+    bool refusing_ GUARDED_BY(mutex_) = false;
     std::thread thread_ GUARDED_BY(mutex_);
 
     // The thread's own.

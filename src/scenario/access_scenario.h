@@ -67,8 +67,6 @@ private:
         std::uint32_t rxDroppedBytes = 0;
     };
 
-    AccessScenario(const AccessScenario&) = default;
-
     [[nodiscard]] std::uint64_t usedTxBytes() const { return txBytes_ - startTxBytes_; }
     [[nodiscard]] std::uint64_t usedRxBytes() const { return rxBytes_ - startRxBytes_; }
 

@@ -29,8 +29,6 @@ private:
         std::string macAuthFailureScenario;
     };
 
-    DropScenario(const DropScenario&) = default;
-
     std::shared_ptr<const Texts> texts_;
 };
 

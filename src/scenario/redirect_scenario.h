@@ -35,8 +35,6 @@ private:
         std::pair<std::string, std::string> whiteList;  // (identifier, data)
     };
 
-    RedirectScenario(const RedirectScenario&) = default;
-
     std::shared_ptr<const Texts> texts_;
 };
 

@@ -1,0 +1,200 @@
+#include "scenario/access_scenario.h"
+
+#include "client/client_statistic_info.h"
+#include "core/logger.h"
+#include "messages/scenario_message_extractor.h"
+#include "ostrel/clock.h"
+#include "scenario/optional_value.h"
+
+namespace vesta {
+namespace {
+
+// Records print seconds and bytes as the low 32 bits.
+template <class Number>
+int asInt(Number value) {
+    return static_cast<int>(value);
+}
+
+}  // namespace
+
+AccessScenario::AccessScenario(std::shared_ptr<MessageEntry> message,
+                               std::shared_ptr<ScenarioMessageExtractor> extractor)
+    : Scenario(message, extractor) {
+    AccessScenario::extractDataFromMsg(message, extractor);
+}
+
+void AccessScenario::extractDataFromMsg(std::shared_ptr<MessageEntry> message,
+                                        std::shared_ptr<ScenarioMessageExtractor> extractor) {
+    constraints_ = AccessScenarioConstraints(message, extractor);
+    std::string next;
+    if (!readOptional([&] { next = extractor->extractDeauthScenario(message); })) {
+        logger().Warning("Redirect scenario %s without param switch-scenario\n",
+                         getScenarioName().c_str());
+    }
+    deauthScenario_ = std::make_shared<const std::string>(std::move(next));
+}
+
+std::shared_ptr<Scenario> AccessScenario::getSenarioCopy() const {
+    logCopy();
+    return std::make_shared<AccessScenario>(*this);
+}
+
+void AccessScenario::startScenario(unsigned int syncTime) {
+    lastSessionCheck_ = ostrel::monotonicSeconds();
+    startTxBytes_ = 0;
+    startRxBytes_ = 0;
+    sessionTime_ = static_cast<std::int32_t>(syncTime);
+    expireReason_ = ExpireReason::none;
+    logger().Debug("%s,%d,access sceanrio was started at %d time with sync time %d\n",
+                   "startScenario", __LINE__, asInt(lastSessionCheck_), asInt(syncTime));
+}
+
+bool AccessScenario::isExpired() {
+    return isTimeExpired() || isTrafficLimitExpired() || isSessionExpired() ||
+           isTxTrafficExpired() || isRxTrafficExpired();
+}
+
+bool AccessScenario::isTimeExpired() {
+    if (constraints_.expireTime == 0 || connectionTime_ <= constraints_.expireTime) {
+        return false;
+    }
+    logger().Debug("%s check expire time %d > %d\n", "isTimeExpired", connectionTime_,
+                   constraints_.expireTime);
+    expireReason_ = ExpireReason::time;
+    return true;
+}
+
+bool AccessScenario::isTrafficLimitExpired() {
+    if (constraints_.trafficLimit == 0 ||
+        usedTxBytes() + usedRxBytes() <= constraints_.trafficLimit) {
+        return false;
+    }
+    logger().Debug("%s check expire rx bytes %d + %d > %d\n", "isTrafficLimitExpired",
+                   asInt(usedTxBytes()), asInt(usedRxBytes()), asInt(constraints_.trafficLimit));
+    expireReason_ = ExpireReason::traffic;
+    return true;
+}
+
+bool AccessScenario::isSessionExpired() {
+    const std::int64_t now = ostrel::monotonicSeconds();
+    sessionTime_ += static_cast<std::int32_t>(now - lastSessionCheck_);
+    lastSessionCheck_ = now;
+    if (constraints_.maxSessionTime == 0 || sessionTime_ <= constraints_.maxSessionTime) {
+        return false;
+    }
+    logger().Debug("%s,%d,at %d check expire time %d > %d failed\n", "isSessionExpired", __LINE__,
+                   asInt(now), constraints_.maxSessionTime, sessionTime_);
+    expireReason_ = ExpireReason::session;
+    return true;
+}
+
+bool AccessScenario::isTxTrafficExpired() {
+    if (constraints_.txMaxBytes == 0 || usedTxBytes() <= constraints_.txMaxBytes) {
+        return false;
+    }
+    logger().Debug("%s check expire tx bytes %lld - %lld > %lld\n", "isTxTrafficExpired",
+                   static_cast<long long>(txBytes_), static_cast<long long>(startTxBytes_),
+                   static_cast<long long>(constraints_.txMaxBytes));
+    expireReason_ = ExpireReason::traffic;
+    return true;
+}
+
+bool AccessScenario::isRxTrafficExpired() {
+    if (constraints_.rxMaxBytes == 0 || usedRxBytes() <= constraints_.rxMaxBytes) {
+        return false;
+    }
+    logger().Debug("%s check expire rx bytes %d - %d > %d\n", "isRxTrafficExpired", asInt(rxBytes_),
+                   asInt(startRxBytes_), asInt(constraints_.rxMaxBytes));
+    expireReason_ = ExpireReason::traffic;
+    return true;
+}
+
+std::string AccessScenario::getExpireReason() const {
+    switch (expireReason_) {
+        case ExpireReason::none:
+            return "";
+        case ExpireReason::time:
+            return "time-over";
+        case ExpireReason::traffic:
+            return "traffic-over";
+        case ExpireReason::session:
+            return "session-over";
+        case ExpireReason::cleared:
+            return "cleared";
+    }
+    return "";
+}
+
+bool AccessScenario::clearExpireReason() {
+    expireReason_ = ExpireReason::cleared;
+    return true;
+}
+
+long long AccessScenario::getTrafficLimit() const {
+    return static_cast<long long>(constraints_.trafficLimit);
+}
+
+long AccessScenario::getCurrentTimeLimit() const {
+    return constraints_.expireTime != 0 ? connectionTime_ : 0;
+}
+
+long long AccessScenario::getCurrentTraffic() const {
+    return constraints_.trafficLimit != 0 ? static_cast<long long>(usedTxBytes() + usedRxBytes())
+                                          : 0;
+}
+
+void AccessScenario::updateScenarioConstraints(AccessScenarioConstraints& newLimits) {
+    constraints_.update(newLimits);
+}
+
+void AccessScenario::updateStatistic(ClientStatisticInfo& statistics) {
+    txBytes_ = statistics.rxBytes;
+    rxBytes_ = statistics.txBytes;
+    if (startTxBytes_ == 0) {
+        startTxBytes_ = txBytes_;
+    }
+    if (startRxBytes_ == 0) {
+        startRxBytes_ = rxBytes_;
+    }
+    packets_.rxPackets = statistics.rxPackets;
+    packets_.txPackets = statistics.txPackets;
+    packets_.rxDroppedPackets = statistics.rxDroppedPackets;
+    packets_.txDroppedPackets = statistics.txDroppedPackets;
+    packets_.txLostPackets = statistics.txLostPackets;
+    packets_.txDroppedBytes = statistics.txDroppedBytes;
+    packets_.rxDroppedBytes = statistics.rxDroppedBytes;
+    connectionTime_ = statistics.uptime;
+}
+
+ClientStatisticInfo AccessScenario::getStatistic() const {
+    ClientStatisticInfo statistics;
+    statistics.rxBytes = txBytes_;
+    statistics.txBytes = rxBytes_;
+    statistics.rxPackets = packets_.rxPackets;
+    statistics.txPackets = packets_.txPackets;
+    statistics.rxDroppedPackets = packets_.rxDroppedPackets;
+    statistics.txDroppedPackets = packets_.txDroppedPackets;
+    statistics.txLostPackets = packets_.txLostPackets;
+    statistics.txDroppedBytes = packets_.txDroppedBytes;
+    statistics.rxDroppedBytes = packets_.rxDroppedBytes;
+    statistics.uptime = connectionTime_;
+    statistics.timeLimit = constraints_.expireTime;
+    return statistics;
+}
+
+std::shared_ptr<MessageEntry> AccessScenario::dumpToMessage(
+    std::shared_ptr<ScenarioMessageFactory> factory) const {
+    Report report;
+    report.sessionTimeout = constraints_.maxSessionTime;
+    report.sessionTime = getScenarioTime();
+    report.timeLimit = constraints_.expireTime;
+    report.currentTimeLimit = getCurrentTimeLimit();
+    report.awayTimeout = constraints_.awayTimeout;
+    report.trafficLimit = getTrafficLimit();
+    report.currentTraffic = getCurrentTraffic();
+    report.bandwidthUp = constraints_.rxMaxSpeed;
+    report.bandwidthDown = constraints_.txMaxSpeed;
+    return writeReport(*factory, report);
+}
+
+}  // namespace vesta
