@@ -216,7 +216,7 @@ bool ModuleServer::sendNotifications(bool writable) {
         notifySocket_.reset();
     }
     ostrel::MutexLock lock(mutex_);
-    while (writable && !notifications_.empty()) {
+    while ((writable || !notifySocket_.valid()) && !notifications_.empty()) {
         if (!notifySocket_.valid() && !connectNotifications()) {
             break;
         }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 #include <thread>
 
 namespace apsim {
@@ -193,7 +194,9 @@ std::string RoadPlayer::expect(const Walk& walk, const Json& arguments) {
             return stopped_ ? "stopped" : "";
         }
         if (left.count() <= 0) {
-            return mismatch + " after " + textOf(Json(within)) + " s";
+            std::ostringstream text;
+            text << mismatch << " after " << within << " s";
+            return text.str();
         }
         log.waitUntil([&] { return log.size() != seen; }, std::min(left, kAskInterval));
     }

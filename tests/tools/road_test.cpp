@@ -1,0 +1,192 @@
+#include "apsim/road.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "apsim/load.h"
+#include "apsim/road_player.h"
+#include "tools/fake_daemon.h"
+#include "tools/runtime_directory.h"
+
+namespace apsim {
+namespace {
+
+using ::testing::HasSubstr;
+
+const std::string kAnnaMac("\x02\0\0\0\0\x0a", 6);
+
+Json document(const std::string& events) {
+    Json all = Json::parse(R"({"stations": [{"name": "anna", "interface": "wlan0-va1",
+        "mac": "02:00:00:00:00:0A", "ip": "10.1.0.5", "story": "gets in"}]})");
+    all["events"] = Json::parse(events);
+    return all;
+}
+
+std::string errorOf(const Json& road) {
+    try {
+        parseRoad(road, "r.json");
+    } catch (const InputError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(RoadTest, SortsTheEventsToTheirStations) {
+    const Road road = parseRoad(document(R"([{"station": "anna", "do": "arrive", "at": 1.5},
+        {"station": "anna", "do": "expect", "redirector": "authed", "after": 2}])"),
+                                "r.json");
+    ASSERT_EQ(road.size(), 1U);
+    EXPECT_EQ(road[0].id.mac, "02:00:00:00:00:0a");
+    ASSERT_EQ(road[0].events.size(), 2U);
+    EXPECT_EQ(road[0].events[0].at, 1.5);
+    EXPECT_EQ(road[0].events[1].kind, "expect");
+    EXPECT_EQ(road[0].events[1].after, 2);
+}
+
+TEST(RoadTest, NamesFileAndEventOfEveryMistake) {
+    struct Case {
+        const char* event;
+        const char* error;
+    };
+    for (const Case& one : {
+             Case{R"({"station": "anna", "do": "fly"})", "event 2 (\"fly\"): is no known event"},
+             {R"({"station": "anna"})", "event 2: has no text \"do\""},
+             {R"("arrive")", "event 2: has no text \"do\""},
+             {R"({"do": "leave"})", "event 2 (\"leave\"): \"station\" is missing"},
+             {R"({"station": "bert", "do": "leave"})", "knows no station \"bert\""},
+             {R"({"station": "anna", "do": "leave", "when": 1})", "knows no \"when\""},
+             {R"({"station": "anna", "do": "leave", "at": "1"})", "\"at\" must be a number"},
+             {R"({"station": "anna", "do": "leave", "at": -1})", "\"at\" must be a number"},
+             {R"({"station": "anna", "do": "traffic", "rx": 1})", "\"tx\" is missing"},
+             {R"({"station": "anna", "do": "expect", "redirector": "auth"})", "must be \"unauthed"},
+             {R"({"station": "anna", "do": "expect", "client": "gone"})", "or \"absent\""},
+         }) {
+        const Json road =
+            document(std::string(R"([{"station": "anna", "do": "arrive"},)") + one.event + "]");
+        EXPECT_THAT(errorOf(road), HasSubstr("r.json: event 2"));
+        EXPECT_THAT(errorOf(road), HasSubstr(one.error));
+    }
+}
+
+TEST(RoadTest, NamesAStationThatCannotBe) {
+    Json road = document("[]");
+    road["stations"][0]["mac"] = "02:00:00:00:00";
+    EXPECT_EQ(errorOf(road), "r.json: station 1 (\"anna\"): \"mac\" is no MAC address");
+    road["stations"][0]["mac"] = "02:00:00:00:00:0a";
+    road["stations"][0]["ip"] = "10.1.0";
+    EXPECT_EQ(errorOf(road), "r.json: station 1 (\"anna\"): \"ip\" is no IPv4 address");
+    EXPECT_THROW(
+        checkInterfaces(parseRoad(document("[]"), "r.json"),
+                        Json::parse(R"({"interface": [{"name": "wlan0-va2"}, 5]})"), "r.json"),
+        InputError);
+}
+
+TEST(InputTest, NamesTheFileThatIsMissingOrNoJson) {
+    const ostrel::testing::TempDirectory directory;
+    ostrel::testing::writeFile(directory.path("bad.json"), "{\"stations\": [}");
+    ostrel::testing::writeFile(directory.path("list.json"), "[]");
+    for (const auto& [name, error] :
+         {std::pair("none.json", "none.json: can't be read: No such file"),
+          {"bad.json", "bad.json: "},
+          {"list.json", "list.json: holds no JSON object"}}) {
+        try {
+            loadJsonObject(directory.path(name));
+            ADD_FAILURE() << name;
+        } catch (const InputError& thrown) {
+            EXPECT_THAT(thrown.what(), HasSubstr(error));
+        }
+    }
+}
+
+class RoadPlayerTest : public ::testing::Test {
+protected:
+    StationResult play(const std::string& events) {
+        return RoadPlayer(accessPoint_).play(parseRoad(document(events), "r.json")).at(0);
+    }
+
+    RuntimeDirectory runtime_;
+    AccessPoint accessPoint_{Json::object()};
+    // Lets a station in at its login, and knows it from then on.
+    bool known_ = false;
+    FakeDaemon* self_ = nullptr;
+    FakeDaemon daemon_{{{"validate",
+                         [this](const std::string& request) {
+                             known_ = true;
+                             self_->tellClient(9, "wlan0-va1", kAnnaMac);
+                             return answer(request, {{"result", 1}});
+                         }},
+                        {"validate-ip",
+                         [this](const std::string& request) {
+                             return answer(request, {{"result", known_ ? 1 : 0},
+                                                     {"params", {{"cur-state", "session-end"}}}});
+                         }},
+                        {"get", [](const std::string& request) {
+                             return answer(request, Json::parse(R"({"value": {"clients": {"0":
+                  {"mac": "02:00:00:00:00:0a", "interface": "wlan0-va1", "login": "anna"}}}})"));
+                         }}}};
+
+    static std::string answer(const std::string& request, Json text) {
+        text["context"] = Json::parse(request)["context"];
+        return text.dump();
+    }
+
+    void SetUp() override { self_ = &daemon_; }
+};
+
+TEST_F(RoadPlayerTest, TellsWhatHappenedToAStationThatMetItsExpectations) {
+    const StationResult result = play(R"([
+        {"station": "anna", "do": "arrive"},
+        {"station": "anna", "do": "expect", "redirector": "forgotten", "state": "unknown"},
+        {"station": "anna", "do": "login", "login": "anna", "password": "x"},
+        {"station": "anna", "do": "expect", "redirector": "authed", "reaches": ["8.8.8.8"],
+         "state": {"cur-state": "session-end"}, "client": {"login": "anna"}, "shaper": "none"}])");
+    EXPECT_TRUE(result.ok) << result.happened;
+    EXPECT_EQ(result.happened, "authed");
+    EXPECT_EQ(result.expected, "gets in");
+}
+
+TEST_F(RoadPlayerTest, NamesTheExpectationThatFailed) {
+    struct Case {
+        const char* expectation;
+        const char* failure;
+    };
+    for (const Case& one : {
+             Case{R"("redirector": "drop")", "redirector has it authed, not drop after 0 s"},
+             {R"("blocked": ["8.8.8.8"])", "it reaches 8.8.8.8"},
+             {R"("shaper": {"transmit": 5})", "shaper was given no limits"},
+             {R"("wifi-auth": {"username": "anna"})", "wifi-auth has username \"\", not anna"},
+             {R"("trap": "cp-deauth")", "no trap cp-deauth"},
+             {R"("deauth": true)", "deauth-client was not run"},
+             {R"("state": "unknown")", "validate-ip still knows it"},
+             {R"("state": {"cur-state": "x"})", "validate-ip has cur-state session-end, not x"},
+             {R"("client": "absent")", "the daemon still has it"},
+             {R"("client": {"status": "x"})", "the daemon has status missing, not x"},
+         }) {
+        const StationResult result =
+            play(std::string(R"([{"station": "anna", "do": "login", "login": "a", "password": "x"},
+                {"station": "anna", "do": "expect", "within": 0, )") +
+                 one.expectation + R"(}, {"station": "anna", "do": "arrive"}])");
+        EXPECT_FALSE(result.ok) << one.expectation;
+        EXPECT_THAT(result.happened, HasSubstr(one.failure));
+        EXPECT_EQ(accessPoint_.associations().size(), 0U);  // nothing was played behind it
+    }
+}
+
+TEST_F(RoadPlayerTest, AStoppedRoadEndsAtOnceAndCountsAsFailed) {
+    RoadPlayer player(accessPoint_);
+    player.stop();
+    const Road road =
+        parseRoad(document(R"([{"station": "anna", "do": "arrive", "at": 3600}])"), "r.json");
+    EXPECT_FALSE(player.play(road).at(0).ok);
+}
+
+TEST(PercentileTest, IsTheSmallestValueThatEnoughLieAtOrBelow) {
+    EXPECT_EQ(percentile({}, 0.5), 0);
+    EXPECT_EQ(percentile({7}, 0.99), 7);
+    EXPECT_EQ(percentile({1, 2, 3, 4}, 0.5), 2);
+    EXPECT_EQ(percentile({1, 2, 3, 4}, 0.51), 3);
+    EXPECT_EQ(percentile({1, 2, 3, 4}, 1), 4);
+}
+
+}  // namespace
+}  // namespace apsim
