@@ -11,8 +11,7 @@
 #include "core/json_entry.h"
 #include "core/logger.h"
 #include "inform/redirector_client_message_factory.h"
-#include "messages/ipc_dump_client_message_factory.h"
-#include "messages/ipc_dump_client_scenarios_message_factory.h"
+#include "messages/ipc_dump_factories.h"
 #include "portal/portal.h"
 
 namespace vesta {

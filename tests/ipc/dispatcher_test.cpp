@@ -1,0 +1,213 @@
+#include <deque>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "core/temporary_log.h"
+#include "ostrel/mutex.h"
+#include "portal_fixture.h"
+
+namespace vesta::testing {
+namespace {
+
+constexpr const char* kAnna = "02:00:00:00:00:01";
+constexpr const char* kBert = "02:00:00:00:00:02";
+constexpr int kPeer = 77;
+
+// A module that collects every answer it is sent.
+class Peer {
+public:
+    Peer() {
+        for (const char* command : {"get-response", "get-redirect-params-response",
+                                    "validate-ip-response", "validate-response", "update-response",
+                                    "update-scenario-response", "cp-del-client-response"}) {
+            commands_[command] = [this](void* text, void*, int) {
+                add(static_cast<const char*>(text));
+            };
+        }
+        thread_ = std::thread([this] { bus_.process(commands_); });
+    }
+    ~Peer() {
+        bus_.stop();
+        thread_.join();
+    }
+
+    // "" after five seconds without one.
+    std::string next() {
+        ostrel::MutexLock lock(mutex_);
+        while (answers_.empty() && changed_.waitFor(mutex_, std::chrono::seconds(5))) {
+        }
+        std::string answer = answers_.empty() ? "" : answers_.front();
+        if (!answers_.empty()) {
+            answers_.pop_front();
+        }
+        return answer;
+    }
+
+    IpcInterface& bus() { return bus_; }
+
+private:
+    void add(std::string answer) {
+        ostrel::MutexLock lock(mutex_);
+        answers_.push_back(std::move(answer));
+        changed_.notifyAll();
+    }
+
+    IpcInterface bus_{static_cast<ipc_module_t>(kPeer), false, 5};
+    IpcInterface::CommandTable commands_;
+    ostrel::Mutex mutex_;
+    ostrel::CondVar changed_;
+    std::deque<std::string> answers_ GUARDED_BY(mutex_);
+    std::thread thread_;
+};
+
+std::string vapWithUrl(const std::string& interface, const std::string& url) {
+    return vapText(
+        interface, "Guest", "portal",
+        R"({"access-type": "forbid", "name": "login", "redirect-url": ")" + url +
+            R"(", "virtual-portal-name": "main", "auth-scenario": "", "white-list": ""})");
+}
+
+class DispatcherTest : public PortalFixture {
+protected:
+    DispatcherTest()
+        : PortalFixture(vapText("wlan0-va1", "Guest", "portal") + "," +
+                        vapText("wlan0-va2", "Staff", "portal")) {}
+
+    // Calls an adapter as the bus does.
+    std::string answerTo(std::string request,
+                         void (IPCEventListener::*adapter)(void*, void*, int)) {
+        (listener_.*adapter)(request.data(), nullptr, kPeer);
+        return peer_.next();
+    }
+    json scenarios(const std::string& request) {
+        return jsonOf(listener_.handleVestadStateScenarios(message(request)))["value"];
+    }
+
+    Peer peer_;
+};
+
+TEST_F(DispatcherTest, EveryAnsweringCommandOfTheBusGivesBackItsContext) {
+    const std::pair<const char*, const char*> cases[] = {
+        {R"({"command": "get-redirect-params", "client": "10.9.9.9", "context": 7})",
+         R"({"command": "get-redirect-params-response", "result": 1, "context": 7})"},
+        {R"({"command": "validate-ip", "params": {"ipaddr": "10.9.9.9"}, "context": "a"})",
+         R"({"command": "validate-ip-response", "result": 0, "reason": "Client not found",
+             "context": "a"})"},
+        {R"({"cmd": "validate", "params": {"ipaddr": "1.1.1.1", "login": ""}, "context": null})",
+         R"({"command": "validate-response", "result": 1, "context": null})"},
+        {R"({"command": "update", "params": {"ipaddr": "", "cur-scenario-id": "x"},
+             "context": [1, {"a": [false]}]})",
+         R"({"command": "update-response", "result": 1, "context": [1, {"a": [false]}]})"},
+        {R"({"command": "update-scenario", "context": 1.5})",
+         R"({"command": "update-scenario-response", "result": 0,
+             "reason": "Parse message failed", "context": 1.5})"},
+        {R"({"command": "get", "context": true})",
+         R"({"command": "get-response", "result": 1, "context": true,
+             "value": {"clients": {}, "instances": {
+                 "0": {"ssid": "Guest", "radius-domain": "", "mobility-domain": "hall"},
+                 "1": {"ssid": "Staff", "radius-domain": "", "mobility-domain": "hall"}}}})"},
+        {R"({"command": "get-scenarios", "context": {}})",
+         R"({"command": "get-response", "result": 1, "value": {}, "context": {}})"},
+        {R"({"command": "cp-del-client", "interface": "none", "mac": "02:00:00:00:00:09"})",
+         R"({"command": "cp-del-client-response"})"},
+    };
+    ASSERT_TRUE(listener_.run());
+    for (const auto& [request, answer] : cases) {
+        ASSERT_TRUE(peer_.bus().send(std::string(request), IPC_MODULE_VESTAD)) << request;
+        EXPECT_EQ(json::parse(peer_.next(), nullptr, false), json::parse(answer)) << request;
+    }
+    listener_.stop();
+    listener_.join();
+}
+
+TEST_F(DispatcherTest, AnswersARequestThatCannotBeRead) {
+    constexpr const char* kFailure =
+        "{    \"command\": \"get-response\",    \"result\": 0,    \"error\": \"IPCListener failed "
+        "on parse message\"}";
+    EXPECT_EQ(answerTo("{no json", &IPCEventListener::ipcHandleVestadState), kFailure);
+    EXPECT_EQ(answerTo("[1]", &IPCEventListener::ipcHandleVestadState), kFailure);
+    EXPECT_EQ(answerTo("null", &IPCEventListener::ipcHandleVestadStateScenarios), kFailure);
+    EXPECT_EQ(answerTo(R"({"context": 7})", &IPCEventListener::ipcHandleGetRedirectParams),
+              kFailure);
+    EXPECT_EQ(answerTo(R"({"interface": "wlan0-va1"})", &IPCEventListener::ipcHandleDelClient),
+              kFailure);
+    EXPECT_EQ(answerTo(R"({"params": []})", &IPCEventListener::ipcHandleValidate), kFailure);
+}
+
+TEST_F(DispatcherTest, StopsAlsoBeforeItHasBegunToListen) {
+    ASSERT_TRUE(listener_.run());
+    listener_.stop();
+    listener_.join();
+}
+
+TEST_F(DispatcherTest, DumpsTheScenariosOfTheStationOnTheNamedSsidOrOfAll) {
+    arrive(kAnna, "10.0.0.1", "wlan0-va1");
+    arrive(kAnna, "10.0.0.2", "wlan0-va2");
+    arrive(kBert, "10.0.0.3", "wlan0-va2");
+
+    const json one = scenarios(R"({"mac": "02:00:00:00:00:01", "ssid": "Staff"})");
+    ASSERT_EQ(one.size(), 1U);
+    EXPECT_EQ(one["0"]["ip"], "10.0.0.2");
+    EXPECT_TRUE(one["0"].contains("scenario"));
+    EXPECT_EQ(scenarios(R"({"mac": "02:00:00:00:00:02", "ssid": "Guest"})"), json::object());
+    EXPECT_EQ(scenarios(R"({"mac": "02:00:00:00:00:01"})").size(), 3U);
+    EXPECT_EQ(scenarios(R"({"mac": "", "ssid": "Guest"})").size(), 3U);
+    EXPECT_EQ(scenarios("{}")["2"]["mac"], kBert);
+}
+
+TEST_F(DispatcherTest, ThrowsOffTheStationOfTheNamedInterfaceAlone) {
+    connect(kAnna, "10.0.0.1", "wlan0-va1");
+    arrive(kAnna, "10.0.0.2", "wlan0-va2");
+    listener_.handleDelClient(message(R"({"interface": "wlan0-va2", "mac": "02:00:00:00:00:01"})"));
+    const json left = clients();
+    ASSERT_EQ(left.size(), 1U);
+    EXPECT_EQ(left["0"]["ip"], "10.0.0.1");
+    EXPECT_FALSE(left["0"].contains("scenario"));
+}
+
+TEST_F(DispatcherTest, ReportsWhatApbdCouldNotDo) {
+    const TemporaryLog log(2);
+    listener_.handleAPBAddResponce(message(R"({"status": "failed"})"));
+    listener_.handleAPBUpdateResponce(message(R"({"status": "failed"})"));
+    listener_.handleAPBDeleteResponce(message(R"({"status": "failed"})"));
+    listener_.handleAPBAddResponce(message(R"({"status": "success"})"));
+    listener_.handleAPBSubscribeResponce(message(R"({"status": "failed"})"));
+    EXPECT_EQ(log.records(),
+              (TemporaryLog::Records{"|WARNING|Try to add client on apbd server was failed!",
+                                     "|WARNING|Try to update client on apbd server was failed!",
+                                     "|WARNING|Try to delete client on apbd server was failed!",
+                                     "|WARNING|Try to connect to apbd server was failed!"}));
+}
+
+class RedirectParamsTest : public PortalFixture {
+protected:
+    RedirectParamsTest()
+        : PortalFixture(vapWithUrl("wlan0-va1", "http://portal.example/login?x=1") + "," +
+                        vapWithUrl("wlan0-va2", "http://portal.example") + "," +
+                        vapWithUrl("wlan0-va3", "http://portal.example/") + "," +
+                        vapWithUrl("wlan0-va4", "portal.example/login") + "," +
+                        vapWithUrl("wlan0-va5", "")) {}
+};
+
+TEST_F(RedirectParamsTest, SendTheBrowserToTheProxyWithThePathOfThePortal) {
+    const std::pair<const char*, const char*> cases[] = {{"wlan0-va1", "login?x=1"},
+                                                         {"wlan0-va2", ""},
+                                                         {"wlan0-va3", ""},
+                                                         {"wlan0-va4", ""},
+                                                         {"wlan0-va5", ""}};
+    for (const auto& [interface, path] : cases) {
+        SCOPED_TRACE(interface);
+        connect(kAnna, std::string("10.0.0.") + interface[8], interface);
+        const auto request =
+            message(R"({"client": "10.0.0.)" + std::string(1, interface[8]) + "\"}");
+        const json answer = jsonOf(listener_.handleGetRedirectParams(request));
+        EXPECT_EQ(answer["command"], "get-redirect-params-response");
+        EXPECT_EQ(answer["result"], 1);
+        EXPECT_EQ(answer["cli-mac"], kAnna);
+        EXPECT_EQ(answer["redirect-location"], portal_->getProxyUrl() + path);
+    }
+}
+
+}  // namespace
+}  // namespace vesta::testing
