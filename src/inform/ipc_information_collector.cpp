@@ -64,9 +64,12 @@ std::uint32_t countOf(json_object* direction, const char* key) {
 
 std::int32_t uptimeOf(json_object* station) {
     json_object* const node = member(station, "uptime");
-    const std::int64_t seconds = json_object_is_type(node, json_type_string)
-                                     ? DataParser::stringToType<long long>(textOf(node))
-                                     : json_object_get_int64(node);
+    std::int64_t seconds = 0;
+    if (json_object_is_type(node, json_type_string)) {
+        seconds = DataParser::stringToType<long long>(textOf(node));
+    } else if (json_object_is_type(node, json_type_int)) {
+        seconds = json_object_get_int64(node);
+    }
     return static_cast<std::int32_t>(
         std::clamp<std::int64_t>(seconds, std::numeric_limits<std::int32_t>::min(),
                                  std::numeric_limits<std::int32_t>::max()));

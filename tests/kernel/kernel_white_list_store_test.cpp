@@ -1,0 +1,95 @@
+#include "kernel/kernel_white_list_store.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace vesta {
+namespace {
+
+using ::testing::ElementsAre;
+
+class NoPortal final : public StationReceiver {
+public:
+    bool addClient(const std::string&, const std::string&, unsigned int,
+                   const std::string&) override {
+        return false;
+    }
+};
+
+// A module that knows the names of its lists, and that no two changes reach at the same time.
+class FakeWorker final : public KernelWorker {
+public:
+    using KernelWorker::KernelWorker;
+
+    bool handle() override { return true; }
+    std::string getProxyIPv4() override { return ""; }
+    bool insertWhiteList(std::shared_ptr<WhiteAddressesList> list) override {
+        return change([&] { names.push_back(list->getName()); });
+    }
+    bool wipeWhiteLists() override {
+        return change([&] { names.clear(); });
+    }
+
+    std::vector<std::string> names;
+
+private:
+    template <class Change>
+    bool change(Change made) {
+        EXPECT_FALSE(changing_.exchange(true));
+        made();
+        changing_ = false;
+        return true;
+    }
+
+    std::atomic<bool> changing_{false};
+};
+
+class KernelWhiteListStoreTest : public ::testing::Test {
+protected:
+    void add(const std::string& name) {
+        store.addWhiteList(std::make_shared<WhiteAddressesList>(name, "x"));
+    }
+
+    NoPortal portal;
+    FakeWorker worker{portal};
+    KernelWhiteListStore store{worker};
+};
+
+TEST_F(KernelWhiteListStoreTest, HasTheWorkerLoadNewListsAndWipeThem) {
+    add("a");
+    add("a");
+    add("b");
+    EXPECT_THAT(worker.names, ElementsAre("a", "b"));
+    store.clearWhiteLists();
+    add("b");
+    EXPECT_THAT(worker.names, ElementsAre("b"));
+}
+
+TEST_F(KernelWhiteListStoreTest, AgreesWithTheModuleAfterChangesFromSeveralThreads) {
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 3; ++thread) {
+        threads.emplace_back([this, thread] {
+            for (int i = 0; i < 200; ++i) {
+                if (thread == 0 && i % 10 == 0) {
+                    store.clearWhiteLists();
+                } else {
+                    add(std::to_string(i % 20));
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (int i = 0; i < 20; ++i) {
+        const std::string name = std::to_string(i);
+        EXPECT_EQ(std::count(worker.names.begin(), worker.names.end(), name),
+                  store.getWhiteListHash(name).empty() ? 0 : 1);
+    }
+}
+
+}  // namespace
+}  // namespace vesta
