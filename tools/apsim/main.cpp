@@ -32,38 +32,41 @@ struct Options {
     bool quiet = false;
 };
 
-// Waits for SIGINT or SIGTERM on a thread of its own: a handler could do nothing of what is to be
-// done. The signals must be blocked before any thread starts.
-class SignalThread {
-public:
-    SignalThread() {
-        sigemptyset(&signals_);
-        sigaddset(&signals_, SIGINT);
-        sigaddset(&signals_, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-    }
-    ~SignalThread() {
-        if (thread_.joinable()) {
-            pthread_kill(thread_.native_handle(), SIGTERM);
-            thread_.join();
-        }
-    }
-    SignalThread(const SignalThread&) = delete;
-    SignalThread& operator=(const SignalThread&) = delete;
+sigset_t endingSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    return signals;
+}
 
-    void onSignal(std::function<void()> reaction) {
-        thread_ = std::thread([this, reaction = std::move(reaction)] {
-            int number = 0;
-            sigwait(&signals_, &number);
-            stopped_ = true;
-            reaction();
-        });
+// Waits for SIGINT or SIGTERM on a thread of its own, since a handler could do nothing of what is
+// to be done. Every thread must have the two blocked.
+class SignalWatcher {
+public:
+    explicit SignalWatcher(std::function<void()> reaction)
+        : thread_([this, reaction = std::move(reaction)] {
+              const sigset_t signals = endingSignals();
+              int number = 0;
+              sigwait(&signals, &number);
+              if (!ended_) {
+                  stopped_ = true;
+                  reaction();
+              }
+          }) {}
+    ~SignalWatcher() {
+        ended_ = true;
+        pthread_kill(thread_.native_handle(), SIGTERM);
+        thread_.join();
     }
+    SignalWatcher(const SignalWatcher&) = delete;
+    SignalWatcher& operator=(const SignalWatcher&) = delete;
+
     const std::atomic<bool>& stopped() const { return stopped_; }
 
 private:
-    sigset_t signals_{};
     std::atomic<bool> stopped_{false};
+    std::atomic<bool> ended_{false};
     std::thread thread_;
 };
 
@@ -86,7 +89,9 @@ bool waitForDaemon(apsim::AccessPoint& accessPoint, const Options& options,
             return true;
         }
     }
-    std::fprintf(stderr, "apsim: vestad did not come within %d s\n", options.wait);
+    if (!stopped) {
+        std::fprintf(stderr, "apsim: vestad did not come within %d s\n", options.wait);
+    }
     return false;
 }
 
@@ -97,7 +102,7 @@ void stayUntilStopped(apsim::AccessPoint& accessPoint, const std::atomic<bool>& 
     }
 }
 
-int playRoad(const Options& options, const Json& config, SignalThread& signals) {
+int playRoad(const Options& options, const Json& config) {
     apsim::Road road;
     if (!options.road.empty()) {
         road = apsim::loadRoad(options.road);
@@ -114,7 +119,7 @@ int playRoad(const Options& options, const Json& config, SignalThread& signals) 
     if (!options.quiet) {
         accessPoint.events().setObserver([&](const apsim::Event& event) { printer.print(event); });
     }
-    signals.onSignal([&] { player.stop(); });
+    const SignalWatcher signals([&] { player.stop(); });
     if (!waitForDaemon(accessPoint, options, signals.stopped())) {
         return kNotAsExpected;
     }
@@ -142,7 +147,7 @@ std::vector<std::string> latencyRow(const char* name, const std::vector<double>&
     return {name, cell(0.5), cell(0.99), cell(1)};
 }
 
-int makeLoad(const Options& options, const Json& config, SignalThread& signals) {
+int makeLoad(const Options& options, const Json& config) {
     const std::vector<std::string> interfaces = captiveInterfaces(config);
     if (interfaces.empty()) {
         throw apsim::InputError(options.config + ": no interface has its captive portal enabled");
@@ -150,7 +155,7 @@ int makeLoad(const Options& options, const Json& config, SignalThread& signals) 
     apsim::AccessPointOptions accessPointOptions;
     accessPointOptions.keepEvents = false;
     apsim::AccessPoint accessPoint(config, accessPointOptions);
-    signals.onSignal([] {});
+    const SignalWatcher signals([] {});
     if (!waitForDaemon(accessPoint, options, signals.stopped())) {
         return kNotAsExpected;
     }
@@ -207,17 +212,15 @@ void describe(CLI::App& app, Options& options) {
         "Exit status: 0 as expected, 1 not as expected, 2 wrong input.");
 }
 
-int run(const Options& options, SignalThread& signals) {
+int run(const Options& options) {
     if (options.stations > 0) {
-        return makeLoad(options,
-                        options.config.empty() ? apsim::builtInConfiguration()
-                                               : apsim::loadConfiguration(options.config),
-                        signals);
+        return makeLoad(options, options.config.empty() ? apsim::builtInConfiguration()
+                                                        : apsim::loadConfiguration(options.config));
     }
     if (options.config.empty() || (options.road.empty() && !options.stay)) {
         throw apsim::InputError("needs --config with --road or --stay, or --stations; see --help");
     }
-    return playRoad(options, apsim::loadConfiguration(options.config), signals);
+    return playRoad(options, apsim::loadConfiguration(options.config));
 }
 
 }  // namespace
@@ -234,9 +237,10 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kAsExpected : kWrongInput;
     }
-    SignalThread signals;
+    const sigset_t signals = endingSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     try {
-        return run(options, signals);
+        return run(options);
     } catch (const apsim::InputError& error) {
         std::fprintf(stderr, "apsim: %s\n", error.what());
         return kWrongInput;
