@@ -1,0 +1,206 @@
+#pragma once
+
+// A RADIUS server that does as it is told, on loopback and a port of its own, and messages in hex.
+// Its cryptography is computed here, apart from the library's.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ostrel/librad.h"
+#include "ostrel/runtime.h"
+#include "platform/support.h"
+
+namespace ostrel::testing {
+
+using ByteString = std::vector<std::uint8_t>;
+
+struct FreeMessage {
+    void operator()(librad_radius_msg* msg) const { librad_radius_msg_free(msg); }
+};
+using Message = std::unique_ptr<librad_radius_msg, FreeMessage>;
+
+inline ByteString fromHex(const std::string& text) {
+    ByteString bytes;
+    std::string digits;
+    std::copy_if(text.begin(), text.end(), std::back_inserter(digits),
+                 [](char c) { return c != ' '; });
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+inline std::string toHex(const std::uint8_t* data, std::size_t size) {
+    static const char* const digits = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = 0; i < size; ++i) {
+        text += digits[data[i] >> 4];
+        text += digits[data[i] & 15];
+    }
+    return text;
+}
+
+inline const unsigned char* bytesOf(const std::string& text) {
+    return static_cast<const unsigned char*>(static_cast<const void*>(text.data()));
+}
+
+inline ByteString bytesOf(const librad_radius_msg* msg) {
+    std::size_t length = 0;
+    const unsigned char* data = librad_radius_msg_get_bytes(msg, &length);
+    return {data, data + length};
+}
+
+inline Message parse(const ByteString& bytes) {
+    return Message(librad_radius_msg_parse(bytes.data(), bytes.size()));
+}
+
+// The first attribute of that type, "" when there is none.
+inline std::string text(const librad_radius_msg* msg, std::uint8_t type) {
+    char buffer[253];
+    return {buffer, librad_radius_msg_get_attr(msg, type, buffer, sizeof buffer)};
+}
+
+inline std::uint32_t number(const librad_radius_msg* msg, std::uint8_t type) {
+    std::uint8_t bytes[4] = {0xff, 0xff, 0xff, 0xff};
+    EXPECT_EQ(librad_radius_msg_get_attr(msg, type, bytes, 4), 4U) << "attribute " << int{type};
+    return static_cast<std::uint32_t>(bytes[0]) << 24 | static_cast<std::uint32_t>(bytes[1]) << 16 |
+           static_cast<std::uint32_t>(bytes[2]) << 8 | bytes[3];
+}
+
+// Where the value of the first Message-Authenticator stands, 0 when there is none.
+inline std::size_t messageAuthenticatorAt(const ByteString& packet) {
+    for (std::size_t at = 20; at < packet.size(); at += packet[at + 1]) {
+        if (packet[at] == LIBRAD_RADIUS_ATTR_MESSAGE_AUTHENTICATOR) {
+            return at + 2;
+        }
+    }
+    return 0;
+}
+
+inline ByteString hmacOf(ByteString packet, const std::string& secret,
+                         const ByteString& authenticator) {
+    std::copy(authenticator.begin(), authenticator.end(), packet.begin() + 4);
+    std::fill_n(packet.begin() + static_cast<std::ptrdiff_t>(messageAuthenticatorAt(packet)), 16,
+                std::uint8_t{0});
+    ByteString digest(16);
+    HMAC(EVP_md5(), secret.data(), static_cast<int>(secret.size()), packet.data(), packet.size(),
+         digest.data(), nullptr);
+    return digest;
+}
+
+inline ByteString md5Of(ByteString packet, const std::string& secret,
+                        const ByteString& authenticator) {
+    std::copy(authenticator.begin(), authenticator.end(), packet.begin() + 4);
+    packet.insert(packet.end(), secret.begin(), secret.end());
+    ByteString digest(16);
+    EVP_Digest(packet.data(), packet.size(), digest.data(), nullptr, EVP_md5(), nullptr);
+    return digest;
+}
+
+// Signs a packet that stands in for an answer (with the request's authenticator) or for a request
+// of accounting or dynamic authorisation (with zeros).
+inline ByteString sign(ByteString packet, const std::string& secret,
+                       const ByteString& authenticator = ByteString(16)) {
+    if (const std::size_t at = messageAuthenticatorAt(packet); at != 0) {
+        const ByteString digest = hmacOf(packet, secret, authenticator);
+        std::copy(digest.begin(), digest.end(), packet.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    const ByteString digest = md5Of(packet, secret, authenticator);
+    std::copy(digest.begin(), digest.end(), packet.begin() + 4);
+    return packet;
+}
+
+// A datagram that arrived.
+struct Packet {
+    ByteString bytes;
+    Message msg;
+    sockaddr_in from{};
+
+    [[nodiscard]] std::uint8_t id() const { return bytes[1]; }
+    [[nodiscard]] ByteString authenticator() const {
+        return {bytes.begin() + 4, bytes.begin() + 20};
+    }
+};
+
+class Peer {
+public:
+    Peer() : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        socklen_t length = sizeof address;
+        getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length);
+        port_ = ntohs(address.sin_port);
+    }
+    // The socket stays open, so that no later server of the process is taken for this one.
+
+    [[nodiscard]] std::uint16_t port() const { return port_; }
+
+    [[nodiscard]] std::optional<Packet> receive() const {
+        Packet packet;
+        packet.bytes.resize(4096);
+        socklen_t length = sizeof packet.from;
+        const ssize_t size =
+            recvfrom(fd_, packet.bytes.data(), packet.bytes.size(), 0,
+                     static_cast<sockaddr*>(static_cast<void*>(&packet.from)), &length);
+        if (size < 0) {
+            return std::nullopt;
+        }
+        packet.bytes.resize(static_cast<std::size_t>(size));
+        packet.msg = parse(packet.bytes);
+        return packet;
+    }
+
+    void send(const ByteString& bytes, const sockaddr_in& to) const {
+        EXPECT_EQ(sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                         sizeof to),
+                  static_cast<ssize_t>(bytes.size()));
+    }
+
+    // Sends and has the library take it.
+    void deliver(const ByteString& bytes, const sockaddr_in& to) const {
+        send(bytes, to);
+        librad_eloop_step();
+    }
+
+private:
+    int fd_;
+    std::uint16_t port_ = 0;
+};
+
+enum class Mac { none, valid, wrong };  // the Message-Authenticator of an answer
+
+// A signed answer to `request`, its attributes before the Message-Authenticator.
+inline ByteString makeAnswer(const Packet& request, std::uint8_t code, const std::string& secret,
+                             Mac mac = Mac::none, const std::string& attributes = "") {
+    ByteString bytes = {code, request.id(), 0, 0};
+    bytes.resize(20);
+    const ByteString given = fromHex(attributes);
+    bytes.insert(bytes.end(), given.begin(), given.end());
+    if (mac != Mac::none) {
+        bytes.insert(bytes.end(), {80, 18});
+        bytes.resize(bytes.size() + 16);
+    }
+    bytes[2] = static_cast<std::uint8_t>(bytes.size() >> 8);
+    bytes[3] = static_cast<std::uint8_t>(bytes.size());
+    bytes = sign(std::move(bytes), secret, request.authenticator());
+    if (mac == Mac::wrong) {
+        bytes.back() ^= 1U;
+        const ByteString digest = md5Of(bytes, secret, request.authenticator());
+        std::copy(digest.begin(), digest.end(), bytes.begin() + 4);
+    }
+    return bytes;
+}
+
+}  // namespace ostrel::testing
