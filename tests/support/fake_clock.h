@@ -1,8 +1,9 @@
 #pragma once
 
 // A clock that stands until the test moves it. It is in force from its construction to its
-// destruction.
+// destruction; any thread may read it meanwhile.
 
+#include <atomic>
 #include <cstdint>
 
 #include "ostrel/clock.h"
@@ -26,8 +27,8 @@ public:
     }
 
 private:
-    std::int64_t monotonic_ = 1000 * 1000000LL;
-    std::int64_t wall_ = 1700000000 * 1000000LL;
+    std::atomic<std::int64_t> monotonic_{1000 * 1000000LL};
+    std::atomic<std::int64_t> wall_{1700000000 * 1000000LL};
 };
 
 }  // namespace vesta::testing

@@ -1,0 +1,213 @@
+// The portal between the configuration, the redirector module and its instances.
+
+#include "portal/portal.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "apsim/event_log.h"
+#include "apsim/module_server.h"
+#include "client/client_identity.h"
+#include "client/client_statistic_info.h"
+#include "client/command_info.h"
+#include "kernel/kernel_white_list_store.h"
+#include "messages/client_information_store.h"
+#include "messages/client_message_extractor.h"
+#include "messages/ipc_dump_factories.h"
+#include "messages/portal_instance_message_extractor.h"
+#include "ostrel/ipc.h"
+#include "support/fake_clock.h"
+#include "support/portal_document.h"
+#include "support/runtime_directory.h"
+
+namespace vesta {
+namespace {
+
+using testing::document;
+using testing::vapText;
+
+const char* const kMac = "02:00:00:00:00:01";
+
+class PortalTest : public ::testing::Test {
+protected:
+    PortalTest() {
+        build(vapText("wlan0-va1", "Guest") + "," + vapText("wlan1-va1", "Staff", "portal"));
+    }
+
+    void build(const std::string& interfaces) {
+        portal_.reset();
+        portal_ = std::make_shared<Portal>(ipc_, document(interfaces), "", "");
+    }
+
+    // One statistics answer with these (interface, MAC) records.
+    void round(const std::vector<std::pair<const char*, const char*>>& stations) {
+        clock_.advanceSeconds(1);
+        std::vector<ClientStatisticInfo> records;
+        for (const auto& [interface, mac] : stations) {
+            records.emplace_back(interface, mac, 1ULL, 1ULL, 1UL, 1UL, 0UL, 0UL, 0UL, 0UL, 0UL, 1L,
+                                 0L);
+        }
+        portal_->responseCallback(records);
+    }
+
+    std::string dumped(const char* mac, const char* key) {
+        const auto message = portal_->dumpClientToMessage(
+            ClientIdentity(mac, "", "", ""), std::make_shared<IPCDumpClientMessageFactory>());
+        return message ? message->getCharValue(key) : "none";
+    }
+
+    testing::RuntimeDirectory directory_;
+    testing::FakeClock clock_;
+    apsim::EventLog events_;
+    apsim::ModuleServer modules_{events_};
+    std::shared_ptr<IpcInterface> ipc_ =
+        std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 50);
+    std::shared_ptr<Portal> portal_;
+};
+
+TEST_F(PortalTest, RoutesStationsAndTheirStatisticsByInterface) {
+    EXPECT_FALSE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan9-va9"));
+    EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1"));
+    EXPECT_TRUE(portal_->addClient("02:00:00:00:00:02", "10.2.0.1", 1500, "wlan1-va1"));
+    EXPECT_TRUE(portal_->addClient("02:00:00:00:00:03", "10.1.0.3", 1500, "wlan0-va1"));
+    round({{"wlan0-va1", kMac},
+           {"wlan9-va9", kMac},
+           {"wlan1-va1", "02:00:00:00:00:02"},
+           {"wlan0-va1", "02:00:00:00:00:03"}});
+    EXPECT_EQ(dumped(kMac, "status"), "connected");
+    EXPECT_EQ(dumped("02:00:00:00:00:02", "status"), "connected");
+    EXPECT_EQ(dumped("02:00:00:00:00:03", "status"), "connected");
+    EXPECT_EQ(dumped("02:00:00:00:00:02", "ssid"), "Staff");
+
+    EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.77", 1500, "wlan0-va1"));
+    EXPECT_EQ(dumped(kMac, "ip"), "10.1.0.77");
+}
+
+TEST_F(PortalTest, AsksTheInstanceThatHasTheStationConnected) {
+    portal_->addClient("02:00:00:00:00:02", "10.2.0.1", 1500, "wlan1-va1");
+    ClientIdentity identity("", "10.2.0.1", "", "");
+    EXPECT_EQ(portal_->authenticateClient(identity, "bob", "x"), 3);
+    round({{"wlan1-va1", "02:00:00:00:00:02"}});
+    EXPECT_EQ(portal_->authenticateClient(identity, "bob", "x"), 2);  // the portal's to decide
+    EXPECT_EQ(dumped("02:00:00:00:00:02", "login"), "bob");
+}
+
+TEST_F(PortalTest, DisconnectsWhereItIsToldTo) {
+    const CommandInfo command(END_REASON_APBD_REQUEST);
+    ClientIdentity identity(kMac, "", "", "");
+    portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1");
+    EXPECT_FALSE(portal_->disconnectClientFromInterface("wlan9-va9", identity, command));
+    EXPECT_FALSE(portal_->disconnectClientFromInterface("wlan1-va1", identity, command));
+    EXPECT_FALSE(portal_->disconnectClientFrom("guest", identity, command));  // exact case
+    EXPECT_TRUE(portal_->disconnectClientFrom("Guest", identity, command));
+    EXPECT_FALSE(portal_->disconnectClient(identity, command));
+}
+
+TEST_F(PortalTest, DisconnectsFromEveryRadioOfAnSsid) {
+    build(vapText("wlan0-va1", "Guest") + "," + vapText("wlan1-va1", "Guest"));
+    ClientIdentity identity(kMac, "", "", "");
+    portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1");
+    portal_->addClient(kMac, "10.1.0.1", 1500, "wlan1-va1");
+    EXPECT_TRUE(portal_->disconnectClientFrom("Guest", identity, CommandInfo()));
+    EXPECT_EQ(dumped(kMac, "mac"), "none");
+}
+
+TEST_F(PortalTest, ServesOnlyEnabledVapsWithAPortal) {
+    build(R"({"name": "radio0", "common": {"type": "radio"}},
+             {"name": "off", "common": {"type": "vap", "enabled": false}},
+             {"name": "eth0", "common": {"type": "wired", "enabled": true}},
+             {"name": "plain", "common": {"type": "vap", "enabled": true}, "vap": {"ssid": "x"}},
+             {"name": "nothing"},)" +
+          vapText("wlan0-va1", "Guest"));
+    for (const char* name : {"radio0", "off", "eth0", "plain", "nothing"}) {
+        EXPECT_FALSE(portal_->addClient(kMac, "10.1.0.1", 1500, name)) << name;
+    }
+    EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1"));
+}
+
+TEST_F(PortalTest, EndsWithoutAVapAndThrowsForWhatIsMissing) {
+    // The process has threads, so the one that dies is started afresh.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(Portal(ipc_, document(""), "", ""), ::testing::ExitedWithCode(1), "");
+    const auto broken = [this](const char* text, const char* uplink, const char* location) {
+        EXPECT_THROW(Portal(ipc_, std::make_shared<JsonEntry>(text), uplink, location),
+                     ENTRY_EXCEPTION_TYPE)
+            << text;
+    };
+    broken("{}", "lo", "hall");
+    broken(R"({"captive-portal": {}})", "", "hall");
+    broken(R"({"captive-portal": {}})", "lo", "");
+    broken(R"({"captive-portal": {}, "interface": "none"})", "lo", "hall");
+}
+
+TEST_F(PortalTest, TellsTheProxysAddressAndLoadsTheWhiteLists) {
+    EXPECT_EQ(portal_->getProxyUrl(), "http://192.168.1.1:8888/");
+    const auto lists = modules_.redirector().whiteLists();
+    ASSERT_EQ(lists.size(), 1U);  // the nameless and the empty one are dropped
+    EXPECT_EQ(lists.begin()->second.domains, std::vector<std::string>{"example.org"});
+}
+
+// A list change as another access point sends it.
+class ListChange final : public PortalInstanceMessageExtractor {
+public:
+    explicit ListChange(std::string mobilityDomain) : mobilityDomain_(std::move(mobilityDomain)) {}
+    std::string extractSsid(Entry) override { return "Guest"; }
+    std::string extractMobilityDomain(Entry) override { return mobilityDomain_; }
+    std::pair<std::string, std::string> extractWhiteIpListId(Entry) override {
+        return {"lent", "hash"};
+    }
+    std::shared_ptr<ScenarioMessageExtractor> getScenarioExtractor() override { return nullptr; }
+
+private:
+    std::string mobilityDomain_;
+};
+
+TEST_F(PortalTest, TakesListsOfItsDomainAndPutsItsOwnBack) {
+    // A station in front of a login without a list of its own has its instance's default.
+    const std::string scenarios =
+        R"({"access-type": "forbid", "name": "login", "auth-scenario": "x", "white-list": ""},
+           {"access-type": "allow", "name": "x"})";
+    build(vapText("wlan0-va1", "Guest", "local", scenarios));
+    auto lent = std::make_shared<WhiteAddressesList>("lent", "192.0.2.0/24");
+    portal_->getWhiteListStore()->addWhiteList(lent);
+    const apsim::StationId station{"wlan0-va1", kMac};
+    const auto reachesAfterConnecting = [&](const char* address) {
+        ClientIdentity identity(kMac, "", "", "");
+        portal_->disconnectClient(identity, CommandInfo());
+        portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1");
+        round({{"wlan0-va1", kMac}});
+        return modules_.redirector().reaches(station, address);
+    };
+    portal_->updatePortalInstance(nullptr, std::make_shared<ListChange>("elsewhere"));
+    EXPECT_TRUE(reachesAfterConnecting("10.0.0.1"));
+    portal_->updatePortalInstance(nullptr, std::make_shared<ListChange>("hall"));
+    EXPECT_TRUE(reachesAfterConnecting("192.0.2.1"));
+    EXPECT_FALSE(reachesAfterConnecting("10.0.0.1"));
+    portal_->clearWhiteIPLists();
+    EXPECT_FALSE(reachesAfterConnecting("192.0.2.1"));
+    EXPECT_TRUE(reachesAfterConnecting("10.0.0.1"));
+}
+
+// A store with one record that can't be read.
+class BrokenRecord final : public ClientInformationStore, public ClientMessageExtractor {
+public:
+    std::shared_ptr<MessageEntry> getMessageForClient(const ClientInformationIdentity&) override {
+        return std::make_shared<JsonEntry>("{}");
+    }
+    void updateState() override {}
+    std::shared_ptr<ClientMessageExtractor> getMessageExtractor() override {
+        return std::make_shared<BrokenRecord>();
+    }
+    std::shared_ptr<ScenarioMessageExtractor> getScenarioExtractor() override { return nullptr; }
+    std::string extractMac(Entry entry) override { return entry->getCharValue("sta-mac"); }
+};
+
+TEST_F(PortalTest, AdmitsAStationWhoseRecordIsBroken) {
+    const auto store = std::make_shared<BrokenRecord>();
+    portal_->setClientInformationStore(store);
+    EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1"));
+    EXPECT_EQ(dumped(kMac, "access-type"), "Redirect");
+}
+
+}  // namespace
+}  // namespace vesta

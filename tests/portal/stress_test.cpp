@@ -1,0 +1,115 @@
+// What the daemon's threads do, all at once, against two instances with a few hundred stations.
+// Meant for the thread sanitizer; without it, it still finds a deadlock or a lost station.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "client/client_identity.h"
+#include "client/client_statistic_info.h"
+#include "client/command_info.h"
+#include "messages/ipc_dump_factories.h"
+#include "ostrel/ipc.h"
+#include "portal/portal.h"
+#include "scenario/access_scenario_constraints.h"
+#include "support/fake_clock.h"
+#include "support/portal_document.h"
+#include "support/runtime_directory.h"
+
+namespace vesta {
+namespace {
+
+constexpr unsigned kStations = 300;
+constexpr int kVirtualSeconds = 20;
+
+std::string macOf(unsigned n) {
+    char text[18];
+    std::snprintf(text, sizeof text, "02:00:00:00:%02x:%02x", n >> 8 & 255U, n & 255U);
+    return text;
+}
+
+std::string ipOf(unsigned n) {
+    return "10.1." + std::to_string(n / 250) + "." + std::to_string(n % 250 + 1);
+}
+
+const char* interfaceOf(unsigned n) {
+    return n % 2 == 0 ? "wlan0-va1" : "wlan1-va1";
+}
+
+class Stress : public ::testing::Test {
+protected:
+    // The statistics answer of one second; every seventh station is away, by turns.
+    void deliverStatistics(int second) {
+        std::vector<ClientStatisticInfo> records;
+        for (unsigned n = 0; n < kStations; ++n) {
+            if ((n + static_cast<unsigned>(second)) % 7 != 0) {
+                records.emplace_back(interfaceOf(n), macOf(n), 1000ULL * n, 10ULL, 1UL, 1UL, 0UL,
+                                     0UL, 0UL, 0UL, 0UL, static_cast<long>(second), 0L);
+            }
+        }
+        portal_.responseCallback(records);
+    }
+
+    void redirectorThread() {
+        for (unsigned n = 0; !done_; n = (n + 1) % kStations) {
+            portal_.addClient(macOf(n), ipOf(n), 1500, interfaceOf(n));
+        }
+    }
+
+    void requestThread() {
+        const auto factory = std::make_shared<IPCDumpClientMessageFactory>();
+        for (unsigned n = 0; !done_; n = (n + 1) % kStations) {
+            ClientIdentity identity("", ipOf(n), "", "");
+            portal_.authenticateClient(identity, "login" + std::to_string(n % 5), "secret");
+            AccessScenarioConstraints limits;
+            portal_.setClientScenario(identity, "guest", limits);
+            portal_.dumpClientToMessage(identity, factory);
+            if (n == 0) {
+                portal_.dumpClientsToMessages(factory);
+                portal_.clearWhiteIPLists();
+            }
+        }
+    }
+
+    void radiusThread() {
+        for (unsigned n = 0; !done_; n = (n + 7) % kStations) {
+            ClientIdentity identity(macOf(n), "", "", "");
+            portal_.getClientRadiusSharedKey(identity);
+            portal_.disconnectClient(identity, CommandInfo(END_REASON_RADIUS_REQUEST));
+        }
+    }
+
+    testing::RuntimeDirectory directory_;
+    testing::FakeClock clock_;
+    Portal portal_{std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 50),
+                   testing::document(testing::vapText("wlan0-va1", "Guest") + "," +
+                                     testing::vapText("wlan1-va1", "Staff", "portal")),
+                   "", ""};
+    std::atomic<bool> done_{false};
+};
+
+TEST_F(Stress, AllThreadsAtOnce) {
+    std::thread redirector([this] { redirectorThread(); });
+    std::thread requests([this] { requestThread(); });
+    std::thread radius([this] { radiusThread(); });
+    for (int second = 0; second < kVirtualSeconds; ++second) {
+        clock_.advanceSeconds(1);
+        portal_.handle();
+        deliverStatistics(second);
+    }
+    done_ = true;
+    redirector.join();
+    requests.join();
+    radius.join();
+
+    // Nothing is stuck: each station can still come, and is there.
+    for (unsigned n = 0; n < kStations; ++n) {
+        EXPECT_TRUE(portal_.addClient(macOf(n), ipOf(n), 1500, interfaceOf(n)));
+    }
+    const auto factory = std::make_shared<IPCDumpClientMessageFactory>();
+    EXPECT_EQ(portal_.dumpClientsToMessages(factory).size(), kStations);
+}
+
+}  // namespace
+}  // namespace vesta
