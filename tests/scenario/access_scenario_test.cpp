@@ -1,0 +1,163 @@
+#include "scenario/access_scenario.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "client/client_statistic_info.h"
+#include "support/fake_clock.h"
+#include "support/keyed_scenarios.h"
+
+namespace vesta {
+namespace {
+
+using testing::FakeClock;
+using testing::scenario;
+
+void feed(Scenario& target, std::uint64_t transmitted, std::uint64_t received, int uptime = 0) {
+    ClientStatisticInfo record;
+    record.rxBytes = transmitted;
+    record.txBytes = received;
+    record.uptime = uptime;
+    target.updateStatistic(record);
+}
+
+// The limits in the scenario's JSON, what the second record says (the first is 10000 bytes each
+// way), and what comes of it.
+struct LimitCase {
+    const char* limits;
+    std::uint64_t transmitted;
+    std::uint64_t received;
+    int uptime;
+    const char* reason;
+};
+
+class Limits : public ::testing::TestWithParam<LimitCase> {};
+
+TEST_P(Limits, ExpireOnlyBeyondThem) {
+    const LimitCase& c = GetParam();
+    const FakeClock clock;
+    const auto target = scenario(
+        (R"({"type": "allow", "name": "guest", "deauth": "over", )" + std::string(c.limits) + "}")
+            .c_str());
+    target->startScenario(0);
+    feed(*target, 10000, 10000);
+    feed(*target, 10000 + c.transmitted, 10000 + c.received, c.uptime);
+
+    EXPECT_EQ(target->isExpired(), *c.reason != '\0');
+    EXPECT_EQ(target->getExpireReason(), c.reason);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AccessScenario, Limits,
+    ::testing::Values(LimitCase{R"("time": 600)", 0, 0, 600, ""},
+                      LimitCase{R"("time": 600)", 0, 0, 601, "time-over"},
+                      LimitCase{R"("traffic": 1000)", 600, 400, 0, ""},
+                      LimitCase{R"("traffic": 1000)", 600, 401, 0, "traffic-over"},
+                      LimitCase{R"("traffic": 1000)", 1001, 0, 0, "traffic-over"},
+                      LimitCase{R"("tx-bytes": 1000)", 1000, 9000, 0, ""},
+                      LimitCase{R"("tx-bytes": 1000)", 1001, 0, 0, "traffic-over"},
+                      LimitCase{R"("rx-bytes": 1000)", 9000, 1000, 0, ""},
+                      LimitCase{R"("rx-bytes": 1000)", 0, 1001, 0, "traffic-over"},
+                      LimitCase{R"("rx-bytes": -1, "tx-bytes": -1, "traffic": -1)", 1ULL << 62, 1,
+                                0, ""},
+                      LimitCase{R"("time": 5, "traffic": 5)", 6, 6, 6, "time-over"},
+                      LimitCase{R"("id": 1)", 1ULL << 40, 1ULL << 40, 1 << 30, ""}));
+
+TEST(AccessScenario, CountsTheSessionFromItsSyncTime) {
+    FakeClock clock;
+    const auto target = scenario(R"({"type": "allow", "name": "guest", "session": 3600})");
+    target->startScenario(3000);
+    clock.advanceSeconds(600);
+    EXPECT_FALSE(target->isExpired());
+    EXPECT_EQ(target->getScenarioTime(), 3600);
+    clock.advanceSeconds(1);
+    EXPECT_TRUE(target->isExpired());
+    EXPECT_EQ(target->getExpireReason(), "session-over");
+}
+
+TEST(AccessScenario, CountsNoSessionTimeInACheckThatEndsEarlier) {
+    FakeClock clock;
+    const auto target = scenario(R"({"type": "allow", "name": "guest", "time": 10})");
+    target->startScenario(0);
+    feed(*target, 0, 0, 11);
+    clock.advanceSeconds(5);
+    EXPECT_TRUE(target->isExpired());
+    EXPECT_EQ(target->getScenarioTime(), 0);
+}
+
+TEST(AccessScenario, CountsTrafficFromTheFirstRecordAfterAStart) {
+    const FakeClock clock;
+    const auto target = scenario(R"({"type": "allow", "name": "guest", "traffic": 1000000})");
+    feed(*target, 7000, 3000);
+    target->startScenario(0);
+    EXPECT_EQ(target->getCurrentTraffic(), 10000);
+    feed(*target, 8000, 3000);
+    EXPECT_EQ(target->getCurrentTraffic(), 0);
+    feed(*target, 8500, 3500);
+    EXPECT_EQ(target->getCurrentTraffic(), 1000);
+}
+
+TEST(AccessScenario, LatchesACounterOnceItIsNotZero) {
+    const auto target = scenario(R"({"type": "allow", "name": "guest", "traffic": 1000000})");
+    feed(*target, 0, 100);
+    feed(*target, 5, 100);
+    EXPECT_EQ(target->getCurrentTraffic(), 0);
+    feed(*target, 6, 100);
+    EXPECT_EQ(target->getCurrentTraffic(), 1);
+}
+
+TEST(AccessScenario, ForgetsItsReasonWhenItIsStartedOrCleared) {
+    const FakeClock clock;
+    const auto target = scenario(R"({"type": "allow", "name": "guest", "time": 1})");
+    feed(*target, 0, 0, 2);
+    EXPECT_TRUE(target->isExpired());
+    EXPECT_TRUE(target->clearExpireReason());
+    EXPECT_EQ(target->getExpireReason(), "cleared");
+    target->startScenario(0);
+    EXPECT_EQ(target->getExpireReason(), "");
+}
+
+TEST(AccessScenario, HandsBackTheDriversCountersAndItsLimit) {
+    const auto target = scenario(R"({"type": "allow", "name": "guest", "time": 600})");
+    ClientStatisticInfo record("wlan0", "02:00:00:00:00:01", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11);
+    target->updateStatistic(record);
+    const ClientStatisticInfo back = target->getStatistic();
+
+    EXPECT_EQ(back.interface, "");
+    EXPECT_TRUE(back.identity.mac.isZero());
+    EXPECT_EQ(back.rxBytes, 1U);
+    EXPECT_EQ(back.txBytes, 2U);
+    EXPECT_EQ(back.rxPackets, 3U);
+    EXPECT_EQ(back.txPackets, 4U);
+    EXPECT_EQ(back.rxDroppedPackets, 5U);
+    EXPECT_EQ(back.txDroppedPackets, 6U);
+    EXPECT_EQ(back.txLostPackets, 7U);
+    EXPECT_EQ(back.txDroppedBytes, 8U);
+    EXPECT_EQ(back.rxDroppedBytes, 9U);
+    EXPECT_EQ(back.uptime, 10);
+    EXPECT_EQ(back.timeLimit, 600);
+}
+
+TEST(AccessScenarioConstraints, TakeOverWhatIsNotZeroButTheAwayTimeout) {
+    AccessScenarioConstraints limits(std::make_shared<JsonEntry>(
+        R"({"expire-time": 1, "away-timeout": 2, "transmit-maximum-speed": 3,
+            "receive-maximum-speed": 4, "transmit-maximum-bytes": 5,
+            "receive-maximum-bytes": -1, "traffic-limit": 7})"));
+    limits.update(AccessScenarioConstraints(std::make_shared<JsonEntry>(
+        R"({"expire-time": "11", "away-timeout": 30, "max-session-time": 18, "traffic-limit": 0,
+            "receive-maximum-speed": {}})")));
+
+    EXPECT_EQ(limits.expireTime, 11);
+    EXPECT_EQ(limits.awayTimeout, 2);
+    EXPECT_EQ(limits.txMaxSpeed, 3U);
+    EXPECT_EQ(limits.rxMaxSpeed, 4U);
+    EXPECT_EQ(limits.txMaxBytes, 5U);
+    EXPECT_EQ(limits.rxMaxBytes, 18446744073709551615U);
+    EXPECT_EQ(limits.trafficLimit, 7U);
+    EXPECT_EQ(limits.maxSessionTime, 18);
+}
+
+}  // namespace
+}  // namespace vesta
