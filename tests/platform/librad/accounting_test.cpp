@@ -1,0 +1,361 @@
+#include <map>
+
+#include "support.h"
+
+namespace ostrel::testing {
+namespace {
+
+constexpr std::int64_t kSecond = 1000000;
+const std::string kSecret = "testing123";
+enum Status : std::uint32_t { start = 1, stop = 2, update = 3, on = 7 };
+
+struct FreeStation {
+    void operator()(librad_radius_sta_info* sta) const { librad_free_radius_sta(sta); }
+};
+using Station = std::unique_ptr<librad_radius_sta_info, FreeStation>;
+
+Station makeStation(std::uint8_t last = 0x22) {
+    Station sta(librad_allocate_radius_sta());
+    const std::uint8_t mac[6] = {0xaa, 0xbb, 0xcc, 0x00, 0x11, last};
+    librad_radius_sta_set_mac(sta.get(), mac);
+    sta->userName = "bob";
+    sta->calledMac = {0x02, 0xab, 0, 0, 0, 1};
+    return sta;
+}
+
+librad_radius_sta_stats traffic(std::uint64_t rx, std::uint64_t tx, std::int32_t uptime = 0) {
+    librad_radius_sta_stats stats;
+    stats.rxBytes = rx;
+    stats.txBytes = tx;
+    stats.rxPackets = static_cast<std::uint32_t>(rx / 100);
+    stats.txPackets = static_cast<std::uint32_t>(tx / 100);
+    stats.uptime = uptime;
+    return stats;
+}
+
+class Accounting : public ::testing::Test {
+protected:
+    Accounting() {
+        clock_.wall = 1700000000 * kSecond;
+        config_.acctServers.push_back({"127.0.0.1", server_.port(), librad_secret(kSecret)});
+        client_ = librad_radius_client_init(&config_);
+    }
+    ~Accounting() override { librad_radius_client_deinit(client_); }
+
+    void send(librad_radius_msg* msg, librad_radius_client* client = nullptr) {
+        ASSERT_NE(msg, nullptr);
+        ASSERT_TRUE(librad_radius_msg_add_attr(msg, LIBRAD_RADIUS_ATTR_NAS_IDENTIFIER, "nas", 3));
+        ASSERT_EQ(librad_radius_client_send(client != nullptr ? client : client_, msg,
+                                            LIBRAD_RADIUS_ACCT, nullptr),
+                  0);
+    }
+    void sendStart(const Station& sta) {
+        send(librad_create_accounting_sta_start(&config_, sta.get()));
+    }
+    void sendStop(const Station& sta) {
+        send(librad_create_accounting_sta_stop(&config_, sta.get(), nullptr));
+    }
+
+    void acknowledge(const Packet& packet) {
+        server_.deliver(makeAnswer(packet, 5, kSecret), packet.from);
+    }
+
+    // The next record, whose signature must be right.
+    std::optional<Packet> receive() {
+        auto packet = server_.receive();
+        if (packet) {
+            EXPECT_EQ(packet->authenticator(), md5Of(packet->bytes, kSecret, ByteString(16)));
+        }
+        return packet;
+    }
+
+    std::uint32_t acknowledgeNext() {
+        const auto packet = receive();
+        if (!packet) {
+            return 0;
+        }
+        acknowledge(*packet);
+        return number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE);
+    }
+
+    // A station whose Start the server has.
+    Station startedStation(std::uint8_t last = 0x22) {
+        Station sta = makeStation(last);
+        sendStart(sta);
+        while (acknowledgeNext() != 0) {
+        }
+        return sta;
+    }
+
+    void advance(std::int64_t microseconds) {
+        clock_.monotonic += microseconds;
+        clock_.wall += microseconds;
+        librad_eloop_step();
+    }
+    // Lets time pass, and returns what was sent meanwhile: session identifiers in order.
+    std::vector<std::string> sentWithin(int seconds) {
+        std::vector<std::string> sessions;
+        for (int i = 0; i < seconds; ++i) {
+            advance(kSecond);
+            while (const auto packet = receive()) {
+                sessions.push_back(text(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID));
+            }
+        }
+        return sessions;
+    }
+    std::size_t owed() const { return librad_radius_client_get_spool(client_).count; }
+
+    ManualClock clock_;
+    Peer server_;
+    librad_radius_client_config config_;
+    librad_radius_client* client_ = nullptr;
+};
+
+std::string sessionOf(const Station& sta) {
+    char text[18];
+    std::snprintf(text, sizeof text, "%08X-%08X", sta->acctSessionIdHigh, sta->acctSessionIdLow);
+    return text;
+}
+
+TEST_F(Accounting, SaysWhatAServerNeedsAboutASession) {
+    const Station sta = makeStation();
+    sta->ssid = "Guest";
+    sta->interfaceText = "wlan0-va1";
+    sta->vapIndex = 1;
+    sta->classes = {"first", "second"};
+    const std::string session = sessionOf(sta);
+    librad_radius_sta_stats stats = traffic(1000, 5000);
+    librad_radius_sta_set_counters(sta.get(), &stats);
+    sendStart(sta);
+    EXPECT_EQ(acknowledgeNext(), Status::on);
+    const auto packet = receive();
+    ASSERT_TRUE(packet);
+    const librad_radius_msg* msg = packet->msg.get();
+    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE), Status::start);
+    const std::map<std::uint8_t, std::string> texts = {
+        {LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID, session},
+        {LIBRAD_RADIUS_ATTR_USER_NAME, "bob"},
+        {LIBRAD_RADIUS_ATTR_CALLING_STATION_ID, "AA-BB-CC-00-11-22"},
+        {LIBRAD_RADIUS_ATTR_CALLED_STATION_ID, "02-AB-00-00-00-01:Guest"},
+        {LIBRAD_RADIUS_ATTR_NAS_PORT_ID, "wlan0-va1"}};
+    for (const auto& [type, value] : texts) {
+        EXPECT_EQ(text(msg, type), value) << int{type};
+    }
+    EXPECT_EQ(librad_radius_msg_get_classes(msg), sta->classes);
+    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_NAS_PORT), 1U);
+    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_NAS_PORT_TYPE), 19U);
+    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP), 1700000000U);
+    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME), 0U);
+    EXPECT_EQ(text(msg, LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), "");
+    acknowledge(*packet);
+
+    advance(90 * kSecond);
+    stats = traffic(1000 + 0x300000002, 5700);
+    send(librad_create_accounting_sta_stop(&config_, sta.get(), &stats));
+    const auto last = receive();
+    ASSERT_TRUE(last);
+    const std::map<std::uint8_t, std::uint32_t> numbers = {
+        {LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE, Status::stop},
+        {LIBRAD_RADIUS_ATTR_ACCT_SESSION_TIME, 90},
+        {LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS, 2},  // input is what the station sent
+        {LIBRAD_RADIUS_ATTR_ACCT_INPUT_GIGAWORDS, 3},
+        {LIBRAD_RADIUS_ATTR_ACCT_OUTPUT_OCTETS, 700},
+        {LIBRAD_RADIUS_ATTR_ACCT_OUTPUT_GIGAWORDS, 0},
+        {LIBRAD_RADIUS_ATTR_ACCT_INPUT_PACKETS, stats.rxPackets - 10},
+        {LIBRAD_RADIUS_ATTR_ACCT_OUTPUT_PACKETS, 7},
+        {LIBRAD_RADIUS_ATTR_ACCT_TERMINATE_CAUSE, 0}};
+    for (const auto& [type, value] : numbers) {
+        EXPECT_EQ(number(last->msg.get(), type), value) << int{type};
+    }
+    EXPECT_EQ(text(last->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID), session);
+    EXPECT_NE(sessionOf(sta), session);  // the next session is another one
+}
+
+TEST_F(Accounting, KeepsStartsUpdatesAndStopsInTheirOrder) {
+    const Station sta = makeStation();
+    EXPECT_EQ(librad_create_accounting_sta_update(&config_, sta.get(), nullptr), nullptr);
+    EXPECT_EQ(librad_create_accounting_sta_stop(&config_, sta.get(), nullptr), nullptr);
+    sendStart(sta);
+    EXPECT_EQ(librad_create_accounting_sta_start(&config_, sta.get()), nullptr);
+    sendStop(sta);
+    EXPECT_FALSE(sta->started);
+}
+
+TEST_F(Accounting, FindsAStationByItsSessionAsLongAsThatIsItsSession) {
+    std::uint8_t mac[6] = {};
+    Station sta = startedStation();
+    const std::uint32_t high = sta->acctSessionIdHigh;
+    const std::uint32_t first = sta->acctSessionIdLow;
+    EXPECT_NE(high, 0U);
+    ASSERT_TRUE(librad_find_radius_sta_by_acct_id(high, first, mac));
+    EXPECT_EQ(toHex(mac, 6), "aabbcc001122");
+    EXPECT_FALSE(librad_find_radius_sta_by_acct_id(high + 1, first, mac));
+    sendStop(sta);
+    EXPECT_FALSE(librad_find_radius_sta_by_acct_id(high, first, mac));
+    const std::uint32_t second = sta->acctSessionIdLow;
+    EXPECT_TRUE(librad_find_radius_sta_by_acct_id(high, second, mac));
+    sta.reset();
+    EXPECT_FALSE(librad_find_radius_sta_by_acct_id(high, second, mac));
+}
+
+struct Course {
+    const char* what;
+    std::vector<librad_radius_sta_stats> before;
+    std::vector<librad_radius_sta_stats> during;
+    std::vector<std::uint64_t> input;  // after each record
+};
+
+TEST(StationCounters, CountOneSessionAndNeverFall) {
+    const std::vector<Course> courses = {
+        {"from the last record before the Start", {traffic(500, 0)}, {traffic(700, 0)}, {200}},
+        {"never told before", {}, {traffic(700, 0)}, {700}},
+        {"a driver that begins anew",
+         {traffic(500, 9)},
+         {traffic(800, 9), traffic(50, 9)},
+         {300, 350}},
+        {"one direction tells it", {traffic(500, 900)}, {traffic(600, 100)}, {600}},
+        {"the uptime tells it", {traffic(500, 9, 60)}, {traffic(600, 9, 5)}, {600}},
+        {"zeros say nothing",
+         {traffic(500, 9)},
+         {traffic(800, 9), traffic(0, 0), traffic(900, 9)},
+         {300, 300, 400}}};
+    librad_radius_client_config config;
+    config.acctServers.emplace_back();
+    for (const Course& course : courses) {
+        SCOPED_TRACE(course.what);
+        const Station sta = makeStation();
+        for (const auto& stats : course.before) {
+            librad_radius_sta_set_counters(sta.get(), &stats);
+        }
+        Message(librad_create_accounting_sta_start(&config, sta.get()));
+        for (std::size_t i = 0; i < course.during.size(); ++i) {
+            const Message msg(
+                librad_create_accounting_sta_update(&config, sta.get(), &course.during[i]));
+            EXPECT_EQ(number(msg.get(), LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), course.input[i]);
+        }
+        // A second login on the same association bills nothing twice.
+        Message(librad_create_accounting_sta_stop(&config, sta.get(), nullptr));
+        Message(librad_create_accounting_sta_start(&config, sta.get()));
+        const Message again(
+            librad_create_accounting_sta_update(&config, sta.get(), &course.during.back()));
+        EXPECT_EQ(number(again.get(), LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), 0U);
+    }
+}
+
+TEST_F(Accounting, AnnouncesItselfOnceToAServerBeforeTheFirstStartOfAnyClient) {
+    librad_radius_client* other = librad_radius_client_init(&config_);
+    const Station first = makeStation(1);
+    const Station second = makeStation(2);
+    sendStart(first);
+    send(librad_create_accounting_sta_start(&config_, second.get()), other);
+    const auto announcement = receive();
+    ASSERT_TRUE(announcement);
+    EXPECT_EQ(number(announcement->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE), Status::on);
+    EXPECT_EQ(text(announcement->msg.get(), LIBRAD_RADIUS_ATTR_NAS_IDENTIFIER), "nas");
+    EXPECT_FALSE(receive());  // both wait
+    acknowledge(*announcement);
+    EXPECT_EQ(acknowledgeNext(), Status::start);
+    EXPECT_EQ(acknowledgeNext(), Status::start);
+    sendStop(first);
+    EXPECT_EQ(acknowledgeNext(), Status::stop);
+    sendStart(first);
+    EXPECT_EQ(acknowledgeNext(), Status::start);
+    librad_radius_client_deinit(other);
+}
+
+TEST_F(Accounting, DoesNotLoseSessionsToAServerThatIgnoresTheAnnouncement) {
+    const Station sta = makeStation();
+    sendStart(sta);
+    sendStop(sta);
+    std::vector<std::uint32_t> types;
+    for (int i = 0; i < 32; ++i) {
+        advance(kSecond);
+        while (const auto packet = receive()) {
+            types.push_back(number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE));
+        }
+    }
+    ASSERT_FALSE(types.empty());
+    EXPECT_EQ(types.front(), Status::on);
+    EXPECT_EQ(types.back(), Status::stop);  // the Start went back when the Stop came
+    EXPECT_EQ(std::count(types.begin(), types.end(), Status::start), 0);
+}
+
+TEST_F(Accounting, RepeatsWithRaisedDelayNewIdentifierAndAuthenticator) {
+    startedStation();
+    const Station sta = makeStation(3);
+    sendStart(sta);
+    const auto first = receive();
+    advance(5 * kSecond / 2);
+    const auto second = receive();
+    ASSERT_TRUE(first && second);
+    EXPECT_NE(first->id(), second->id());
+    EXPECT_NE(first->authenticator(), second->authenticator());
+    EXPECT_EQ(number(first->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME), 0U);
+    EXPECT_EQ(number(second->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME), 2U);
+    EXPECT_EQ(number(second->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP),
+              number(first->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP));
+    // A wrong answer is none, an answer to the first transmission is as good as one to the second.
+    server_.deliver(makeAnswer(*first, 5, "another secret"), first->from);
+    EXPECT_EQ(librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT), 1U);
+    acknowledge(*first);
+    EXPECT_EQ(librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT), 0U);
+}
+
+TEST_F(Accounting, OwesAStopUntilTheServerIsBack) {
+    const Station sta = startedStation();
+    sendStop(sta);
+    const auto original = receive();
+    const std::uint32_t stamp = number(original->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP);
+    sentWithin(3600);
+    ASSERT_EQ(owed(), 1U);
+    EXPECT_EQ(librad_radius_client_get_spool(client_).oldestSeconds, 3600);
+    for (int i = 0; i < 60 && owed() == 1; ++i) {
+        advance(kSecond);
+        if (const auto packet = receive()) {
+            EXPECT_EQ(number(packet->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP), stamp);
+            EXPECT_GE(number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME), 3600U);
+            acknowledge(*packet);
+        }
+    }
+    EXPECT_EQ(owed(), 0U);
+    EXPECT_TRUE(sentWithin(120).empty());
+}
+
+TEST_F(Accounting, SendsOwedStopsInOrderAndOneThatIsIgnoredLast) {
+    const Station poison = startedStation(1);
+    const Station good = startedStation(2);
+    const std::string poisoned = sessionOf(poison);
+    const std::string fine = sessionOf(good);
+    sendStop(poison);
+    sentWithin(1);
+    sendStop(good);
+    sentWithin(31);
+    ASSERT_EQ(owed(), 2U);
+    // A later Stop of a station that has one owed already stands in line behind it.
+    sendStart(poison);
+    const std::string later = sessionOf(poison);
+    sendStop(poison);
+    EXPECT_EQ(owed(), 3U);
+
+    std::vector<std::string> answered;
+    int ignored = 0;
+    for (int i = 0; i < 600 && answered.size() < 3; ++i) {
+        advance(kSecond);
+        while (const auto packet = receive()) {
+            const auto session = text(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID);
+            if (session == poisoned && answered.empty()) {
+                ++ignored;
+            } else if (number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE) ==
+                       Status::stop) {
+                answered.push_back(session);
+                acknowledge(*packet);
+            }
+        }
+    }
+    EXPECT_GE(ignored, 10);
+    EXPECT_EQ(answered, (std::vector<std::string>{fine, poisoned, later}));
+    EXPECT_EQ(owed(), 0U);
+}
+
+}  // namespace
+}  // namespace ostrel::testing

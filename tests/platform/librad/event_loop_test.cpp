@@ -1,0 +1,117 @@
+#include <poll.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "support.h"
+
+namespace ostrel::testing {
+namespace {
+
+const std::string kSecret = "testing123";
+
+// Waits for a datagram that another thread is about to cause.
+std::optional<Packet> await(const Peer& peer) {
+    for (int i = 0; i < 5000; ++i) {
+        if (auto packet = peer.receive()) {
+            return packet;
+        }
+        poll(nullptr, 0, 1);
+    }
+    return std::nullopt;
+}
+
+struct Owner {
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    std::atomic<bool> left{false};
+};
+
+librad_radius_rx_result answerSlowly(librad_radius_msg*, librad_radius_msg*, unsigned char*,
+                                     unsigned int, void* context) {
+    auto* owner = static_cast<Owner*>(context);
+    owner->entered.set_value();
+    owner->mayLeave.get_future().wait();
+    owner->left = true;
+    return LIBRAD_RADIUS_RX_ACCEPT;
+}
+
+class EventLoopThread : public ::testing::Test {
+protected:
+    ~EventLoopThread() override {
+        librad_eloop_stop();
+        thread_.join();
+    }
+
+    librad_radius_client* makeClient(const Peer& server) {
+        librad_radius_client_config config;
+        config.authServers.push_back({"127.0.0.1", server.port(), librad_secret(kSecret)});
+        return librad_radius_client_init(&config);
+    }
+
+    static void send(librad_radius_client* client) {
+        Message msg(librad_radius_msg_new(LIBRAD_RADIUS_CODE_ACCESS_REQUEST,
+                                          librad_radius_client_get_id(client)));
+        EXPECT_TRUE(librad_radius_msg_make_authenticator(msg.get(), nullptr, 0));
+        ASSERT_EQ(librad_radius_client_send(client, msg.get(), LIBRAD_RADIUS_AUTH, nullptr), 0);
+        static_cast<void>(msg.release());
+    }
+
+    std::thread thread_{&librad_eloop_run};  // there is nothing yet to be watched
+};
+
+TEST_F(EventLoopThread, TakesInAClientMadeLaterAndEndsItOnlyBetweenItsCallbacks) {
+    const Peer server;
+    librad_radius_client* client = makeClient(server);
+    Owner owner;
+    librad_radius_client_set_handler(client, &answerSlowly, nullptr, &owner);
+    send(client);
+    const auto packet = await(server);
+    ASSERT_TRUE(packet);
+    server.send(makeAnswer(*packet, 2, kSecret), packet->from);
+    owner.entered.get_future().wait();
+    // Nothing is held while the owner is called.
+    send(client);
+    std::thread ending([&] {
+        librad_radius_client_deinit(client);
+        EXPECT_TRUE(owner.left);
+    });
+    owner.mayLeave.set_value();
+    ending.join();
+}
+
+TEST_F(EventLoopThread, ServesManySendersAtOnce) {
+    const Peer server;
+    librad_radius_client* client = makeClient(server);
+    std::vector<std::thread> senders;
+    for (int i = 0; i < 4; ++i) {
+        senders.emplace_back([client] {
+            for (int n = 0; n < 50; ++n) {
+                send(client);
+            }
+        });
+    }
+    for (int i = 0; i < 200; ++i) {
+        const auto packet = await(server);
+        ASSERT_TRUE(packet);
+        server.send(makeAnswer(*packet, 2, kSecret), packet->from);
+    }
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
+    for (int i = 0; i < 5000 && librad_radius_client_outstanding(client, LIBRAD_RADIUS_AUTH) > 0;
+         ++i) {
+        poll(nullptr, 0, 1);
+    }
+    EXPECT_EQ(librad_radius_client_get_counters(client).answered, 200U);
+    librad_radius_client_deinit(client);
+}
+
+TEST(EventLoop, ObeysAStopThatCameBeforeTheRun) {
+    librad_eloop_stop();
+    librad_eloop_run();
+}
+
+}  // namespace
+}  // namespace ostrel::testing
