@@ -122,6 +122,20 @@ TEST_F(ModuleServerTest, DecodesWifiAuthRecordsWhoseValueMayBeEmptyOrHoldBlanks)
     }
 }
 
+TEST_F(ModuleServerTest, TakesCommandsInTheOrderInWhichTheyWereWritten) {
+    constexpr int kCommands = 200;
+    for (int number = 0; number < kCommands; ++number) {
+        ASSERT_TRUE(ostrel::writeModuleFile(
+            ostrel::kWifiAuthPath,
+            "username wlan0-va1 02:00:00:00:00:0a " + std::to_string(number)));
+    }
+    ASSERT_TRUE(log_.waitUntil([&] { return log_.size() == kCommands; }, kLong));
+    int number = 0;
+    for (const Event& event : log_.since()) {
+        EXPECT_EQ(event.detail, std::to_string(number++));
+    }
+}
+
 TEST_F(ModuleServerTest, HearsOfTheDeauthCommand) {
     StationId gone;
     server_.setDeauthHandler([&](const StationId& id) { gone = id; });

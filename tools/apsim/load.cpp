@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
 #include <thread>
 #include <unordered_map>
 #include <utility>
@@ -16,6 +17,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kFirstAddress = 0x0a400001;  // 10.64.0.1
 constexpr Milliseconds kTick{5};
+// A person needs a moment for a login. It also keeps the logins as far apart as the arrivals: all
+// are admitted in bunches, with the next statistics.
+constexpr std::chrono::seconds kTyping{2};
 constexpr std::uint64_t kSentASecond = 20000;
 constexpr std::uint64_t kReceivedASecond = 200000;
 
@@ -77,6 +81,7 @@ private:
     void announce(std::size_t index);
     void handle(const Note& note);
     void logIn(std::size_t index);
+    void logInThoseThatAreReady();
     void makeTraffic();
 
     AccessPoint& accessPoint_;
@@ -86,7 +91,8 @@ private:
     LoadReport report_;
     ostrel::Mutex mutex_;
     std::vector<Note> inbox_ GUARDED_BY(mutex_);
-    std::size_t open_ = 0;  // logins under way
+    std::deque<std::size_t> typing_;  // admitted, in order of arrival
+    std::size_t open_ = 0;            // logins under way
 };
 
 void Run::note(Kind kind, std::size_t station, Clock::time_point at) {
@@ -128,6 +134,13 @@ void Run::logIn(std::size_t index) {
     }
 }
 
+void Run::logInThoseThatAreReady() {
+    const Clock::time_point ready = Clock::now() - kTyping;
+    for (; !typing_.empty() && sims_[typing_.front()].announced <= ready; typing_.pop_front()) {
+        logIn(typing_.front());
+    }
+}
+
 void Run::handle(const Note& note) {
     Sim& sim = sims_[note.station];
     switch (note.kind) {
@@ -135,7 +148,7 @@ void Run::handle(const Note& note) {
             if (!std::exchange(sim.admitted, true)) {
                 ++report_.admitted;
                 report_.admission.push_back(millisecondsBetween(sim.announced, note.at));
-                logIn(note.station);
+                typing_.push_back(note.station);
             }
             break;
         case Kind::loggedIn:
@@ -185,6 +198,7 @@ LoadReport Run::run(const std::atomic<bool>& stop) {
         for (const Note& one : notes) {
             handle(one);
         }
+        logInThoseThatAreReady();
         if (Clock::now() >= nextTraffic) {
             nextTraffic += std::chrono::seconds(1);
             makeTraffic();

@@ -96,7 +96,7 @@ bool waitForDaemon(apsim::AccessPoint& accessPoint, const Options& options,
 }
 
 void stayUntilStopped(apsim::AccessPoint& accessPoint, const std::atomic<bool>& stopped) {
-    std::printf("serving until interrupted\n");
+    std::printf("\nserving in %s until interrupted\n", ostrel::runtimeDirectory().c_str());
     std::fflush(stdout);
     while (!accessPoint.events().waitUntil([&] { return stopped.load(); }, std::chrono::hours(1))) {
     }

@@ -98,12 +98,7 @@ void ModuleServer::run() {
             }
         }
         writable = polled[1].revents != 0 || !waiting;
-        // Backwards, so that what is erased moves nothing that is still to come.
-        for (std::size_t index = connections_.size(); index-- > 0;) {
-            if (polled[firstConnection + index].revents != 0 && !serve(connections_[index])) {
-                connections_.erase(connections_.begin() + static_cast<std::ptrdiff_t>(index));
-            }
-        }
+        serveAll(polled, firstConnection);
         std::size_t place = 2;
         for (const auto& [file, listener] : listeners_) {
             if (polled[place++].revents != 0) {
@@ -111,6 +106,17 @@ void ModuleServer::run() {
             }
         }
     }
+}
+
+// In the order in which they came, since a later command overrules an earlier one.
+void ModuleServer::serveAll(const std::vector<pollfd>& polled, std::size_t first) {
+    std::vector<Connection> kept;
+    for (Connection& connection : connections_) {
+        if (polled[first++].revents == 0 || serve(connection)) {
+            kept.push_back(std::move(connection));
+        }
+    }
+    connections_.swap(kept);
 }
 
 void ModuleServer::accept(const ostrel::Fd& listener, File file) {

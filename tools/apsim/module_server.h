@@ -8,6 +8,8 @@
 // Threads: every function may be called from any thread; one thread of the object's own moves the
 // datagrams.
 
+#include <poll.h>
+
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -78,6 +80,7 @@ private:
     void run();
     bool sendNotifications(bool writable) EXCLUDES(mutex_);
     void accept(const ostrel::Fd& listener, File file);
+    void serveAll(const std::vector<pollfd>& polled, std::size_t first);
     bool serve(const Connection& connection);
     void take(File file, const std::string& text);
     void takeShaper(const std::string& text) EXCLUDES(mutex_);

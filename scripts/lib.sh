@@ -1,0 +1,60 @@
+# What the scripts share: messages, packages, building. Sourced by bash with the root of the project
+# as current directory.
+
+# Needed to build the programs.
+build_packages="g++ cmake ninja-build pkg-config libjson-c-dev libssl-dev libcli11-dev nlohmann-json3-dev"
+# Needed to build the tests and benchmarks besides.
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev"
+# Needed by the presets that build with clang.
+clang_packages="clang libclang-rt-dev"
+
+if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then
+    bold=$'\033[1m' red=$'\033[31m' plain=$'\033[0m'
+else
+    bold='' red='' plain=''
+fi
+
+say() { printf '%s== %s%s\n' "$bold" "$*" "$plain"; }
+
+fail() {
+    printf '%s%s: %s%s\n' "$red" "$(basename "$0")" "$*" "$plain" >&2
+    exit 1
+}
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        fail "needs root for: $* (no sudo here; run it as root once)"
+    fi
+}
+
+# Installs those of the Debian packages $@ that are missing; without any it asks nobody anything.
+install_missing() {
+    local package missing=()
+    for package in "$@"; do
+        if [ "$(dpkg-query -W -f '${db:Status-Abbrev}' "$package" 2>/dev/null)" != "ii " ]; then
+            missing+=("$package")
+        fi
+    done
+    if [ ${#missing[@]} -eq 0 ]; then
+        return
+    fi
+    say "installing ${missing[*]}"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q update ||
+        say "apt-get update failed; trying with what is known"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q install -y --no-install-recommends \
+        "${missing[@]}" || fail "could not install ${missing[*]}"
+}
+
+# Configures and builds preset $1.
+build() {
+    say "building preset $1"
+    if command -v ccache >/dev/null; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+    fi
+    cmake --preset "$1" >/dev/null || fail "configuring preset $1 failed"
+    cmake --build --preset "$1" -j "$(nproc)" || fail "building preset $1 failed"
+}
