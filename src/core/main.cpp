@@ -14,10 +14,12 @@
 #include <utility>
 
 #include "apb/apbd_collaborator.h"
+#include "client/deauth_tool.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
 #include "core/pid_file.h"
 #include "core/signals.h"
+#include "core/singleton.h"
 #include "inform/ipc_information_collector.h"
 #include "ipc/ipc_event_listener.h"
 #include "ostrel/ipc.h"
@@ -114,6 +116,7 @@ void Daemon::serve() {
 // Nothing is destroyed before the threads that may be in it have ended.
 void Daemon::end() {
     removePidFile();
+    Singleton<DeauthTool>::getInstance().stop();
     ipc_->close();
     listener_.reset();
     apbd_.reset();
