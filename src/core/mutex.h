@@ -4,7 +4,7 @@
 //
 // Order, outermost first; a thread that holds one takes only locks further down:
 //   1. an instance holder's mutex (never two at once);
-//   2. the apbd collaborator's;
+//   2. the apbd collaborator's, then the one that orders the kernel white-list store's changes;
 //   3. leaves, never two at once: a RADIUS worker's pending list, the white-list store's, the
 //      redirector worker's list map, an instance's white-list identifier, the deauth queue's, what
 //      a client lets other threads read;

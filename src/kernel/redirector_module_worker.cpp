@@ -40,10 +40,12 @@ RedirectorModuleWorker::RedirectorModuleWorker(StationReceiver& portal)
       notifySocket_(ostrel::openNotifications(static_cast<std::uint32_t>(getpid()))) {
     name_ = "redirectorModuleWorker";
     if (!notifySocket_.valid()) {
-        logger().Error("%s: can't open the notifications of new stations: %s; trying on\n",
+        logger().Error("%s: can't open the notifications of new stations: %s; trying again\n",
                        name_.c_str(), std::strerror(errno));
     }
     control_ = ostrel::openRedirector();
+    logger().Debug("%s: Configure notify pid %u for redirectod\n", name_.c_str(),
+                   static_cast<unsigned int>(getpid()));
     announcePid();
     request(RedirectorRequest::REDIRECTOR_WIPE_ALL_CLIENTS, nullptr);
     request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
@@ -239,7 +241,6 @@ void RedirectorModuleWorker::announcePid() {
     // Cleared first: the request below sets it again when it fails.
     moduleAway_.store(false, std::memory_order_relaxed);
     std::uint32_t pid = static_cast<std::uint32_t>(getpid());
-    logger().Debug("%s: Configure notify pid %u for redirectod\n", name_.c_str(), pid);
     request(RedirectorRequest::REDIRECTOR_SET_NOTIFY_PID, &pid);
 }
 

@@ -52,16 +52,6 @@ TEST(RedirectorClientMessageFactory, LeavesOutAnEmptyLoginAndPortalName) {
     EXPECT_TRUE(sameJson(textOf(factory), R"({"cli-ip": ""})"));
 }
 
-TEST(RedirectorClientMessageFactory, BeginsEachMessageAnewAndKeepsTheOneBefore) {
-    RedirectorClientMessageFactory factory("{}");
-    factory.createMessage();
-    factory.addSsid("a");
-    const auto first = factory.getResultMessage();
-    factory.createMessage();
-    EXPECT_TRUE(sameJson(textOf(factory), "{}"));
-    EXPECT_TRUE(sameJson(first->getStringRepresentation(), R"({"ssid": "a"})"));
-}
-
 TEST(RedirectorClientMessageFactory, WritesConnectedStationsOnly) {
     FakePortalInstance instance;
     const auto client = makeClient(instance);

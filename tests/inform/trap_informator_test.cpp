@@ -55,12 +55,5 @@ TEST_F(TrapInformatorTest, LeavesOutWhatTheInstanceLacksButNotWhatTheStationLack
         "type": "cp-connected", "mac": "0a:1b:2c:3d:4e:5f", "ip": "", "username": ""}})"));
 }
 
-TEST_F(TrapInformatorTest, SucceedsWithoutAMonitor) {
-    TrapInformator alone(std::make_shared<IpcInterface>(IPC_MODULE_APBD, false, 8));
-    const auto client = makeClient(instance);
-    std::filesystem::remove(runtime.path("bus/9"));
-    EXPECT_TRUE(alone.informClientConnected(client, statistics));
-}
-
 }  // namespace
 }  // namespace vesta::testing

@@ -6,18 +6,12 @@
 #include <thread>
 #include <vector>
 
-namespace vesta {
+#include "kernel/no_portal.h"
+
+namespace vesta::testing {
 namespace {
 
 using ::testing::ElementsAre;
-
-class NoPortal final : public StationReceiver {
-public:
-    bool addClient(const std::string&, const std::string&, unsigned int,
-                   const std::string&) override {
-        return false;
-    }
-};
 
 // A module that knows the names of its lists, and that no two changes reach at the same time.
 class FakeWorker final : public KernelWorker {
@@ -92,4 +86,4 @@ TEST_F(KernelWhiteListStoreTest, AgreesWithTheModuleAfterChangesFromSeveralThrea
 }
 
 }  // namespace
-}  // namespace vesta
+}  // namespace vesta::testing

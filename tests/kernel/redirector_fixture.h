@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "core/mutex.h"
+#include "kernel/no_portal.h"
 #include "platform/modules/fake_server.h"
 #include "support/fake_portal_instance.h"
 #include "support/test_client.h"

@@ -9,14 +9,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class NoPortal final : public StationReceiver {
-public:
-    bool addClient(const std::string&, const std::string&, unsigned int,
-                   const std::string&) override {
-        return false;
-    }
-};
-
 class RedirectorWhiteListsTest : public RedirectorTest {
 protected:
     RedirectorWhiteListsTest() { module->take(); }

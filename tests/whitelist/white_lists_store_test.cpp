@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace vesta {
@@ -20,16 +19,13 @@ class RecordingStore final : public Base {
 public:
     void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList> added) override {
         EXPECT_EQ(this->getWhiteListHash(added->getName()), added->getHash());
-        const MutexLock lock(mutex);
         reactions.push_back("+" + added->getName());
     }
     void whiteListsClearReaction() override {
         EXPECT_EQ(this->getWhiteListHash("a"), "");
-        const MutexLock lock(mutex);
         reactions.emplace_back("clear");
     }
 
-    Mutex mutex;
     std::vector<std::string> reactions;
 };
 
@@ -41,7 +37,7 @@ protected:
 
 using Stores =
     ::testing::Types<RecordingStore<WhiteListsStore>, RecordingStore<WhiteListsHashOnlyStore>>;
-TYPED_TEST_SUITE(WhiteListStores, Stores);
+TYPED_TEST_SUITE(WhiteListStores, Stores, );
 
 TYPED_TEST(WhiteListStores, AListUnderAKnownNameChangesNothing) {
     std::vector<std::shared_ptr<WhiteAddressesList>> lists{list("a", "1.2.3.4"), list("b", "x"),
@@ -49,12 +45,6 @@ TYPED_TEST(WhiteListStores, AListUnderAKnownNameChangesNothing) {
     this->store_.addWhiteLists(lists);
     EXPECT_EQ(this->store_.reactions, (std::vector<std::string>{"+a", "+b"}));
     EXPECT_EQ(this->store_.getWhiteListHash("a"), lists[0]->getHash());
-}
-
-TYPED_TEST(WhiteListStores, NamelessListsOfEqualContentAreOne) {
-    this->store_.addWhiteList(list("", "x,y"));
-    this->store_.addWhiteList(list("", "x,y"));
-    EXPECT_EQ(this->store_.reactions.size(), 1U);
 }
 
 TYPED_TEST(WhiteListStores, ClearingReactsAlsoWhenEmptyAndLetsNamesBeUsedAgain) {
@@ -74,21 +64,6 @@ TYPED_TEST(WhiteListStores, FindTheNameOfAHash) {
     EXPECT_EQ(this->store_.getWhiteListNameByHash(list("", "y")->getHash()), "c");
     EXPECT_EQ(this->store_.getWhiteListNameByHash(list("", "z")->getHash()), "");
     EXPECT_EQ(this->store_.getWhiteListNameByHash(""), "");
-}
-
-TYPED_TEST(WhiteListStores, TakeListsFromSeveralThreads) {
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([this] {
-            for (int i = 0; i < 50; ++i) {
-                this->store_.addWhiteList(list(std::to_string(i), "x"));
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(this->store_.reactions.size(), 50U);
 }
 
 TEST(WhiteListsStore, GivesOutTheListsThatTheHashOnlyStoreDoesNotKeep) {
