@@ -37,12 +37,12 @@ void warnIfUnusable(const Exchange& exchange, const librad_radius_client_config&
 }  // namespace
 
 Client::Client(const librad_radius_client_config& config)
-    : authServer_(firstOf(config.authServers)),
-      acctServer_(firstOf(config.acctServers)),
-      authentication_(
-          authServer_, config.debugLevel, [this](int fd) { return watch(fd); }, counters_),
+    : authentication_(
+          firstOf(config.authServers), config.debugLevel, [this](int fd) { return watch(fd); },
+          counters_),
       accounting_(
-          acctServer_, config.debugLevel, [this](int fd) { return watch(fd); }, counters_),
+          firstOf(config.acctServers), config.debugLevel, [this](int fd) { return watch(fd); },
+          counters_),
       rule_(config.requireMessageAuthenticator) {
     if (!config.authServers.empty()) {
         warnIfUnusable(authentication_, config, "authentication");

@@ -84,11 +84,8 @@ private:
     bool match(int fd, const sockaddr_in& from, Bytes datagram, Answer& answer) REQUIRES(mutex_);
     void receiveAuthentication(Answer answer) EXCLUDES(mutex_);
     void receiveAccounting(const Answer& answer) EXCLUDES(mutex_);
-    bool countsByRule(const Answer& answer, Bytes secret) REQUIRES(mutex_);
+    bool countsByRule(const Answer& answer) REQUIRES(mutex_);
     void refuse(std::uint64_t& counter, const Exchange& exchange, const char* why) REQUIRES(mutex_);
-
-    const librad_radius_server authServer_;
-    const librad_radius_server acctServer_;
 
     Mutex mutex_;
     librad_radius_counters counters_ GUARDED_BY(mutex_);

@@ -67,7 +67,11 @@ void Client::announceBefore(const librad_radius_msg& start, std::int64_t now) {
 }
 
 void Client::keepStop(MessagePtr msg, std::int64_t happenedAt, std::int64_t now) {
-    if (!spool_.append(std::move(msg), happenedAt, now)) {
+    const bool kept = spool_.append(std::move(msg), happenedAt, now);
+    if (!mayReport()) {
+        return;
+    }
+    if (!kept) {
         report(LogLevel::error, "RADIUS: the oldest accounting stop owed to %s is lost: too many",
                accounting_.name().c_str());
     }

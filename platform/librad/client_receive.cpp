@@ -90,23 +90,24 @@ bool Client::match(int fd, const sockaddr_in& from, Bytes datagram, Answer& answ
 }
 
 void Client::receiveAuthentication(Answer answer) {
-    const Bytes secret{authServer_.sharedSecret.data(), authServer_.sharedSecret.size()};
-    const bool authentic = verifyAnswer(*answer.msg, secret, answer.to.authenticator.data());
     Handler handler;
+    librad_secret secret;
+    bool authentic = false;
     {
         MutexLock lock(mutex_);
         handler = handler_;
+        secret = authentication_.secret();
+        authentic = verifyAnswer(*answer.msg, bytesOf(secret), answer.to.authenticator.data());
         if (!authentic) {
             refuse(counters_.badAuthenticator, authentication_, "wrong Response Authenticator");
-        } else if (!countsByRule(answer, secret)) {
+        } else if (!countsByRule(answer)) {
             return;
         }
     }
     librad_radius_rx_result result = LIBRAD_RADIUS_RX_UNKNOWN;
     if (handler.answer != nullptr) {
-        librad_secret copy = authServer_.sharedSecret;
         librad_radius_msg* msg = answer.msg.release();
-        result = handler.answer(msg, answer.to.request->msg.get(), copy.data(), copy.size(),
+        result = handler.answer(msg, answer.to.request->msg.get(), secret.data(), secret.size(),
                                 handler.context);
         answer.msg.reset(result == LIBRAD_RADIUS_RX_QUEUED ? nullptr : msg);
     }
@@ -121,11 +122,12 @@ void Client::receiveAuthentication(Answer answer) {
     }
 }
 
-bool Client::countsByRule(const Answer& answer, Bytes secret) {
+bool Client::countsByRule(const Answer& answer) {
     const bool eapUsed = usesEap(*answer.msg) || usesEap(*answer.to.request->msg);
     const AnswerRule::Verdict verdict =
         rule_.judge(librad_radius_msg_get_code(answer.msg.get()), eapUsed,
-                    checkMessageAuthenticator(*answer.msg, secret, answer.to.authenticator.data()));
+                    checkMessageAuthenticator(*answer.msg, bytesOf(authentication_.secret()),
+                                              answer.to.authenticator.data()));
     if (rule_.takeWarning()) {
         report(LogLevel::warning,
                "RADIUS: %s sends no Message-Authenticator, its answers could be forged",
@@ -145,10 +147,10 @@ bool Client::countsByRule(const Answer& answer, Bytes secret) {
 }
 
 void Client::receiveAccounting(const Answer& answer) {
-    const Bytes secret{acctServer_.sharedSecret.data(), acctServer_.sharedSecret.size()};
     const std::uint8_t* authenticator = answer.to.authenticator.data();
     {
         MutexLock lock(mutex_);
+        const Bytes secret = bytesOf(accounting_.secret());
         // A Stop may have taken its session's other records back meanwhile.
         if (ended_ || !Exchange::isOutstanding(*answer.to.request)) {
             return;

@@ -7,8 +7,6 @@
 
 #include <memory>
 
-#include "ostrel/librad.h"
-
 namespace ostrel::radius {
 
 bool md5(std::initializer_list<Bytes> parts, Digest& out) {

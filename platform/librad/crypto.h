@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <initializer_list>
 
+#include "ostrel/librad.h"
+
 namespace ostrel::radius {
 
 // Borrowed bytes.
@@ -15,6 +17,10 @@ struct Bytes {
     const std::uint8_t* data = nullptr;
     std::size_t size = 0;
 };
+
+[[nodiscard]] inline Bytes bytesOf(const librad_secret& secret) {
+    return {secret.data(), secret.size()};
+}
 
 using Digest = std::array<std::uint8_t, 16>;
 

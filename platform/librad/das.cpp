@@ -129,7 +129,7 @@ void DasServer::handleNew(const librad_radius_msg& request, const AnswerMemory::
     }
     const librad_secret secret(std::string_view(
         static_cast<const char*>(static_cast<const void*>(secretData)), secretLength));
-    if (!verifyRequest(request, {secret.data(), secret.size()})) {
+    if (!verifyRequest(request, bytesOf(secret))) {
         drop(from, "wrong authenticator");
         return;
     }
@@ -138,7 +138,7 @@ void DasServer::handleNew(const librad_radius_msg& request, const AnswerMemory::
         return;
     }
     const std::optional<ErrorCause> cause = decide(request, session);
-    const MessagePtr answer = makeDasAnswer(request, cause, {secret.data(), secret.size()});
+    const MessagePtr answer = makeDasAnswer(request, cause, bytesOf(secret));
     if (answer == nullptr) {
         drop(from, "its answer does not fit");
         return;

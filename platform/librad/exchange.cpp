@@ -138,11 +138,11 @@ void Exchange::transmit(const RequestPtr& request, UdpPorts::Slot slot, std::int
     setIdentifier(msg, slot.id);
     bool signedWell = false;
     if (isAuthentication(*request)) {
-        signedWell = signAccessRequest(msg, secret());
+        signedWell = signAccessRequest(msg, bytesOf(secret()));
     } else {
         replaceInteger(msg, LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME,
                        static_cast<std::uint32_t>((now - request->happenedAt) / 1000000));
-        signedWell = signRequest(msg, secret());
+        signedWell = signRequest(msg, bytesOf(secret()));
     }
     if (!signedWell) {
         report(LogLevel::error, "RADIUS: a request to %s can't be signed: no MD5", name_.c_str());

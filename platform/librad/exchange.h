@@ -51,9 +51,7 @@ public:
     [[nodiscard]] bool usable() const { return usable_; }
     // "address:port", for reports.
     [[nodiscard]] const std::string& name() const { return name_; }
-    [[nodiscard]] Bytes secret() const {
-        return {server_.sharedSecret.data(), server_.sharedSecret.size()};
-    }
+    [[nodiscard]] const librad_secret& secret() const { return server_.sharedSecret; }
     [[nodiscard]] bool isServer(const sockaddr_in& from) const;
     [[nodiscard]] UdpPorts& ports() { return ports_; }
 

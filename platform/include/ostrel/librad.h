@@ -242,8 +242,8 @@ struct librad_radius_server {
 // What a client is made from. A server whose address, port or secret is empty or no good is warned
 // about once, when the client is made; sends to it fail. Of each list the first server serves.
 struct librad_radius_client_config {
-    int debugLevel = 0;  // 4 and above: every packet is reported at debug level
-    std::string realm;
+    int debugLevel = 0;         // 4 and above: every packet is reported at debug level
+    std::string realm;          // the owner's; no request carries it
     std::string interfaceName;  // named in reports
     std::vector<librad_radius_server> authServers;
     std::vector<librad_radius_server> acctServers;
@@ -296,9 +296,9 @@ void librad_radius_client_set_handler(librad_radius_client* client, librad_radiu
 // with the NAS attributes of that Start (RFC 2866 section 5.1). A Stop takes back what is still
 // unanswered of its session; one that is given up goes to the spool (see librad_radius_spool_info).
 //
-// `mac` (6 bytes, may be null) is the station, for reports and for the order of its records.
-// Returns 0 and owns the message from then on, or -1 and leaves it to the caller: no server that
-// could be asked, too many requests waiting (4096), a message that can't be signed.
+// `mac` (6 bytes, may be null) names the station in reports. Returns 0 and owns the message from
+// then on, or -1 and leaves it to the caller: no server that could be asked, too many requests
+// waiting (4096), a message that is no request of that kind.
 [[nodiscard]] int librad_radius_client_send(librad_radius_client* client, librad_radius_msg* msg,
                                             librad_radius_kind kind, const unsigned char* mac);
 
@@ -404,8 +404,10 @@ void librad_radius_sta_set_mac(librad_radius_sta_info* sta, const unsigned char*
 
 // Takes note of the driver's counters. Called with every report of the driver it makes the figures
 // exact: a Start counts from the last counters noted, and counters that fall (an association or a
-// driver that began anew) count from zero, so that no figure ever falls. A record of zeros says
-// nothing and is passed over.
+// driver that began anew; the uptime tells as well) count from zero, so that no figure ever falls.
+// A record without bytes and packets says nothing and is passed over. An owner that calls it with
+// every report has no need to hand the builders below any counters, least of all older ones, which
+// would look like a beginning anew.
 void librad_radius_sta_set_counters(librad_radius_sta_info* sta,
                                     const librad_radius_sta_stats* stats);
 
