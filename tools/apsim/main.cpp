@@ -15,6 +15,7 @@
 #include "apsim/load.h"
 #include "apsim/road_player.h"
 #include "apsim/terminal.h"
+#include "common/table.h"
 
 namespace {
 
@@ -166,10 +167,12 @@ int makeLoad(const Options& options, const Json& config) {
         "%zu logins unanswered\n\n",
         report.stations, report.seconds, report.admitted, report.loggedIn,
         options.stations - report.loggedIn, report.unanswered);
-    apsim::printTable(stdout, {{"latency", "median", "p99", "largest"},
-                               latencyRow("notification to admission", report.admission),
-                               latencyRow("login to let through", report.login),
-                               latencyRow("login to answer", report.answer)});
+    const std::string latencies =
+        tools::table({{"latency", "median", "p99", "largest"},
+                      latencyRow("notification to admission", report.admission),
+                      latencyRow("login to let through", report.login),
+                      latencyRow("login to answer", report.answer)});
+    std::fputs(latencies.c_str(), stdout);
     return report.loggedIn == options.stations ? kAsExpected : kNotAsExpected;
 }
 

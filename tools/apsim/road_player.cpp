@@ -65,7 +65,7 @@ std::vector<StationResult> RoadPlayer::play(const Road& road) {
 
 void RoadPlayer::stop() {
     stopped_ = true;
-    accessPoint_.events().add({Party::station, "stop", {}, "the road ends early"});
+    accessPoint_.events().add({Party::station, "stop", {}, ""});
 }
 
 StationResult RoadPlayer::walk(const RoadStation& plan, Time start) {

@@ -3,13 +3,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <utility>
+
+#include "common/table.h"
 
 namespace apsim {
 
 namespace {
+
+using tools::printable;
 
 constexpr const char* kPlain = "\033[0m";
 constexpr const char* kBold = "\033[1m";
@@ -38,14 +41,6 @@ const char* partyColour(Party party) {
     return "";
 }
 
-// Nothing that the other side sent may steer the terminal.
-std::string printable(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char byte) { return std::iscntrl(static_cast<unsigned char>(byte)) != 0; }, ' ');
-    return text;
-}
-
 }  // namespace
 
 bool wantsColour(std::FILE* stream) {
@@ -70,26 +65,6 @@ void Printer::print(const Event& event) {
     std::fflush(stream_);
 }
 
-void printTable(std::FILE* stream, const std::vector<std::vector<std::string>>& rows) {
-    std::vector<std::size_t> widths;
-    for (const auto& row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            widths[column] = std::max(widths[column], row[column].size());
-        }
-    }
-    for (const auto& row : rows) {
-        std::string line;
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            line += printable(row[column]);
-            if (column + 1 < row.size()) {
-                line.append(widths[column] - row[column].size() + 2, ' ');
-            }
-        }
-        std::fprintf(stream, "%s\n", line.c_str());
-    }
-}
-
 void printResults(std::FILE* stream, bool colour, const std::vector<StationResult>& results) {
     std::vector<std::vector<std::string>> rows{
         {"result", "station", "VAP", "what was expected", "what happened"}};
@@ -99,12 +74,10 @@ void printResults(std::FILE* stream, bool colour, const std::vector<StationResul
     }
     const auto failed = std::count_if(results.begin(), results.end(),
                                       [](const StationResult& result) { return !result.ok; });
-    std::fprintf(stream, "\n");
-    printTable(stream, rows);
-    std::fprintf(stream, "\n%s%s%zu of %zu stations as expected%s\n", colour ? kBold : "",
-                 colour ? (failed == 0 ? kGreen : kRed) : "",
-                 results.size() - static_cast<std::size_t>(failed), results.size(),
-                 colour ? kPlain : "");
+    std::fprintf(
+        stream, "\n%s\n%s%s%zu of %zu stations as expected%s\n", tools::table(rows).c_str(),
+        colour ? kBold : "", colour ? (failed == 0 ? kGreen : kRed) : "",
+        results.size() - static_cast<std::size_t>(failed), results.size(), colour ? kPlain : "");
 }
 
 }  // namespace apsim

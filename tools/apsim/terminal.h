@@ -1,6 +1,6 @@
 #pragma once
 
-// What a person at the terminal sees: the events as they happen, and tables.
+// What a person at the terminal sees: the events as they happen, and what came of it.
 //
 // Threads: Printer prints one event at a time; the caller sees to that. The rest keeps no state.
 
@@ -35,8 +35,5 @@ private:
 
 // What happened to each station, one row each.
 void printResults(std::FILE* stream, bool colour, const std::vector<StationResult>& results);
-
-// Columns as wide as their widest cell; the first row is the heading.
-void printTable(std::FILE* stream, const std::vector<std::vector<std::string>>& rows);
 
 }  // namespace apsim

@@ -1,28 +1,25 @@
 #include "vestactl/report.h"
 
-#include <algorithm>
-#include <cctype>
 #include <sstream>
 #include <vector>
+
+#include "common/table.h"
 
 namespace vestactl {
 
 namespace {
 
 using Json = nlohmann::json;
+using tools::table;
 using Row = std::vector<std::string>;
 
-// A member's text, fit for a terminal: a login comes from a stranger.
+// A member's text.
 std::string cell(const Json& object, const char* name) {
     const auto member = object.find(name);
     if (member == object.end() || member->is_structured() || member->is_null()) {
         return "";
     }
-    std::string text = member->is_string() ? member->get<std::string>() : member->dump();
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char byte) { return std::iscntrl(static_cast<unsigned char>(byte)) != 0; }, '?');
-    return text;
+    return member->is_string() ? member->get<std::string>() : member->dump();
 }
 
 Row rowOf(const Json& object, const std::vector<const char*>& names) {
@@ -31,24 +28,6 @@ Row rowOf(const Json& object, const std::vector<const char*>& names) {
         row.push_back(cell(object, name));
     }
     return row;
-}
-
-std::string table(const std::vector<Row>& rows, const std::string& indent) {
-    std::vector<std::size_t> widths(rows.front().size());
-    for (const Row& row : rows) {
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            widths[column] = std::max(widths[column], row[column].size());
-        }
-    }
-    std::string text;
-    for (const Row& row : rows) {
-        std::string line = indent;
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            line += row[column] + std::string(widths[column] - row[column].size() + 2, ' ');
-        }
-        text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
-    }
-    return text;
 }
 
 Json member(const Json& object, const char* name) {
@@ -79,8 +58,7 @@ std::string statusReport(const Json& answer) {
                                       "login", "session-time", "traffic-limit-cur"}));
     }
     std::ostringstream text;
-    text << table(rows, "") << clients.size() << (clients.size() == 1 ? " client" : " clients")
-         << '\n';
+    text << table(rows) << clients.size() << (clients.size() == 1 ? " client" : " clients") << '\n';
     return text.str();
 }
 
@@ -106,10 +84,13 @@ std::string scenariosReport(const Json& answer) {
 std::string stationReport(const Json& answer) {
     std::vector<Row> rows;
     const Json params = member(answer, "params");
+    if (!params.is_object()) {
+        return "";
+    }
     for (const auto& [name, value] : params.items()) {
         rows.push_back({name, cell(params, name.c_str())});
     }
-    return rows.empty() ? "" : table(rows, "");
+    return table(rows);
 }
 
 }  // namespace vestactl
