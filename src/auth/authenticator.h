@@ -1,24 +1,19 @@
 #pragma once
 
 // How an instance checks a station's login. Local: any login with a password is good. Portal: the
-// web portal decides on its own and tells the outcome by "update".
+// web portal decides on its own and tells the outcome by "update". The modes that ask a RADIUS
+// server have files of their own.
 //
 // Threads: called under the lock of the authenticator's instance.
 
 #include <memory>
 #include <string>
 
+#include "radius/radius_modes.h"
+
 namespace vesta {
 
 class Client;
-
-// The instance's authentication mode, by the numbers that its RADIUS worker knows as well.
-enum AUTH_MODE {
-    AUTH_MODE_LOCAL = 0,
-    AUTH_MODE_RADIUS = 1,
-    AUTH_MODE_PORTAL = 2,
-    AUTH_MODE_PORTAL_MAC = 3,
-};
 
 // "radius", "portal" and "portal-mac-auth", to the letter; any other text is local.
 [[nodiscard]] AUTH_MODE parseAuthMode(const std::string& verificationMode);
@@ -37,6 +32,8 @@ public:
     // Offered every station that connects without access, where the mode asks for it; true when a
     // request is under way.
     virtual bool authConnectedUser(std::shared_ptr<Client>) { return false; }
+    // Called once a second: offers itself the stations again about which nothing was decided.
+    virtual void authUnansweredUsers() {}
     // An AuthenticateResult; login and password stand in the client already.
     virtual int makeAuthenticate(std::shared_ptr<Client> client, const std::string& login,
                                  const std::string& password) = 0;

@@ -4,6 +4,7 @@
 // threadsafe holder, whose calls take the instance's one lock; the getters of fixed properties,
 // setWhiteIpListData() and getRadiusSharedKey() go through without it.
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -59,6 +60,10 @@ public:
     virtual bool set_deauth_scenario_client(std::shared_ptr<Client>) = 0;
     virtual bool setMacAuthSuccessScenario(std::shared_ptr<Client>) = 0;
     virtual bool setMacAuthFailureScenario(std::shared_ptr<Client>) = 0;
+    // Runs `change` on a client that is still in the table, in one step with all else that happens
+    // to it; false when it is gone. `change` must not call the instance.
+    virtual bool changeClient(const std::shared_ptr<Client>& client,
+                              const std::function<void(Client&)>& change) = 0;
     virtual bool setClientScenario(ClientIdentity&, const std::string& name,
                                    AccessScenarioConstraints&) = 0;
     virtual bool addClientScenarios(ClientIdentity&, std::vector<std::shared_ptr<Scenario>>&) = 0;
@@ -68,7 +73,9 @@ public:
     virtual void updateClientStatistic(ClientStatisticInfo&) = 0;
     virtual void checkClientsExpired() = 0;
     virtual void makeClientsPeriodicUpdate() = 0;
-    // Throws the station off the air and removes it; false when it isn't here.
+    // Throws the station off the air and removes it; false when it isn't here. The station is found
+    // by its session id, else its MAC, else its name, and must match every one of them that is
+    // given.
     virtual bool disconnectClient(ClientIdentity&, const CommandInfo&) = 0;
     virtual bool isYourClient(ClientIdentity&) const = 0;
     virtual bool isClientConnected(ClientIdentity&) const = 0;

@@ -25,6 +25,8 @@
 #include "ostrel/ipc.h"
 #include "ostrel/runtime.h"
 #include "portal/portal.h"
+#include "radius/radius_das_handler.h"
+#include "radius/radius_listener.h"
 
 namespace vesta {
 namespace {
@@ -69,6 +71,7 @@ private:
     std::shared_ptr<Portal> portal_;
     std::shared_ptr<APBDCollaborator> apbd_;
     std::shared_ptr<IPCEventListener> listener_;
+    std::unique_ptr<RadiusDasHandler> disconnectServer_;
 };
 
 void Daemon::run(const Options& options) {
@@ -102,14 +105,17 @@ void Daemon::build(std::shared_ptr<MessageEntry> config, const Options& options)
     portal_->addClientsEventsInformator(apbd_);
     config.reset();
     listener_ = std::make_shared<IPCEventListener>(portal_, apbd_, ipc_);
+    disconnectServer_ = std::make_unique<RadiusDasHandler>(portal_);
 }
 
 void Daemon::serve() {
     logger().Debug("Going to listen ipc\n");
     listener_->run();
+    disconnectServer_->run();
     portal_->start();
     listener_->stop();
     listener_->join();
+    Singleton<RadiusListener>::getInstance().stop();
     logger().Debug("End of portal\n");
 }
 
@@ -119,6 +125,7 @@ void Daemon::end() {
     Singleton<DeauthTool>::getInstance().stop();
     ipc_->close();
     listener_.reset();
+    disconnectServer_.reset();
     apbd_.reset();
     portal_.reset();
     ipc_.reset();

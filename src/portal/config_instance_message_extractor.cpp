@@ -1,8 +1,8 @@
 #include "portal/config_instance_message_extractor.h"
 
 #include "core/logger.h"
+#include "core/required_key.h"
 #include "portal/config_scenario_message_extractor.h"
-#include "portal/required_key.h"
 #include "whitelist/white_lists_store.h"
 
 namespace vesta {

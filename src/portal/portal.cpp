@@ -182,7 +182,7 @@ bool Portal::disconnectClientFrom(const std::string& ssid, ClientIdentity& ident
     return disconnected;
 }
 
-std::pair<unsigned char*, unsigned int> Portal::getClientRadiusSharedKey(ClientIdentity& identity) {
+RadiusSharedKey Portal::getClientRadiusSharedKey(ClientIdentity& identity) {
     const Instance instance = findConnecting(identity);
     return (instance ? instance : instances_.front())->getRadiusSharedKey();
 }

@@ -16,6 +16,7 @@
 #include "core/message_entry.h"
 #include "inform/information_collector.h"
 #include "kernel/station_receiver.h"
+#include "radius/session_directory.h"
 
 class IpcInterface;
 
@@ -37,7 +38,10 @@ class WhiteListExtractor;
 struct ClientIdentity;
 struct ClientStatisticInfo;
 
-class Portal : public LoopWorker, public InformationCaller, public StationReceiver {
+class Portal : public LoopWorker,
+               public InformationCaller,
+               public StationReceiver,
+               public SessionDirectory {
 public:
     // Builds everything from the configuration document; `uplink` and `apLocation`, where not
     // empty, stand for "uplink-interface" and "ap-location". Throws ENTRY_EXCEPTION_TYPE for a
@@ -65,14 +69,15 @@ public:
     int authenticateClient(ClientIdentity& identity, const std::string& login,
                            const std::string& password);
     // Each is true when the station was found and disconnected.
-    bool disconnectClient(ClientIdentity& identity, const CommandInfo& command);
+    bool disconnectClient(ClientIdentity& identity, const CommandInfo& command) override;
     bool disconnectClientFromInterface(const std::string& interfaceName, ClientIdentity& identity,
                                        const CommandInfo& command);
     // Every instance of the SSID that has the station.
     bool disconnectClientFrom(const std::string& ssid, ClientIdentity& identity,
                               const CommandInfo& command);
     // The secret of the instance that has the station connected, else of the first one.
-    std::pair<unsigned char*, unsigned int> getClientRadiusSharedKey(ClientIdentity& identity);
+    RadiusSharedKey getClientRadiusSharedKey(ClientIdentity& identity) override;
+    [[nodiscard]] std::string getUplink() const override { return uplink_; }
 
     [[nodiscard]] std::string getProxyIp() const;
     // "http://<proxy>:8888/"
@@ -108,8 +113,8 @@ private:
 
     void readConfiguration(const std::shared_ptr<MessageEntry>& config, const std::string& uplink,
                            const std::string& apLocation);
-    void initInterfces(const std::shared_ptr<MessageEntry>& config, const std::string& uplink);
-    void addInstance(const std::shared_ptr<MessageEntry>& entry, const std::string& uplink,
+    void initInterfces(const std::shared_ptr<MessageEntry>& config);
+    void addInstance(const std::shared_ptr<MessageEntry>& entry,
                      const std::vector<std::shared_ptr<Informator>>& informators);
     void addWhiteIpLists(const std::shared_ptr<MessageEntry>& section,
                          WhiteListExtractor& extractor);
@@ -125,6 +130,7 @@ private:
     std::vector<std::shared_ptr<WhiteAddressesList>> configuredLists_;
     std::shared_ptr<InformationCollector> collector_;
     std::weak_ptr<ClientInformationStore> clientStore_;
+    std::string uplink_;
     std::string apLocation_;
 };
 

@@ -1,6 +1,7 @@
 // How the portal builds its instances from the configuration document.
 
 #include "core/logger.h"
+#include "core/required_key.h"
 #include "inform/ostrel_wifi_auth_informator.h"
 #include "inform/trap_informator.h"
 #include "kernel/kernel_white_list_store.h"
@@ -9,7 +10,6 @@
 #include "portal/config_white_list_extractor.h"
 #include "portal/portal.h"
 #include "portal/portal_instance_factory.h"
-#include "portal/required_key.h"
 #include "whitelist/white_addresses_list.h"
 
 namespace vesta {
@@ -71,17 +71,16 @@ void Portal::readConfiguration(const std::shared_ptr<MessageEntry>& config,
                                       [&] { return config->getObjectValue("captive-portal"); });
     ConfigWhiteListExtractor whiteLists;
     addWhiteIpLists(section, whiteLists);
-    const std::string uplinkName =
-        !uplink.empty() ? uplink : requiredKey("uplink-interface", kSectionName, [&] {
-            return section->getCharValue("uplink-interface");
-        });
+    uplink_ = !uplink.empty() ? uplink : requiredKey("uplink-interface", kSectionName, [&] {
+        return section->getCharValue("uplink-interface");
+    });
     apLocation_ = !apLocation.empty() ? apLocation : requiredKey("ap-location", kSectionName, [&] {
         return section->getCharValue("ap-location");
     });
-    initInterfces(config, uplinkName);
+    initInterfces(config);
 }
 
-void Portal::initInterfces(const std::shared_ptr<MessageEntry>& config, const std::string& uplink) {
+void Portal::initInterfces(const std::shared_ptr<MessageEntry>& config) {
     const std::vector<std::shared_ptr<Informator>> informators{
         redirectorWorker_, std::make_shared<TrapInformator>(ipc_),
         std::make_shared<OstrelWifiAuthInformator>()};
@@ -94,12 +93,12 @@ void Portal::initInterfces(const std::shared_ptr<MessageEntry>& config, const st
     }
     for (const Entry& entry : entries) {
         if (isEnabledVapInterface(entry)) {
-            addInstance(entry, uplink, informators);
+            addInstance(entry, informators);
         }
     }
 }
 
-void Portal::addInstance(const std::shared_ptr<MessageEntry>& entry, const std::string& uplink,
+void Portal::addInstance(const std::shared_ptr<MessageEntry>& entry,
                          const std::vector<std::shared_ptr<Informator>>& informators) {
     const std::string object = "interface " + nameForRecords(entry);
     const Entry vap = requiredKey("vap", object, [&] { return entry->getObjectValue("vap"); });
@@ -111,7 +110,7 @@ void Portal::addInstance(const std::shared_ptr<MessageEntry>& entry, const std::
     const std::string name =
         requiredKey("name", object, [&] { return entry->getCharValue("name"); });
     const Instance holder =
-        PortalInstanceFactory::buildThreadsafePortalInstanceHolder(name, uplink, vap, extractor);
+        PortalInstanceFactory::buildThreadsafePortalInstanceHolder(name, uplink_, vap, extractor);
     for (const std::shared_ptr<Informator>& informator : informators) {
         holder->addClientsEventsInformator(informator);
     }

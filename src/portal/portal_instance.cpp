@@ -3,12 +3,17 @@
 #include <algorithm>
 #include <exception>
 
+#include "auth/portal_mac_authenticator.h"
+#include "auth/radius_authenticator.h"
 #include "client/client.h"
 #include "core/logger.h"
+#include "core/network_interface.h"
+#include "core/required_key.h"
 #include "kernel/shaper_module_worker.h"
 #include "messages/client_message_extractor.h"
 #include "messages/portal_instance_message_extractor.h"
-#include "portal/network_interface.h"
+#include "portal/identity_match.h"
+#include "radius/radius_worker.h"
 #include "scenario/scenario_sequence.h"
 #include "scenario/scenario_sequence_factory.h"
 
@@ -35,11 +40,45 @@ PortalInstance::PortalInstance(const Settings& settings,
       owner_(settings.owner != nullptr ? *settings.owner : *this),
       sequences_(std::move(sequences)),
       whiteList_(settings.extractor->extractWhiteIpListId(settings.vap)) {
+    ConfigureRadiusWorker(settings);
     configureAuthenticator();
     addClientsEventsInformator(std::make_shared<ShaperModuleWorker>(name_));
 }
 
-PortalInstance::~PortalInstance() = default;
+PortalInstance::~PortalInstance() {
+    if (!radiusWorker_) {
+        return;
+    }
+    // The worker's answers go to the authenticator.
+    radiusWorker_->close();
+    for (const ClientPtr& client : clients_) {
+        RadiusWorker::deleteSta(client->getRadiusSta());
+        client->setRadiusSta(nullptr);
+    }
+}
+
+void PortalInstance::ConfigureRadiusWorker(const Settings& settings) {
+    unsigned int workmode = RADIUS_WORKMODE_NONE;
+    if (authMode_ == AUTH_MODE_RADIUS || authMode_ == AUTH_MODE_PORTAL_MAC) {
+        workmode |= RADIUS_WORKMODE_AUTHENTICATION;
+    }
+    if (settings.extractor->extractRadiusAccounting(settings.vap)) {
+        workmode |= RADIUS_WORKMODE_ACCOUNTING;
+    }
+    if (workmode == RADIUS_WORKMODE_NONE) {
+        return;
+    }
+    logger().Debug("Go to configure radius for instance %s\n", name_.c_str());
+    const std::shared_ptr<MessageEntry> config =
+        settings.extractor->extractRadiusConfig(settings.vap);
+    if (!config) {
+        reportBadKey("radius", "interface " + name_, ENTRY_NOT_FOUND);
+        throw ENTRY_NOT_FOUND;
+    }
+    radiusWorker_ = std::make_shared<RadiusWorker>(
+        config, uplink_, static_cast<RadiusWorkmode>(workmode), authMode_, name_);
+    addClientsEventsInformator(radiusWorker_);
+}
 
 void PortalInstance::configureAuthenticator() {
     switch (authMode_) {
@@ -50,8 +89,11 @@ void PortalInstance::configureAuthenticator() {
             authenticator_ = std::make_unique<PortalAuthenticator>();
             return;
         case AUTH_MODE_RADIUS:
+            authenticator_ = std::make_unique<RadiusAuthenticator>(radiusWorker_, owner_);
+            return;
         case AUTH_MODE_PORTAL_MAC:
-            break;
+            authenticator_ = std::make_unique<PortalMacAuthenticator>(radiusWorker_, owner_);
+            return;
     }
     logger().Error("Not expected authenticateMode = %d.\n", static_cast<int>(authMode_));
 }
@@ -71,7 +113,7 @@ std::string PortalInstance::getSharedPortalName() const {
 }
 
 RadiusSharedKey PortalInstance::getRadiusSharedKey() {
-    return {nullptr, 0};
+    return radiusWorker_ ? radiusWorker_->getRadiusSharedKey() : RadiusSharedKey{nullptr, 0};
 }
 
 void PortalInstance::addClientsEventsInformator(std::shared_ptr<Informator> informator) {
@@ -149,6 +191,13 @@ void PortalInstance::insertClient(ClientPtr client) {
     if (clients_.neverConnectedCount() >= kMaxNeverConnected) {
         removeClient(clients_.oldestNeverConnected(), END_REASON_DISCONNECTED);
     }
+    if (radiusWorker_) {
+        librad_radius_sta_info* const sta = RadiusWorker::createSta();
+        if (sta != nullptr) {
+            librad_radius_sta_set_mac(sta, client->getMac().bytes().data());
+        }
+        client->setRadiusSta(sta);
+    }
     clients_.add(std::move(client));
 }
 
@@ -181,8 +230,8 @@ void PortalInstance::delClient(std::shared_ptr<Client> client, const CommandInfo
 }
 
 bool PortalInstance::disconnectClient(ClientIdentity& identity, const CommandInfo& command) {
-    const ClientPtr client = clients_.find(identity);
-    if (!client) {
+    const ClientPtr client = clients_.find(decidingKey(identity));
+    if (!client || !matchesEveryKey(*client, identity)) {
         logger().Error("%s: Not found client with identity '%s' on %s\n", "disconnectClient",
                        identity.to_string().c_str(), name_.c_str());
         return false;
@@ -246,6 +295,15 @@ bool PortalInstance::setMacAuthFailureScenario(std::shared_ptr<Client> client) {
                       "%s,%d,enable failure mac auth scenario for %s\n");
 }
 
+bool PortalInstance::changeClient(const std::shared_ptr<Client>& client,
+                                  const std::function<void(Client&)>& change) {
+    if (!clients_.contains(*client)) {
+        return false;
+    }
+    change(*client);
+    return true;
+}
+
 void PortalInstance::updateClientIp(ClientIdentity& identity, const std::string& ip) {
     const ClientPtr client = clients_.find(identity);
     if (!client) {
@@ -266,6 +324,9 @@ void PortalInstance::updateClientStatistic(ClientStatisticInfo& statistics) {
                        statistics.identity.to_string().c_str());
         return;
     }
+    if (radiusWorker_) {
+        radiusWorker_->noteStatistic(*client, statistics);
+    }
     client->updateStatistic(statistics);
 }
 
@@ -274,7 +335,8 @@ bool PortalInstance::isYourClient(ClientIdentity& identity) const {
 }
 
 bool PortalInstance::isClientConnected(ClientIdentity& identity) const {
-    return findConnectedClient(identity) != nullptr;
+    const ClientPtr client = findConnectedClient(decidingKey(identity));
+    return client && matchesSession(*client, identity);
 }
 
 PortalInstance::ClientPtr PortalInstance::findConnectedClient(

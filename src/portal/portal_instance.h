@@ -23,6 +23,7 @@
 namespace vesta {
 
 class PortalInstanceMessageExtractor;
+class RadiusWorker;
 class ScenarioSequenceFactory;
 
 class PortalInstance : public PortalInstanceInterface {
@@ -41,7 +42,8 @@ public:
         PortalInstanceInterface* owner = nullptr;
     };
 
-    // Throws ENTRY_EXCEPTION_TYPE when the VAP lacks a key.
+    // Throws ENTRY_EXCEPTION_TYPE when the VAP lacks a key. An instance that uses RADIUS is
+    // destroyed by who holds no lock, best with the RadiusListener stopped.
     PortalInstance(const Settings& settings, std::unique_ptr<ScenarioSequenceFactory> sequences);
     virtual ~PortalInstance();
     PortalInstance(const PortalInstance&) = delete;
@@ -72,6 +74,8 @@ public:
     bool set_deauth_scenario_client(std::shared_ptr<Client> client) override;
     bool setMacAuthSuccessScenario(std::shared_ptr<Client> client) override;
     bool setMacAuthFailureScenario(std::shared_ptr<Client> client) override;
+    bool changeClient(const std::shared_ptr<Client>& client,
+                      const std::function<void(Client&)>& change) override;
     void updateClientIp(ClientIdentity& identity, const std::string& ip) override;
     void updateClientStatistic(ClientStatisticInfo& statistics) override;
     void checkClientsExpired() override;
@@ -104,6 +108,7 @@ protected:
     [[nodiscard]] ClientPtr findConnectedClient(const ClientIdentity& identity) const;
 
 private:
+    void ConfigureRadiusWorker(const Settings& settings);
     void configureAuthenticator();
     void insertClient(ClientPtr client);
     void handleClientRemove(const ClientPtr& client, const CommandInfo& command);
@@ -126,6 +131,7 @@ private:
     const AUTH_MODE authMode_;
     PortalInstanceInterface& owner_;
     const std::unique_ptr<ScenarioSequenceFactory> sequences_;
+    std::shared_ptr<RadiusWorker> radiusWorker_;  // null when RADIUS is not used
     std::unique_ptr<Authenticator> authenticator_;
     std::vector<std::shared_ptr<Informator>> informators_;
     ClientTable clients_;

@@ -22,6 +22,9 @@ void PortalInstance::checkClientsExpired() {
 }
 
 void PortalInstance::makeClientsPeriodicUpdate() {
+    if (authenticator_) {
+        authenticator_->authUnansweredUsers();
+    }
     for (const ClientPtr& client : clients_) {
         if (client->isAccessOpen()) {
             ClientStatisticInfo statistics = client->getStatistic();

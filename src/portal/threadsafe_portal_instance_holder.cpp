@@ -92,6 +92,12 @@ bool ThreadsafePortalInstanceHolder::setMacAuthFailureScenario(std::shared_ptr<C
     return instance_->setMacAuthFailureScenario(std::move(client));
 }
 
+bool ThreadsafePortalInstanceHolder::changeClient(const std::shared_ptr<Client>& client,
+                                                  const std::function<void(Client&)>& change) {
+    const MutexLock lock(mutex_);
+    return instance_->changeClient(client, change);
+}
+
 bool ThreadsafePortalInstanceHolder::setClientScenario(ClientIdentity& identity,
                                                        const std::string& name,
                                                        AccessScenarioConstraints& constraints) {

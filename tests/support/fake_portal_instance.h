@@ -59,6 +59,13 @@ public:
     bool setMacAuthFailureScenario(ClientPtr client) override {
         return recordMove("macFailure", std::move(client));
     }
+    bool changeClient(const ClientPtr& client,
+                      const std::function<void(Client&)>& change) override {
+        if (hasClient) {
+            change(*client);
+        }
+        return hasClient;
+    }
     bool setClientScenario(ClientIdentity&, const std::string&,
                            AccessScenarioConstraints&) override {
         return false;

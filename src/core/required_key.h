@@ -10,14 +10,18 @@
 
 namespace vesta {
 
+inline void reportBadKey(const char* key, const std::string& object, ENTRY_EXCEPTION_TYPE failure) {
+    logger().Error("Key \"%s\" of %s is %s\n", key, object.c_str(),
+                   failure == ENTRY_NOT_FOUND ? "missing" : "of a wrong type");
+}
+
 // The result of `read()`; a key that is missing or of a wrong type is logged and thrown on.
 template <class Read>
 auto requiredKey(const char* key, const std::string& object, Read read) -> decltype(read()) {
     try {
         return read();
     } catch (ENTRY_EXCEPTION_TYPE failure) {
-        logger().Error("Key \"%s\" of %s is %s\n", key, object.c_str(),
-                       failure == ENTRY_NOT_FOUND ? "missing" : "of a wrong type");
+        reportBadKey(key, object, failure);
         throw;
     }
 }

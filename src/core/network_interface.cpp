@@ -1,0 +1,50 @@
+#include "core/network_interface.h"
+
+#include <net/if.h>
+#include <net/if_arp.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <cstddef>
+#include <cstring>
+
+#include "core/data_parser.h"
+#include "ostrel/runtime.h"
+
+namespace vesta {
+namespace {
+
+bool askKernel(unsigned long question, const std::string& name, ifreq& request) {
+    if (name.empty() || name.size() >= sizeof request.ifr_name) {
+        return false;
+    }
+    name.copy(request.ifr_name, sizeof request.ifr_name - 1);
+    const ostrel::Fd socketFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    return socketFd.valid() && ioctl(socketFd.get(), question, &request) == 0;
+}
+
+}  // namespace
+
+std::string interfaceMac(const std::string& name) {
+    ifreq request{};
+    if (!askKernel(SIOCGIFHWADDR, name, request) || request.ifr_hwaddr.sa_family != ARPHRD_ETHER) {
+        return "";
+    }
+    unsigned char mac[6];
+    std::memcpy(mac, request.ifr_hwaddr.sa_data, sizeof mac);
+    return DataParser::castRowMacToString(mac);
+}
+
+std::optional<in_addr> interfaceIpv4(const std::string& name) {
+    ifreq request{};
+    if (!askKernel(SIOCGIFADDR, name, request) || request.ifr_addr.sa_family != AF_INET) {
+        return std::nullopt;
+    }
+    // sa_data of an IPv4 address: the port, then the address.
+    constexpr std::size_t kAddressOffset = 2;
+    in_addr address{};
+    std::memcpy(&address, request.ifr_addr.sa_data + kAddressOffset, sizeof address);
+    return address;
+}
+
+}  // namespace vesta
