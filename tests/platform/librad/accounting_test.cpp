@@ -37,6 +37,7 @@ class Accounting : public ::testing::Test {
 protected:
     Accounting() {
         clock_.wall = 1700000000 * kSecond;
+        clock_.monotonic = 1000000 * kSecond;
         config_.acctServers.push_back({"127.0.0.1", server_.port(), librad_secret(kSecret)});
         client_ = librad_radius_client_init(&config_);
     }
@@ -301,6 +302,16 @@ TEST_F(Accounting, RepeatsWithRaisedDelayNewIdentifierAndAuthenticator) {
     EXPECT_EQ(librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT), 0U);
 }
 
+TEST_F(Accounting, RepeatsOnlyTheLastUpdateOfASession) {
+    const Station sta = startedStation();
+    for (int i = 0; i < 3; ++i) {
+        send(librad_create_accounting_sta_update(&config_, sta.get(), nullptr));
+    }
+    EXPECT_EQ(librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT), 1U);
+    sendStop(sta);
+    EXPECT_EQ(librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT), 1U);
+}
+
 TEST_F(Accounting, OwesAStopUntilTheServerIsBack) {
     const Station sta = startedStation();
     sendStop(sta);
@@ -313,7 +324,8 @@ TEST_F(Accounting, OwesAStopUntilTheServerIsBack) {
         advance(kSecond);
         if (const auto packet = receive()) {
             EXPECT_EQ(number(packet->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP), stamp);
-            EXPECT_GE(number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME), 3600U);
+            const auto delay = number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME);
+            EXPECT_EQ(delay, clock_.wall / kSecond - stamp);
             acknowledge(*packet);
         }
     }

@@ -77,7 +77,11 @@ protected:
 
     static void onGiveUp(librad_radius_msg* request, void* context) {
         const unsigned char* at = librad_radius_msg_get_authenticator(request);
-        static_cast<RadiusClient*>(context)->givenUp_.push_back({at, at + 16});
+        auto* self = static_cast<RadiusClient*>(context);
+        self->givenUp_.push_back({at, at + 16});
+        if (self->inGiveUp_) {
+            std::exchange(self->inGiveUp_, nullptr)();
+        }
     }
 
     ManualClock clock_;
@@ -85,6 +89,7 @@ protected:
     librad_radius_client* client_ = nullptr;
     bool gullible_ = false;
     std::function<void()> inHandler_;
+    std::function<void()> inGiveUp_;
     std::vector<Told> told_;
     std::vector<ByteString> givenUp_;
 };
@@ -265,6 +270,17 @@ TEST_F(RadiusClient, LetsAHandlerSendTheNextRequestOrEndTheClient) {
     server_.send(makeAnswer(*packet, 2, kSecret), packet->from);
     server_.deliver(makeAnswer(*packet, 2, kSecret), packet->from);
     EXPECT_EQ(told_.size(), 2U);
+}
+
+TEST_F(RadiusClient, LetsAGiveUpEndTheClient) {
+    makeClient();
+    send();
+    send();
+    inGiveUp_ = [&] { librad_radius_client_deinit(std::exchange(client_, nullptr)); };
+    for (int i = 0; i < 31; ++i) {
+        advance(kSecond);
+    }
+    EXPECT_EQ(givenUp_.size(), 1U);
 }
 
 TEST_F(RadiusClient, SendsNothingToAServerThatCanNotBeAsked) {

@@ -38,13 +38,13 @@ librad_radius_rx_result answerSlowly(librad_radius_msg*, librad_radius_msg*, uns
 }
 
 class EventLoopThread : public ::testing::Test {
-protected:
+public:
     ~EventLoopThread() override {
         librad_eloop_stop();
         thread_.join();
     }
 
-    librad_radius_client* makeClient(const Peer& server) {
+    static librad_radius_client* makeClient(const Peer& server) {
         librad_radius_client_config config;
         config.authServers.push_back({"127.0.0.1", server.port(), librad_secret(kSecret)});
         return librad_radius_client_init(&config);
@@ -73,10 +73,13 @@ TEST_F(EventLoopThread, TakesInAClientMadeLaterAndEndsItOnlyBetweenItsCallbacks)
     owner.entered.get_future().wait();
     // Nothing is held while the owner is called.
     send(client);
+    std::promise<void> deiniting;
     std::thread ending([&] {
+        deiniting.set_value();
         librad_radius_client_deinit(client);
         EXPECT_TRUE(owner.left);
     });
+    deiniting.get_future().wait();
     owner.mayLeave.set_value();
     ending.join();
 }
@@ -106,6 +109,33 @@ TEST_F(EventLoopThread, ServesManySendersAtOnce) {
     }
     EXPECT_EQ(librad_radius_client_get_counters(client).answered, 200U);
     librad_radius_client_deinit(client);
+}
+
+// Three seconds ahead for every thread but the one that made it.
+class ClockAheadElsewhere final : public Clock {
+public:
+    ClockAheadElsewhere() { setClock(this); }
+    ~ClockAheadElsewhere() override { setClock(nullptr); }
+    std::int64_t monotonicMicroseconds() const override {
+        return std::this_thread::get_id() == here_ ? 1000000 : 4000000;
+    }
+    std::int64_t wallMicroseconds() const override { return 0; }
+
+private:
+    const std::thread::id here_ = std::this_thread::get_id();
+};
+
+TEST(EventLoop, WakesForADeadlineSetWhileItWaits) {
+    const ClockAheadElsewhere clock;
+    std::thread thread(&librad_eloop_run);
+    const Peer server;
+    librad_radius_client* client = EventLoopThread::makeClient(server);
+    EventLoopThread::send(client);
+    EXPECT_TRUE(await(server));
+    EXPECT_TRUE(await(server));  // the repetition, at once by the loop's clock
+    librad_radius_client_deinit(client);
+    librad_eloop_stop();
+    thread.join();
 }
 
 TEST(EventLoop, ObeysAStopThatCameBeforeTheRun) {

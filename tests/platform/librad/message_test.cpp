@@ -48,7 +48,13 @@ TEST(Message, HoldsFourThousandNinetySixBytesAndNotOneMore) {
     EXPECT_FALSE(librad_radius_msg_add_attr(msg.get(), 25, value.data(), 250));  // 4097
     EXPECT_EQ(bytesOf(msg.get()).size(), 20U + 15 * 255U);
     EXPECT_TRUE(librad_radius_msg_add_attr(msg.get(), 25, value.data(), 249));  // 4096
-    EXPECT_NE(parse(bytesOf(msg.get())), nullptr);
+    ByteString bytes = bytesOf(msg.get());
+    EXPECT_NE(parse(bytes), nullptr);
+    bytes.push_back('x');  // the last attribute and the packet grow by one
+    ++bytes[bytes.size() - 251];
+    bytes[2] = 0x10;
+    bytes[3] = 0x01;
+    EXPECT_EQ(parse(bytes), nullptr);
     EXPECT_FALSE(librad_radius_msg_add_attr(msg.get(), 25, "", 0));
     EXPECT_FALSE(librad_radius_msg_add_attr(msg.get(), 25, std::string(254, 'x').data(), 254));
 }
