@@ -1,14 +1,33 @@
+// What does not concern a single event: the connection to apbd, the records handed out, the sending
+// of requests.
+
 #include "apb/apbd_collaborator.h"
 
+#include <algorithm>
+#include <limits>
+
+#include "apb/apbd_client_message_extractor.h"
+#include "apb/apbd_portal_instance_message_factory.h"
+#include "apb/apbd_requests.h"
+#include "core/json_entry.h"
 #include "core/logger.h"
+#include "core/singleton.h"
+#include "inform/factory_data.h"
+#include "kernel/kernel_white_list_store.h"
+#include "ostrel/clock.h"
+#include "ostrel/ipc.h"
+#include "portal/portal.h"
 
 namespace vesta {
 namespace {
 
+constexpr std::int64_t kRetrySeconds = 10;
+constexpr const char* kSessionTime = "cur-session-time";
+
 std::shared_ptr<MessageEntry> apbdSection(MessageEntry& config) {
     try {
         return config.getObjectValue("captive-portal")->getObjectValue("apbd");
-    } catch (const ENTRY_EXCEPTION_TYPE&) {
+    } catch (ENTRY_EXCEPTION_TYPE) {
         return nullptr;
     }
 }
@@ -16,30 +35,271 @@ std::shared_ptr<MessageEntry> apbdSection(MessageEntry& config) {
 bool isEnabled(MessageEntry& section) {
     try {
         return section.getBoolValue("enabled");
-    } catch (const ENTRY_EXCEPTION_TYPE&) {
+    } catch (ENTRY_EXCEPTION_TYPE) {
         return false;
+    }
+}
+
+// A copy of the record that nobody shares, with the session time that it has by now.
+std::shared_ptr<MessageEntry> agedCopy(const APBDEntry& entry) {
+    std::shared_ptr<MessageEntry> copy = copyForThread(entry.message.get());
+    try {
+        const std::int64_t seconds =
+            copy->getIntValue(kSessionTime) + ostrel::monotonicSeconds() - entry.receivedAt;
+        copy->insertIntValue(kSessionTime, static_cast<int>(std::min<std::int64_t>(
+                                               seconds, std::numeric_limits<int>::max())));
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        logger().Warning("Record without \"%s\":\n'%s'\n", kSessionTime,
+                         copy->getStringRepresentation());
+    }
+    return copy;
+}
+
+const char* templateOf(APBDOutbox::Kind kind) {
+    switch (kind) {
+        case APBDOutbox::Kind::add:
+            return kApbdAddRequest;
+        case APBDOutbox::Kind::update:
+            return kApbdUpdateRequest;
+        case APBDOutbox::Kind::remove:
+        case APBDOutbox::Kind::reset:
+            return kApbdDelRequest;
+        case APBDOutbox::Kind::none:
+            break;
+    }
+    return "{}";
+}
+
+void logRequest(APBDOutbox::Kind kind, const char* text) {
+    if (kind == APBDOutbox::Kind::add) {
+        logger().Debug("%s,%d,Send auth request to apb:\n'%s'\n", "informClientAuthenticated",
+                       __LINE__, text);
+    } else if (kind == APBDOutbox::Kind::update) {
+        logger().Debug("Send update request to apb:\n'%s'\n", text);
+    } else {
+        logger().Debug("Send del request to apb:\n'%s'\n", text);
     }
 }
 
 }  // namespace
 
 APBDCollaborator::APBDCollaborator(std::shared_ptr<MessageEntry> config,
-                                   std::shared_ptr<IpcInterface>, std::shared_ptr<Portal>) {
+                                   std::shared_ptr<IpcInterface> ipc,
+                                   std::shared_ptr<Portal> portal)
+    : ipc_(std::move(ipc)), portal_(portal) {
     const std::shared_ptr<MessageEntry> section = apbdSection(*config);
     if (section == nullptr) {
         logger().Debug("No apbd part in configuration!\n");
-    } else if (!isEnabled(*section)) {
+        return;
+    }
+    if (!isEnabled(*section)) {
         logger().Debug("APB not enabled. Clients not gonna be synced over APs\n");
-    } else {
-        logger().Warning(
-            "\"apbd\" is enabled, but this build can't synchronise clients with other access "
-            "points\n");
+        return;
+    }
+    enabled_ = true;
+    sendStatusRequest();
+    const MutexLock lock(mutex_);
+    lastAttempt_ = ostrel::clock().monotonicMicroseconds();
+}
+
+void APBDCollaborator::sendStatusRequest() {
+    if (!enabled_) {
+        return;
+    }
+    JsonEntry request(kApbdStatusRequest);
+    const std::string text = request.getStringRepresentation();
+    logger().Debug("Send status request to apbd:\n'%s'\n", text.c_str());
+    ipc_->send(text, IPC_MODULE_APBD);
+}
+
+void APBDCollaborator::sendSubscribeRequest(std::shared_ptr<Portal> portal) {
+    if (!enabled_ || portal == nullptr) {
+        return;
+    }
+    JsonEntry request(kApbdSubscribeRequest);
+    request.insertStringValue("ap-mac", Singleton<Factory>::getInstance().getMac().c_str());
+    request.insertArrayValue(
+        "mobility-domain-list",
+        portal->dumpInstancesToMessages(std::make_shared<APBDPortalInstanceMessageFactory>()));
+    const std::string text = request.getStringRepresentation();
+    logger().Debug("Send subscribe-request to APB server:\n'%s'\n", text.c_str());
+    ipc_->send(text, IPC_MODULE_APBD);
+}
+
+void APBDCollaborator::connectedNotify() {
+    if (!enabled_) {
+        return;
+    }
+    {
+        const MutexLock lock(mutex_);
+        lastAttempt_ = ostrel::clock().monotonicMicroseconds();
+        if (subscribed_) {
+            flush();  // a new apbd, before it looks up what to answer
+        }
+    }
+    sendSubscribeRequest(portal_.lock());
+}
+
+void APBDCollaborator::disconnectedNotify() {
+    if (!enabled_) {
+        return;
+    }
+    {
+        const MutexLock lock(mutex_);
+        if (!subscribed_) {
+            return;
+        }
+        logger().Debug("%s,%d,Receive disconnect notify from APB. Clear all APB data\n",
+                       "disconnectedNotify", __LINE__);
+        subscribed_ = false;
+        for (auto record = records_.begin(); record != records_.end();) {
+            // What was cleared before and has not been told since is known to nobody.
+            if (record->second.cleared) {
+                record = records_.erase(record);
+            } else {
+                record->second.cleared = true;
+                ++record;
+            }
+        }
+    }
+    if (const std::shared_ptr<Portal> portal = portal_.lock()) {
+        portal->clearWhiteIPLists();
     }
 }
 
-std::shared_ptr<MessageEntry> APBDCollaborator::getMessageForClient(
-    const ClientInformationIdentity&) {
-    return nullptr;
+void APBDCollaborator::updateState() {
+    const std::shared_ptr<Portal> portal = portal_.lock();
+    if (!enabled_ || portal == nullptr) {
+        return;
+    }
+    bool subscribe = false;
+    std::vector<Key> departing;
+    {
+        const MutexLock lock(mutex_);
+        const std::int64_t now = ostrel::clock().monotonicMicroseconds();
+        if (subscribed_) {
+            flush();
+        } else if (now - lastAttempt_ > kRetrySeconds * 1000000) {
+            lastAttempt_ = now;
+            subscribe = true;
+        }
+        departing.assign(departing_.begin(), departing_.end());
+    }
+    if (subscribe) {
+        sendSubscribeRequest(portal);
+    }
+    for (const Key& key : departing) {
+        removeCopies(*portal, key);
+    }
+}
+
+std::shared_ptr<MessageEntry> APBDCollaborator::getMessageForClient(const Key& identity) {
+    const MutexLock lock(mutex_);
+    const APBDEntry* const entry = find(identity);
+    if (entry == nullptr || entry->cleared) {
+        return nullptr;
+    }
+    std::shared_ptr<MessageEntry> message = agedCopy(*entry);
+    if (logger().isDebug()) {
+        logger().Debug("client %s found in messages:\n'%s'\n",
+                       message->getCharValue("sta-mac").c_str(),
+                       message->getStringRepresentation());
+    }
+    return message;
+}
+
+std::shared_ptr<MessageEntry> APBDCollaborator::takeMessageForClient(const Key& identity,
+                                                                     const std::string& vap) {
+    std::shared_ptr<MessageEntry> message = getMessageForClient(identity);
+    if (message == nullptr) {
+        return nullptr;
+    }
+    const MutexLock lock(mutex_);
+    if (APBDEntry* const entry = find(identity)) {
+        entry->state = APBDEntryState::associatedHere;
+        entry->vap = vap;
+        departing_.insert(identity);  // a copy on another radio of this access point
+    }
+    return message;
+}
+
+void APBDCollaborator::discardMessage(const Key& identity) {
+    const MutexLock lock(mutex_);
+    records_.erase(identity);
+}
+
+std::shared_ptr<ClientMessageExtractor> APBDCollaborator::getMessageExtractor() {
+    const std::shared_ptr<Portal> portal = portal_.lock();
+    return portal != nullptr
+               ? std::make_shared<APBDClientMessageExtractor>(portal->getWhiteListStore())
+               : nullptr;
+}
+
+bool APBDCollaborator::isSubscribed() {
+    const MutexLock lock(mutex_);
+    return subscribed_;
+}
+
+APBDEntry* APBDCollaborator::find(const Key& key) {
+    const auto record = records_.find(key);
+    return record == records_.end() ? nullptr : &record->second;
+}
+
+// Null when there is no room.
+APBDEntry* APBDCollaborator::insert(const Key& key) {
+    if (records_.size() >= kMaxRecords && records_.find(key) == records_.end()) {
+        logger().Warning("The record of a station is refused: there are %d already\n",
+                         static_cast<int>(kMaxRecords));
+        return nullptr;
+    }
+    return &records_[key];
+}
+
+void APBDCollaborator::post(const Key& key, Kind kind, const Entry& record,
+                            const std::string& action) {
+    JsonEntry request(templateOf(kind));
+    insertSingleUserValue(request, record);
+    if (kind == Kind::update) {
+        request.insertStringValue("action", action.c_str());
+    } else if (kind != Kind::add) {
+        request.insertStringValue("reason", kind == Kind::reset ? kApbdForced : kApbdAwayTimeout);
+    }
+    outbox_.put(key, kind, request.getStringRepresentation());
+    if (subscribed_) {
+        flush();
+    }
+}
+
+void APBDCollaborator::flush() {
+    outbox_.flush([this](Kind kind, const std::string& text) {
+        logRequest(kind, text.c_str());
+        return ipc_->send(text, IPC_MODULE_APBD);
+    });
+}
+
+void APBDCollaborator::refresh(APBDEntry& entry, MessageEntry& received) {
+    updateLastMessage(*entry.message, received);
+    try {
+        static_cast<void>(received.getIntValue(kSessionTime));
+        entry.receivedAt = ostrel::monotonicSeconds();
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        // The stored session time goes on from where it was.
+    }
+}
+
+void APBDCollaborator::insertSingleUserValue(MessageEntry& request, const Entry& record) {
+    request.insertObjectValue("user", record);
+}
+
+void APBDCollaborator::updateLastMessage(MessageEntry& stored, MessageEntry& received) {
+    for (const char* const key : {"cur-scenario-id", kSessionTime, "cur-time-limit",
+                                  "cur-traffic-limit", "simultaneous-use"}) {
+        try {
+            stored.insertIntValue(key, received.getIntValue(key));
+        } catch (ENTRY_EXCEPTION_TYPE) {
+            logger().Debug("%s: update without \"%s\"\n", "updateLastMessage", key);
+        }
+    }
 }
 
 }  // namespace vesta

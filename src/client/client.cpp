@@ -43,11 +43,17 @@ Client::Client(std::unique_ptr<ScenarioSequence> sequence, const std::string& ma
 Client::Client(std::shared_ptr<MessageEntry> message,
                std::shared_ptr<ClientMessageExtractor> extractor, const std::string& mac,
                const std::string& ip, unsigned int number, PortalInstanceInterface& owner)
-    : Client(extractSequence(message, *extractor), mac, ip, number, owner) {
+    : Client(extractSequence(message, *extractor), message, *extractor, mac, ip, number, owner) {}
+
+Client::Client(std::unique_ptr<ScenarioSequence> sequence,
+               const std::shared_ptr<MessageEntry>& message, ClientMessageExtractor& extractor,
+               const std::string& mac, const std::string& ip, unsigned int number,
+               PortalInstanceInterface& owner)
+    : Client(std::move(sequence), mac, ip, number, owner) {
     authorizedBySync_ = true;
-    login_ = extractor->extractLogin(message);
-    const unsigned int id = extractor->extractCurrentScenarioId(message);
-    const long syncTime = std::max(0L, extractor->extractSessionTime(message));
+    login_ = extractor.extractLogin(message);
+    const unsigned int id = extractor.extractCurrentScenarioId(message);
+    const long syncTime = std::max(0L, extractor.extractSessionTime(message));
     // An unknown id leaves the client on its first scenario, with an error record.
     sequence_->setCurrentScenario(id, static_cast<unsigned int>(syncTime));
 }

@@ -42,6 +42,11 @@ public:
     Client(std::shared_ptr<MessageEntry> message, std::shared_ptr<ClientMessageExtractor> extractor,
            const std::string& mac, const std::string& ip, unsigned int number,
            PortalInstanceInterface& owner);
+    // The same on a sequence of the instance's own, which must take orders, in place of the
+    // message's scenarios.
+    Client(std::unique_ptr<ScenarioSequence> sequence, const std::shared_ptr<MessageEntry>& message,
+           ClientMessageExtractor& extractor, const std::string& mac, const std::string& ip,
+           unsigned int number, PortalInstanceInterface& owner);
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;

@@ -28,6 +28,9 @@ struct ClientStatisticInfo;
 // A shared secret; null and 0 when there is none. Owned by the instance's RADIUS worker.
 using RadiusSharedKey = std::pair<unsigned char*, unsigned int>;
 
+// What a station's copy must be for removeClientWhen() to take it out.
+enum class RemoveWhen { disconnected, unauthorised };
+
 class PortalInstanceInterface {
 public:
     virtual std::string getName() const = 0;
@@ -92,6 +95,11 @@ public:
         std::shared_ptr<ClientMessageFactory>) const = 0;
     virtual std::shared_ptr<MessageEntry> dumpScenariosToMessage(
         std::shared_ptr<ClientMessageFactory>, const ClientIdentity&) const = 0;
+
+    // Removes the station where the condition holds, without throwing it off the air. True when it
+    // is not here afterwards.
+    virtual bool removeClientWhen(RemoveWhen condition, const ClientIdentity&,
+                                  const CommandInfo&) = 0;
 
     // Search predicates: exact comparison, the first match of a linear search wins.
     class PortalFindByInterface {

@@ -1,20 +1,10 @@
 #include "ipc/tinyproxy_scenario_message_extractor.h"
 
 #include "core/logger.h"
-#include "whitelist/white_addresses_list.h"
+#include "whitelist/permitted_ip.h"
 #include "whitelist/white_lists_store.h"
 
 namespace vesta {
-namespace {
-
-constexpr std::size_t kHashDigits = 32;
-
-bool isHash(const std::string& text) {
-    return text.size() == kHashDigits &&
-           text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
-}
-
-}  // namespace
 
 TinyproxyScenarioMessageExtractor::TinyproxyScenarioMessageExtractor(
     std::shared_ptr<IWhiteAddressesListsStore> store)
@@ -23,18 +13,11 @@ TinyproxyScenarioMessageExtractor::TinyproxyScenarioMessageExtractor(
 std::pair<std::string, std::string> TinyproxyScenarioMessageExtractor::extractWhiteListId(
     Entry entry) {
     const std::string permitted = entry->getCharValue("permitted-ip");
-    if (permitted.empty()) {
-        return {};
+    if (isWhiteListHash(permitted)) {
+        logger().Debug("APBPortalExtractor::%s get permitted-ip hash, just returns it!\n",
+                       "extractWhiteListId");
     }
-    if (!isHash(permitted)) {
-        const auto list = std::make_shared<WhiteAddressesList>("", permitted);
-        store_->addWhiteList(list);
-        return {list->getHash(), permitted};
-    }
-    logger().Debug("APBPortalExtractor::%s get permitted-ip hash, just returns it!\n",
-                   "extractWhiteListId");
-    const std::string name = store_->getWhiteListNameByHash(permitted);
-    return {name.empty() ? permitted : name, permitted};
+    return resolvePermittedIp(*store_, permitted);
 }
 
 long TinyproxyScenarioMessageExtractor::extractExpireTime(Entry entry) {

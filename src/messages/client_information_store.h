@@ -31,6 +31,13 @@ public:
     // The record of that client, shared with nobody; null when none is known.
     virtual std::shared_ptr<MessageEntry> getMessageForClient(
         const ClientInformationIdentity& identity) = 0;
+    // The same for a station that is about to be restored on that VAP.
+    virtual std::shared_ptr<MessageEntry> takeMessageForClient(
+        const ClientInformationIdentity& identity, const std::string& /*vap*/) {
+        return getMessageForClient(identity);
+    }
+    // The record that was handed out can't be read, so the station starts anew.
+    virtual void discardMessage(const ClientInformationIdentity&) {}
     // Called once a second: refresh from the peer.
     virtual void updateState() = 0;
     // How this store's records are read; null when it never has one.

@@ -6,18 +6,21 @@
 #include <string>
 
 #include "core/message_entry.h"
+#include "messages/access_type.h"
 
 namespace vesta {
 
 class ScenarioMessageFactory {
 public:
     virtual void createMessage() = 0;
+    // Null when the dialect can't express this scenario.
     virtual std::shared_ptr<MessageEntry> getResultMessage() = 0;
     virtual ~ScenarioMessageFactory() = default;
 
     // The scenario as configured. Times in seconds, traffic in bytes, bandwidth in KiB/s.
     virtual void addId(unsigned int) {}
     virtual void addName(const std::string&) {}
+    virtual void addAccessType(ACCESS_TYPE) {}
     virtual void addExternalUrl(const std::string&) {}
     virtual void addWithoutSession(bool) {}
     virtual void addWhiteIpHash(const std::string&) {}

@@ -123,8 +123,9 @@ bool Portal::addRememberedClient(PortalInstanceInterface& instance, const std::s
     if (!store) {
         return false;
     }
+    const ClientInformationIdentity identity(mac, instance.getSsid());
     const std::shared_ptr<MessageEntry> message =
-        store->getMessageForClient(ClientInformationIdentity(mac, instance.getSsid()));
+        store->takeMessageForClient(identity, instance.getName());
     if (!message) {
         return false;
     }
@@ -134,6 +135,7 @@ bool Portal::addRememberedClient(PortalInstanceInterface& instance, const std::s
     } catch (ENTRY_EXCEPTION_TYPE) {
         logger().Error("Record of client %s can't be read, so it starts anew:\n'%s'\n", mac.c_str(),
                        message->getStringRepresentation());
+        store->discardMessage(identity);
         return false;
     }
 }
@@ -180,6 +182,18 @@ bool Portal::disconnectClientFrom(const std::string& ssid, ClientIdentity& ident
                          ssid.c_str());
     }
     return disconnected;
+}
+
+bool Portal::removeClientFrom(const std::string& ssid, const ClientIdentity& identity,
+                              RemoveWhen condition, const CommandInfo& command,
+                              const std::string& kept) {
+    bool gone = true;
+    for (const Instance& instance : instances_) {
+        if (FindBySsid(ssid)(instance) && instance->getName() != kept) {
+            gone = instance->removeClientWhen(condition, identity, command) && gone;
+        }
+    }
+    return gone;
 }
 
 RadiusSharedKey Portal::getClientRadiusSharedKey(ClientIdentity& identity) {

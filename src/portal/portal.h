@@ -35,6 +35,7 @@ class RedirectorModuleWorker;
 class Scenario;
 class WhiteAddressesList;
 class WhiteListExtractor;
+enum class RemoveWhen;
 struct ClientIdentity;
 struct ClientStatisticInfo;
 
@@ -75,6 +76,11 @@ public:
     // Every instance of the SSID that has the station.
     bool disconnectClientFrom(const std::string& ssid, ClientIdentity& identity,
                               const CommandInfo& command);
+    // Removes the station from every instance of the SSID but that of the interface `kept`, where
+    // the condition holds, without throwing it off the air. True when none has it afterwards.
+    bool removeClientFrom(const std::string& ssid, const ClientIdentity& identity,
+                          RemoveWhen condition, const CommandInfo& command,
+                          const std::string& kept = "");
     // The secret of the instance that has the station connected, else of the first one.
     RadiusSharedKey getClientRadiusSharedKey(ClientIdentity& identity) override;
     [[nodiscard]] std::string getUplink() const override { return uplink_; }

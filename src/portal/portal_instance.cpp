@@ -10,7 +10,6 @@
 #include "core/network_interface.h"
 #include "core/required_key.h"
 #include "kernel/shaper_module_worker.h"
-#include "messages/client_message_extractor.h"
 #include "messages/portal_instance_message_extractor.h"
 #include "portal/identity_match.h"
 #include "radius/radius_worker.h"
@@ -164,26 +163,6 @@ bool PortalInstance::addClient(const std::string& mac, const std::string& ip, un
     }
     logger().Debug("%s,%d,going to add client %s\n", "addClient", 232, mac.c_str());
     insertClient(std::make_shared<Client>(sequences_->build(), mac, ip, value, owner_));
-    return true;
-}
-
-bool PortalInstance::addClient(std::shared_ptr<MessageEntry> message,
-                               std::shared_ptr<ClientMessageExtractor> extractor,
-                               const std::string& ip, unsigned int value) {
-    const std::string mac = extractor->extractMac(message);
-    const ClientIdentity identity(mac, ip, "", "");
-    if (identity.mac.isZero()) {
-        return false;
-    }
-    if (clients_.find(identity)) {
-        logger().Warning("%s,%d,client '%s' is already exsists. Don't do anything\n", "addClient",
-                         227, identity.to_string().c_str());
-        return true;
-    }
-    const auto client = std::make_shared<Client>(message, extractor, mac, ip, value, owner_);
-    insertClient(client);
-    ClientStatisticInfo statistics = client->getStatistic();
-    handleClientScenarioChange(client, statistics);
     return true;
 }
 

@@ -95,6 +95,8 @@ public:
     std::shared_ptr<MessageEntry> dumpScenariosToMessage(
         std::shared_ptr<ClientMessageFactory> factory,
         const ClientIdentity& identity) const override;
+    bool removeClientWhen(RemoveWhen condition, const ClientIdentity& identity,
+                          const CommandInfo& command) override;
 
 protected:
     using ClientPtr = std::shared_ptr<Client>;
@@ -110,6 +112,9 @@ protected:
 private:
     void ConfigureRadiusWorker(const Settings& settings);
     void configureAuthenticator();
+    ClientPtr restoreClient(const std::shared_ptr<MessageEntry>& message,
+                            const std::shared_ptr<ClientMessageExtractor>& extractor,
+                            const std::string& mac, const std::string& ip, unsigned int value);
     void insertClient(ClientPtr client);
     void handleClientRemove(const ClientPtr& client, const CommandInfo& command);
     void removeClient(const ClientPtr& client, EndReason reason);

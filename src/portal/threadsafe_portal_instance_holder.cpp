@@ -186,4 +186,11 @@ std::shared_ptr<MessageEntry> ThreadsafePortalInstanceHolder::dumpScenariosToMes
     return instance_->dumpScenariosToMessage(std::move(factory), identity);
 }
 
+bool ThreadsafePortalInstanceHolder::removeClientWhen(RemoveWhen condition,
+                                                      const ClientIdentity& identity,
+                                                      const CommandInfo& command) {
+    const MutexLock lock(mutex_);
+    return instance_->removeClientWhen(condition, identity, command);
+}
+
 }  // namespace vesta

@@ -75,6 +75,8 @@ public:
     std::shared_ptr<MessageEntry> dumpScenariosToMessage(
         std::shared_ptr<ClientMessageFactory> factory,
         const ClientIdentity& identity) const override EXCLUDES(mutex_);
+    bool removeClientWhen(RemoveWhen condition, const ClientIdentity& identity,
+                          const CommandInfo& command) override EXCLUDES(mutex_);
 
 private:
     mutable Mutex mutex_;

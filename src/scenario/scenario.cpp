@@ -127,6 +127,7 @@ std::shared_ptr<MessageEntry> Scenario::writeReport(ScenarioMessageFactory& fact
     factory.createMessage();
     factory.addId(id_);
     factory.addName(*name_);
+    factory.addAccessType(getAccessOpen());
     factory.addExternalUrl(report.externalUrl);
     factory.addWithoutSession(false);
     if (report.whiteIp != nullptr) {

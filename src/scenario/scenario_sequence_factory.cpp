@@ -17,6 +17,10 @@ std::unique_ptr<ScenarioSequence> ScenarioSequenceFactory::build() const {
     return std::make_unique<ScenarioSequence>(prototype());
 }
 
+std::unique_ptr<ScenarioSequence> ScenarioSequenceFactory::buildManageable() const {
+    return std::make_unique<ManageableScenarioSequence>(prototype());
+}
+
 ManageableScenarioSequenceFactory::ManageableScenarioSequenceFactory(
     ScenarioSequence::Messages& messages, std::shared_ptr<ScenarioMessageExtractor> extractor)
     : ScenarioSequenceFactory(

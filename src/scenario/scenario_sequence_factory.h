@@ -21,6 +21,9 @@ public:
     ScenarioSequenceFactory& operator=(const ScenarioSequenceFactory&) = delete;
 
     [[nodiscard]] virtual std::unique_ptr<ScenarioSequence> build() const;
+    // A copy that takes orders, also where build() gives a plain one: for a client that is put
+    // where another access point had it.
+    [[nodiscard]] std::unique_ptr<ScenarioSequence> buildManageable() const;
     // The virtual portal of the first redirect scenario, "" when there is none.
     [[nodiscard]] const std::string& getFirstRedirectPortalName() const {
         return firstRedirectPortalName_;

@@ -40,9 +40,6 @@ TEST(ApbdCollaborator, SaysWhyItDoesNotSynchronise) {
          "|DEBUG|APB not enabled. Clients not gonna be synced over APs"},
         {R"({"captive-portal": {"apbd": {"enabled": false}}})",
          "|DEBUG|APB not enabled. Clients not gonna be synced over APs"},
-        {R"({"captive-portal": {"apbd": {"enabled": true}}})",
-         "|WARNING|\"apbd\" is enabled, but this build can't synchronise clients with other access "
-         "points"},
     };
     for (const auto& [config, record] : cases) {
         SCOPED_TRACE(config);

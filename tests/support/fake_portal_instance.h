@@ -104,6 +104,9 @@ public:
                                    const ClientIdentity&) const override {
         return nullptr;
     }
+    bool removeClientWhen(RemoveWhen, const ClientIdentity&, const CommandInfo&) override {
+        return !hasClient;
+    }
 
     std::string name = "wlan0-va1";
     std::string attachedInterface = "wlan0-va1";
