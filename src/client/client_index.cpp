@@ -23,13 +23,18 @@ void ClientIndex::remove(Client& client) {
 }
 
 Client* ClientIndex::find(const ClientIdentity& identity) const {
-    Client* oldest = nullptr;
-    for (Client* const client :
-         {byMac_.find(identity.mac), byIp_.find(identity.ip), byLogin_.find(identity.username)}) {
+    Client* oldest = byMac_.find(identity.mac);
+    const auto consider = [&oldest](Client* client) {
         if (client != nullptr &&
             (oldest == nullptr || client->getArrival() < oldest->getArrival())) {
             oldest = client;
         }
+    };
+    if (!identity.ip.empty()) {
+        consider(byIp_.find(identity.ip));
+    }
+    if (!identity.username.empty()) {
+        consider(byLogin_.find(identity.username));
     }
     return oldest;
 }

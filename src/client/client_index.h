@@ -4,14 +4,14 @@
 // time. Keys are not copied; they stay where they are in the client, which leaves the index before
 // one of them changes.
 
-#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "client/client.h"
+#include "client/client_hash_table.h"
 
 namespace vesta {
 
@@ -22,39 +22,37 @@ template <class Key, const Key& (Client::*keyOf)() const>
 class OldestClientIndex {
 public:
     void add(Client& client) {
-        const auto [place, isOnly] = oldest_.try_emplace(&(client.*keyOf)(), &client);
-        if (isOnly) {
-            return;
-        }
-        Client* const other = place->second;
-        if (other->getArrival() < client.getArrival()) {
+        const ClientHashTable::Slot* const slot = slotOf((client.*keyOf)());
+        if (slot == nullptr) {
+            oldest_.insert(hashOf((client.*keyOf)()), client);
+        } else if (slot->client->getArrival() < client.getArrival()) {
             younger_.insert(&client);
-            return;
+        } else {
+            younger_.insert(slot->client);
+            oldest_.replace(slot, client);
         }
-        oldest_.erase(place);
-        oldest_.emplace(&(client.*keyOf)(), &client);
-        younger_.insert(other);
     }
 
     // `client` is in the index.
     void remove(Client& client) {
-        const auto place = oldest_.find(&(client.*keyOf)());
-        if (place->second != &client) {
+        const ClientHashTable::Slot* const slot = slotOf((client.*keyOf)());
+        if (slot->client != &client) {
             younger_.erase(&client);
             return;
         }
-        oldest_.erase(place);
         const auto next = younger_.lower_bound(&client);
-        if (next != younger_.end() && ((*next)->*keyOf)() == (client.*keyOf)()) {
-            oldest_.emplace(&((*next)->*keyOf)(), *next);
-            younger_.erase(next);
+        if (next == younger_.end() || ((*next)->*keyOf)() != (client.*keyOf)()) {
+            oldest_.erase(slot);
+            return;
         }
+        oldest_.replace(slot, **next);
+        younger_.erase(next);
     }
 
     // Null when there is none.
     [[nodiscard]] Client* find(const Key& key) const {
-        const auto place = oldest_.find(&key);
-        return place != oldest_.end() ? place->second : nullptr;
+        const ClientHashTable::Slot* const slot = slotOf(key);
+        return slot != nullptr ? slot->client : nullptr;
     }
 
 private:
@@ -63,15 +61,16 @@ private:
         return {reinterpret_cast<const char*>(key.bytes().data()), key.bytes().size()};
     }
 
-    // noexcept has the table keep no copy of the hash: 16 bytes less a station.
-    struct Hash {
-        std::size_t operator()(const Key* key) const noexcept {
-            return std::hash<std::string_view>()(bytesOf(*key));
-        }
-    };
-    struct Equal {
-        bool operator()(const Key* left, const Key* right) const { return *left == *right; }
-    };
+    static std::uint32_t hashOf(const Key& key) {
+        const std::uint64_t hash = std::hash<std::string_view>()(bytesOf(key));
+        return static_cast<std::uint32_t>(hash ^ (hash >> 32U));
+    }
+
+    [[nodiscard]] const ClientHashTable::Slot* slotOf(const Key& key) const {
+        return oldest_.find(hashOf(key),
+                            [&key](const Client& client) { return (client.*keyOf)() == key; });
+    }
+
     struct ByKeyAndArrival {
         bool operator()(const Client* left, const Client* right) const {
             const int order = bytesOf((left->*keyOf)()).compare(bytesOf((right->*keyOf)()));
@@ -79,7 +78,7 @@ private:
         }
     };
 
-    std::unordered_map<const Key*, Client*, Hash, Equal> oldest_;
+    ClientHashTable oldest_;
     std::set<Client*, ByKeyAndArrival> younger_;
 };
 

@@ -70,9 +70,11 @@ public:
 };
 
 TEST_F(ClientTableTest, AnswersAsALinearSearchThroughAnythingThatHappens) {
-    // Few keys, so that nearly every client shares one with others.
-    const std::vector<std::string> macs = {"02:00:00:00:00:01", "02:00:00:00:00:02",
-                                           "02:00:00:00:00:03", "02:00:00:00:00:04", "bad"};
+    // Enough addresses to fill a hash table; else few keys, so that nearly every client shares one.
+    std::vector<std::string> macs = {"bad"};
+    for (int i = 10; i < 90; ++i) {
+        macs.push_back("02:00:00:00:00:" + std::to_string(i));
+    }
     const std::vector<std::string> ips = {"", "10.0.0.1", "10.0.0.2", "10.0.0.3"};
     const std::vector<std::string> logins = {"", "guest", "anna", "bob"};
     std::mt19937 random(20241);
@@ -84,8 +86,8 @@ TEST_F(ClientTableTest, AnswersAsALinearSearchThroughAnythingThatHappens) {
     std::vector<ClientPtr> removed;
 
     for (int step = 0; step < 20000; ++step) {
-        const std::size_t action = below(8);
-        if (model.entries.empty() || (action == 0 && model.entries.size() < 40)) {
+        const std::size_t action = below(5);
+        if (model.entries.empty() || (action == 0 && model.entries.size() < 90)) {
             // Some come back as they were.
             ClientPtr client = make(oneOf(macs), oneOf(ips));
             if (!removed.empty() && below(3) == 0) {
@@ -97,7 +99,7 @@ TEST_F(ClientTableTest, AnswersAsALinearSearchThroughAnythingThatHappens) {
         } else {
             const std::size_t index = below(model.entries.size());
             const ClientPtr client = model.entries[index].client;
-            if (action == 1) {
+            if (action == 1 && below(2) == 0) {
                 table_.erase(client);
                 model.entries.erase(model.entries.begin() + static_cast<std::ptrdiff_t>(index));
                 removed.push_back(client);
