@@ -35,12 +35,13 @@ private:
 
 inline std::shared_ptr<Client> makeClient(PortalInstanceInterface& owner,
                                           unsigned int txMaxSpeed = 0, unsigned int rxMaxSpeed = 0,
-                                          const std::string& ip = kClientIp) {
+                                          const std::string& ip = kClientIp,
+                                          const std::string& mac = kClientMac) {
     ScenarioSequence::Messages scenarios{std::make_shared<JsonEntry>("{}")};
     return std::make_shared<Client>(
         std::make_unique<ScenarioSequence>(scenarios,
                                            std::make_shared<OpenAccess>(txMaxSpeed, rxMaxSpeed)),
-        kClientMac, ip, 1500, owner);
+        mac, ip, 1500, owner);
 }
 
 }  // namespace vesta::testing

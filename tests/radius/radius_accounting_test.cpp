@@ -1,0 +1,201 @@
+// What the accounting server hears of a session.
+
+#include <gtest/gtest.h>
+
+#include "client/client_statistic_info.h"
+#include "radius/radius_mapper.h"
+#include "worker_fixture.h"
+
+namespace vesta {
+namespace {
+
+using ostrel::testing::number;
+using ostrel::testing::Packet;
+using ostrel::testing::text;
+using testing::WorkerTest;
+
+enum StatusType { start = 1, stop = 2, interim = 3, accountingOn = 7 };
+
+class AccountingTest : public WorkerTest {
+protected:
+    void buildAccounting(const std::string& more = R"(, "acct-periodic": true,
+                                                      "acct-interval": 60)") {
+        build(AUTH_MODE_LOCAL, RADIUS_WORKMODE_ACCOUNTING, more);
+    }
+
+    // The next record that is no Accounting-On, answered.
+    Packet record() {
+        for (;;) {
+            Packet packet = request();
+            server_.deliver(ostrel::testing::makeAnswer(
+                                packet, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE, kSecret),
+                            packet.from);
+            if (number(packet.msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE) != accountingOn) {
+                return packet;
+            }
+        }
+    }
+    static std::uint32_t numberOf(const Packet& packet, std::uint8_t type) {
+        return number(packet.msg.get(), type);
+    }
+    static std::string textOf(const Packet& packet, std::uint8_t type) {
+        return text(packet.msg.get(), type);
+    }
+
+    std::shared_ptr<Client> newConnected(const std::string& login = "bob") {
+        const auto client = newClient(login);
+        connect(*client);
+        return client;
+    }
+    // A session that runs, its Start taken off.
+    std::shared_ptr<Client> newSession() {
+        const auto client = newConnected();
+        EXPECT_TRUE(worker_->informClientAuthenticated(client, none_));
+        record();
+        return client;
+    }
+    static ClientStatisticInfo counters(unsigned long long rx, unsigned long long tx, long uptime,
+                                        EndReason reason = END_REASON_NONE) {
+        return {"", "", rx, tx, 11, 12, 0, 0, 0, 0, 0, uptime, 0, reason};
+    }
+
+    ClientStatisticInfo none_;
+};
+
+TEST_F(AccountingTest, TellsASessionFromItsStartToItsStop) {
+    buildAccounting();
+    const auto client = newConnected();
+    const std::string session = client->getSessionId();
+    client->getRadiusSta()->classes = {"gold"};
+    worker_->noteStatistic(*client, counters(1000, 500, 10));  // before the login
+    EXPECT_TRUE(worker_->informClientAuthenticated(client, none_));
+    const Packet begin = record();
+    EXPECT_EQ(numberOf(begin, LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE), std::uint32_t{start});
+    EXPECT_EQ(textOf(begin, LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID), session);
+    EXPECT_EQ(textOf(begin, LIBRAD_RADIUS_ATTR_USER_NAME), "bob");
+    EXPECT_EQ(textOf(begin, LIBRAD_RADIUS_ATTR_CALLING_STATION_ID), "0A-1B-2C-3D-4E-5F");
+    EXPECT_EQ(textOf(begin, LIBRAD_RADIUS_ATTR_CALLED_STATION_ID), "02-00-00-00-00-BB:Guest");
+    EXPECT_EQ(textOf(begin, LIBRAD_RADIUS_ATTR_NAS_PORT_ID), "wlan0-va1");
+    EXPECT_EQ(numberOf(begin, LIBRAD_RADIUS_ATTR_NAS_PORT), 1U);
+    EXPECT_EQ(numberOf(begin, LIBRAD_RADIUS_ATTR_NAS_IP_ADDRESS), 0x7f000001U);
+    EXPECT_EQ(numberOf(begin, LIBRAD_RADIUS_ATTR_FRAMED_IP_ADDRESS), 0x0a010203U);
+
+    // The first update is due a full interval after the Start.
+    clock_.advanceSeconds(59);
+    ClientStatisticInfo now = counters(3000, 600, 69);
+    EXPECT_TRUE(worker_->informUpdateClient(client, now));
+    EXPECT_TRUE(isSilent());
+    clock_.advanceSeconds(1);
+    EXPECT_TRUE(worker_->informUpdateClient(client, now));
+    const Packet update = record();
+    EXPECT_EQ(numberOf(update, LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE), std::uint32_t{interim});
+    EXPECT_EQ(numberOf(update, LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), 2000U);
+    EXPECT_EQ(numberOf(update, LIBRAD_RADIUS_ATTR_ACCT_OUTPUT_OCTETS), 100U);
+    EXPECT_EQ(numberOf(update, LIBRAD_RADIUS_ATTR_ACCT_SESSION_TIME), 60U);
+    EXPECT_TRUE(worker_->informUpdateClient(client, now));
+    EXPECT_TRUE(isSilent());
+
+    client->setLogin("eve");  // typed meanwhile; the session is still bob's
+    now = counters(4000, 700, 70, END_REASON_TIME_EXPIRED);
+    EXPECT_TRUE(worker_->informClientDeuthenticated(client, now));
+    const Packet end = record();
+    EXPECT_EQ(numberOf(end, LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE), std::uint32_t{stop});
+    EXPECT_EQ(textOf(end, LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID), session);
+    EXPECT_EQ(textOf(end, LIBRAD_RADIUS_ATTR_USER_NAME), "bob");
+    EXPECT_EQ(textOf(end, LIBRAD_RADIUS_ATTR_CLASS), "gold");
+    EXPECT_EQ(numberOf(end, LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), 3000U);
+    EXPECT_EQ(numberOf(end, LIBRAD_RADIUS_ATTR_ACCT_TERMINATE_CAUSE), 5U);
+    EXPECT_NE(client->getSessionId(), session);
+}
+
+TEST_F(AccountingTest, BillsNothingTwiceWhenAScenarioKnowsLessThanTheDriver) {
+    buildAccounting();
+    const auto client = newSession();
+    worker_->noteStatistic(*client, counters(8000, 0, 20));
+    ClientStatisticInfo stale = counters(5000, 0, 15, END_REASON_DISCONNECTED);
+    EXPECT_TRUE(worker_->informClientDisconnected(client, stale));
+    EXPECT_EQ(numberOf(record(), LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), 8000U);
+}
+
+TEST_F(AccountingTest, CountsOnWhenTheDriverBeginsAnew) {
+    buildAccounting();
+    const auto client = newSession();
+    worker_->noteStatistic(*client, counters(8000, 0, 20));
+    worker_->noteStatistic(*client, counters(300, 0, 2));
+    ClientStatisticInfo now = counters(500, 0, 3, END_REASON_DISCONNECTED);
+    EXPECT_TRUE(worker_->informClientRemoved(client, now));
+    EXPECT_EQ(numberOf(record(), LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), 8500U);
+    EXPECT_EQ(client->getRadiusSta(), nullptr);
+}
+
+TEST_F(AccountingTest, SaysWhyASessionEnded) {
+    struct Case {
+        EndReason reason;
+        std::uint32_t cause;
+    };
+    buildAccounting();
+    for (const Case& given : {Case{END_REASON_NONE, 0}, Case{END_REASON_APBD_REQUEST, 4},
+                              Case{END_REASON_RADIUS_REQUEST, 10}, Case{END_REASON_TIME_EXPIRED, 5},
+                              Case{END_REASON_DISCONNECTED, 1}}) {
+        const auto client = newSession();
+        ClientStatisticInfo now = counters(1, 1, 1, given.reason);
+        EXPECT_TRUE(worker_->informClientRemoved(client, now));
+        EXPECT_EQ(numberOf(record(), LIBRAD_RADIUS_ATTR_ACCT_TERMINATE_CAUSE), given.cause);
+    }
+    EXPECT_EQ(RadiusMapper::reasonToAcctTerm(static_cast<EndReason>(5)), 0U);
+}
+
+TEST_F(AccountingTest, SendsNothingWithoutASession) {
+    buildAccounting();
+    ClientStatisticInfo now = counters(1, 1, 1);
+    const auto noLogin = newConnected("");
+    EXPECT_FALSE(worker_->informClientAuthenticated(noLogin, now));
+    const auto away = newClient();
+    EXPECT_TRUE(worker_->informClientAuthenticated(away, now));
+    EXPECT_TRUE(worker_->informClientDeuthenticated(away, now));
+    EXPECT_FALSE(worker_->informUpdateClient(away, now));
+    EXPECT_FALSE(worker_->informClientDisconnected(away, now));
+    EXPECT_FALSE(worker_->informClientRemoved(away, now));
+    EXPECT_FALSE(worker_->informClientAuthenticated(newSession(), now));  // started already
+    EXPECT_TRUE(isSilent());
+}
+
+TEST_F(AccountingTest, SendsNoUpdatesUnlessTheyAreConfigured) {
+    for (const char* const more : {R"(, "acct-periodic": false, "acct-interval": 60)",
+                                   R"(, "acct-periodic": true, "acct-interval": -1)", ""}) {
+        buildAccounting(more);
+        const auto client = newSession();
+        clock_.advanceSeconds(1000);
+        ClientStatisticInfo now = counters(1, 1, 1);
+        EXPECT_TRUE(worker_->informUpdateClient(client, now));
+        EXPECT_TRUE(isSilent());
+    }
+}
+
+TEST_F(AccountingTest, FreesRecordsAlsoWhereItDoesNotAccount) {
+    build(AUTH_MODE_RADIUS);
+    const auto client = newConnected();
+    EXPECT_TRUE(worker_->informClientAuthenticated(client, none_));
+    EXPECT_TRUE(worker_->informClientRemoved(client, none_));
+    EXPECT_EQ(client->getRadiusSta(), nullptr);
+    EXPECT_TRUE(isSilent());
+}
+
+TEST_F(AccountingTest, FindsTheStationOfASessionById) {
+    buildAccounting();
+    const auto client = newSession();
+    ClientIdentity identity("", "", client->getSessionId(), "");
+    EXPECT_TRUE(RadiusWorker::fillClientIdentityOnAcctId(identity));
+    EXPECT_EQ(identity.mac, client->getMac());
+
+    const std::string good = client->getSessionId();
+    for (const std::string& bad : {std::string(), good + "0", good.substr(1), " " + good.substr(1),
+                                   good.substr(0, 8) + "+" + good.substr(9),
+                                   good.substr(0, 9) + "0x00000F", std::string("garbage")}) {
+        ClientIdentity unknown("", "", bad, "");
+        EXPECT_FALSE(RadiusWorker::fillClientIdentityOnAcctId(unknown)) << bad;
+    }
+}
+
+}  // namespace
+}  // namespace vesta
