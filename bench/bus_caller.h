@@ -1,0 +1,37 @@
+#pragma once
+
+// Asks modules of the bus one question after the other and takes the time, and the barest module
+// that can be asked: it sends back what it gets.
+//
+// Threads: ask() from one thread.
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "ostrel/ipc.h"
+
+namespace vesta::bench {
+
+inline constexpr int kEchoModule = 78;
+
+// The echo's side; does not return.
+[[noreturn]] void serveEcho();
+
+class BusCaller {
+public:
+    using Microseconds = std::chrono::duration<double, std::micro>;
+
+    BusCaller();
+    ~BusCaller();
+    BusCaller(const BusCaller&) = delete;
+    BusCaller& operator=(const BusCaller&) = delete;
+
+    // From the call until its answer is parsed; negative when none came.
+    Microseconds ask(int module, const std::string& question);
+
+private:
+    IpcInterface ipc_;
+};
+
+}  // namespace vesta::bench

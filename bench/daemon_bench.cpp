@@ -1,0 +1,234 @@
+// What the daemon costs as a process beside a simulated access point: rows of the table on standard
+// output, progress on standard error. The stations that one measurement brings stay for the next.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "apsim/access_point.h"
+#include "bus_caller.h"
+#include "child_process.h"
+#include "stations.h"
+#include "support/runtime_directory.h"
+#include "table.h"
+
+namespace vesta::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using apsim::Json;
+
+constexpr std::chrono::seconds kPatience{60};
+
+double medianOf(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+class Measurement {
+public:
+    Measurement(const std::string& runtimeDirectory, const std::string& self);
+
+    void idle();
+    void burst();
+    void validateIp();
+    void memory();
+
+private:
+    void announce(std::size_t until);
+    void connect(std::size_t until);
+    void logIn(std::size_t from, std::size_t to);
+    void waitForPasses(std::uint64_t passes);
+    std::size_t stationsOfDaemon();
+    double residentKiB();
+
+    apsim::AccessPoint accessPoint_;
+    ChildProcess daemon_;
+    ChildProcess echo_;
+    std::size_t announced_ = 0;
+    double emptyKiB_ = 0;
+};
+
+Json configuration(const std::string& logFile) {
+    Json config = Json::parse(configurationText(1));
+    config["captive-portal"]["logfile"] = logFile;
+    config["captive-portal"]["loglevel"] = 3;
+    return config;
+}
+
+apsim::AccessPointOptions countingOnly() {
+    apsim::AccessPointOptions options;
+    options.keepEvents = false;
+    return options;
+}
+
+Measurement::Measurement(const std::string& runtimeDirectory, const std::string& self)
+    : accessPoint_(configuration(runtimeDirectory + "/vestad.log"), countingOnly()),
+      daemon_(ChildProcess::daemonWords()),
+      echo_({self, "echo"}) {
+    if (!accessPoint_.waitForDaemon(kPatience)) {
+        throw std::runtime_error("the daemon does not answer");
+    }
+}
+
+void Measurement::announce(std::size_t until) {
+    for (; announced_ < until; ++announced_) {
+        const apsim::StationId id{interfaceOf(0), macOf(announced_)};
+        accessPoint_.associations().associate(id);
+        accessPoint_.modules().notify(id, ipOf(announced_));
+    }
+}
+
+// Brings stations until there are `until`, and waits until the redirector was told of each.
+void Measurement::connect(std::size_t until) {
+    constexpr std::size_t kPortion = 5000;
+    while (announced_ < until) {
+        announce(std::min(until, announced_ + kPortion));
+        const auto arrived = [this] { return accessPoint_.redirector().stations() == announced_; };
+        if (!accessPoint_.events().waitUntil(arrived, kPatience)) {
+            throw std::runtime_error("stations are missing");
+        }
+    }
+}
+
+void Measurement::logIn(std::size_t from, std::size_t to) {
+    for (std::size_t i = from; i < to; i += 2) {
+        if (!accessPoint_.portal().validate(ipOf(i), loginOf(i), "secret")) {
+            throw std::runtime_error("a login has no answer");
+        }
+    }
+}
+
+void Measurement::waitForPasses(std::uint64_t passes) {
+    apsim::Monitord& monitord = accessPoint_.monitord();
+    if (!monitord.waitForAnswers(monitord.answers() + passes, kPatience)) {
+        throw std::runtime_error("the daemon asks for no statistics");
+    }
+}
+
+std::size_t Measurement::stationsOfDaemon() {
+    const auto answer = accessPoint_.portal().status();
+    return answer ? (*answer)["value"]["clients"].size() : 0;
+}
+
+// Between two passes: while an answer of monitord is worked on, its nodes are there besides.
+double Measurement::residentKiB() {
+    std::vector<double> samples;
+    for (int i = 0; i < 100; ++i) {
+        samples.push_back(static_cast<double>(daemon_.residentKiB()));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    std::sort(samples.begin(), samples.end());
+    return samples[samples.size() / 10];
+}
+
+void Measurement::idle() {
+    constexpr long kSeconds = 10;
+    constexpr double kMostASecond = 20;
+    waitForPasses(3);
+    emptyKiB_ = residentKiB();
+    const std::vector<long> before = daemon_.sleeps();
+    std::this_thread::sleep_for(std::chrono::seconds(kSeconds));
+    const std::vector<long> after = daemon_.sleeps();
+    double most = 0;
+    double all = 0;
+    for (std::size_t i = 0; i < std::min(before.size(), after.size()); ++i) {
+        const double rate = static_cast<double>(after[i] - before[i]) / kSeconds;
+        most = std::max(most, rate);
+        all += rate;
+    }
+    printRow("wake-ups a second of the busiest thread of the idle daemon", "at most 20",
+             twoDigits(most) + " (" + twoDigits(all) + " of all " + std::to_string(after.size()) +
+                 " threads)",
+             most <= kMostASecond && before.size() == after.size());
+}
+
+void Measurement::burst() {
+    constexpr std::size_t kStations = 1000;
+    constexpr double kMostSeconds = 1;
+    const Clock::time_point start = Clock::now();
+    announce(kStations);
+    std::size_t admitted = 0;
+    while (admitted < kStations && Clock::now() < start + kPatience) {
+        admitted = stationsOfDaemon();
+    }
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    printRow("seconds until all of 1,000 stations that come together are admitted",
+             "at most 1, none lost",
+             twoDigits(seconds) + ", " + std::to_string(kStations - admitted) + " lost",
+             admitted == kStations && seconds <= kMostSeconds);
+    connect(kStations);
+    logIn(0, kStations);
+}
+
+void Measurement::validateIp() {
+    constexpr std::size_t kStations = 10000;
+    constexpr int kQuestions = 4000;
+    constexpr double kMostTimesTheEcho = 3;
+    constexpr double kMostMicroseconds = 1000;
+    const std::size_t before = announced_;
+    connect(kStations);
+    logIn(before, kStations);
+    BusCaller caller;
+    std::vector<double> validations;
+    std::vector<double> echoes;
+    for (int i = 0; i < kQuestions; ++i) {
+        // 7919 is a prime: the stations in no order.
+        const std::string ip = ipOf(static_cast<std::size_t>(i) * 7919 % kStations);
+        const std::string params = R"("params": {"ipaddr": ")" + ip + "\"}}";
+        echoes.push_back(caller.ask(kEchoModule, R"({"command": "echo", )" + params).count());
+        validations.push_back(
+            caller.ask(IPC_MODULE_VESTAD, R"({"command": "validate-ip", )" + params).count());
+        if (echoes.back() < 0 || validations.back() < 0) {
+            throw std::runtime_error("a question has no answer");
+        }
+    }
+    const double validation = medianOf(validations);
+    const double echo = medianOf(echoes);
+    printRow("\"validate-ip\" at 10,000 stations / an echo over the same bus",
+             "at most 3.0, below 1 ms",
+             twoDigits(validation / echo) + " (" + twoDigits(validation) + " / " + twoDigits(echo) +
+                 " us)",
+             validation <= kMostTimesTheEcho * echo && validation < kMostMicroseconds);
+}
+
+void Measurement::memory() {
+    constexpr std::size_t kStations = 20000;
+    constexpr double kMostBytes = 2048;
+    const std::size_t before = announced_;
+    connect(kStations);
+    logIn(before, kStations);
+    waitForPasses(3);
+    const double bytes = (residentKiB() - emptyKiB_) * 1024 / kStations;
+    printRow("resident bytes a station between two passes, 20,000 with three scenarios each",
+             "at most 2,048",
+             twoDigits(bytes) + " (the empty daemon: " + twoDigits(emptyKiB_) + " KiB)",
+             bytes <= kMostBytes);
+}
+
+}  // namespace
+}  // namespace vesta::bench
+
+int main(int argc, char** argv) {
+    try {
+        if (argc > 1 && std::strcmp(argv[1], "echo") == 0) {
+            vesta::bench::serveEcho();
+        }
+        const vesta::testing::RuntimeDirectory directory;
+        vesta::bench::Measurement measurement(directory.path(), argv[0]);
+        measurement.idle();
+        measurement.burst();
+        measurement.validateIp();
+        measurement.memory();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "daemon_bench: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}

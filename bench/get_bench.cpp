@@ -1,0 +1,147 @@
+// "get" at 10,000 stations: the handler and the text of its answer, against json-c's writing of
+// that answer; and how long the question keeps others from an instance.
+
+#include <benchmark/benchmark.h>
+#include <json-c/json.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "apb/apbd_collaborator.h"
+#include "core/json_entry.h"
+#include "ipc/ipc_event_listener.h"
+#include "loaded_portal.h"
+#include "messages/ipc_dump_factories.h"
+#include "model_bench.h"
+#include "results.h"
+#include "stations.h"
+#include "table.h"
+
+namespace vesta::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Entry = std::shared_ptr<MessageEntry>;
+
+constexpr std::size_t kStations = 10000;
+constexpr std::size_t kInstances = 4;
+constexpr double kMostTimesTheWriting = 3.0;
+constexpr int kTextFlags = JSON_C_TO_STRING_SPACED | JSON_C_TO_STRING_PRETTY;
+
+struct Served {
+    LoadedPortal loaded{kStations, kInstances};
+    std::shared_ptr<APBDCollaborator> apbd = std::make_shared<APBDCollaborator>(
+        loaded.configuration(), LoadedPortal::bus(), loaded.portal());
+    IPCEventListener listener{loaded.portal(), apbd, LoadedPortal::bus()};
+};
+
+Served& served() {
+    static const auto served = std::make_unique<Served>();
+    return *served;
+}
+
+Entry get() {
+    return served().listener.handleVestadState(
+        std::make_shared<JsonEntry>(R"({"command": "get"})"));
+}
+
+void writeAnswer(benchmark::State& state) {
+    const Entry answer = get();
+    for (auto _ : state) {
+        state.PauseTiming();
+        // A node keeps the text that was made of it: each time another one, as in the daemon.
+        json_object* copy = nullptr;
+        json_object_deep_copy(static_cast<json_object*>(answer->getRowMessage()), &copy, nullptr);
+        state.ResumeTiming();
+        benchmark::DoNotOptimize(json_object_to_json_string_ext(copy, kTextFlags));
+        state.PauseTiming();
+        json_object_put(copy);
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(writeAnswer)->Unit(benchmark::kMillisecond);
+
+void answerGet(benchmark::State& state) {
+    served();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(get()->getStringRepresentation());
+    }
+}
+BENCHMARK(answerGet)->Unit(benchmark::kMillisecond);
+
+double milliseconds(Clock::duration duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+// The longest time that a call into the first instance takes while `work` runs.
+template <class Work>
+double longestWaitDuring(Work work) {
+    Portal& portal = *served().loaded.portal();
+    std::atomic<bool> ready{false};
+    std::atomic<bool> ending{false};
+    double longest = 0;
+    std::thread prober([&] {
+        while (!ending) {
+            const Clock::time_point start = Clock::now();
+            portal.addClient(macOf(0), ipOf(0), 1500, interfaceOf(0));
+            longest = std::max(longest, milliseconds(Clock::now() - start));
+            ready = true;
+        }
+    });
+    while (!ready) {
+        std::this_thread::yield();
+    }
+    work();
+    ending = true;
+    prober.join();
+    return longest;
+}
+
+// What the dump of one instance takes, of several that are alike.
+double ownDump() {
+    const auto factory = std::make_shared<IPCDumpClientMessageFactory>();
+    const Clock::time_point start = Clock::now();
+    const auto dumps = served().loaded.portal()->dumpClientsToMessages(factory);
+    return milliseconds(Clock::now() - start) / kInstances;
+}
+
+double medianOf(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+}  // namespace
+
+void printGetRows(const Results& results) {
+    const double writing = results.best("writeAnswer");
+    const double whole = results.best("answerGet");
+    if (writing <= 0 || whole <= 0) {
+        return;
+    }
+    printRow("\"get\" at 10,000 stations / json-c's writing of the same answer", "at most 3.0",
+             twoDigits(whole / writing) + " (" + twoDigits(whole * 1e-6) + " / " +
+                 twoDigits(writing * 1e-6) + " ms)",
+             whole <= kMostTimesTheWriting * writing);
+
+    constexpr int kRounds = 15;
+    std::vector<double> waits;
+    std::vector<double> dumps;
+    for (int round = 0; round < kRounds; ++round) {
+        dumps.push_back(ownDump());
+        waits.push_back(longestWaitDuring(get));
+    }
+    const double wait = medianOf(waits);
+    const double dump = medianOf(dumps);
+    // What a probing thread needs to come to run is in its wait.
+    constexpr double kWakeUp = 0.5;
+    printRow("longest wait for an instance during \"get\" / the dump of that instance alone",
+             "at most 1.0",
+             twoDigits(wait / dump) + " (" + twoDigits(wait) + " / " + twoDigits(dump) + " ms)",
+             wait <= dump + kWakeUp);
+}
+
+}  // namespace vesta::bench
