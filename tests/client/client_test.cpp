@@ -111,17 +111,6 @@ TEST_F(ClientTest, ClearsTheLastExpiryWhenScenarioZeroIsSet) {
     EXPECT_EQ(client->get_current_scenario()->getScenarioName(), "login");
 }
 
-TEST_F(ClientTest, StampsItsStatistics) {
-    const auto client = makeClient("");
-    ClientStatisticInfo record("wlan0-va1", kMac, 1, 2, 0, 0, 0, 0, 0, 0, 0, 9, 0);
-    client->updateStatistic(record);
-    EXPECT_EQ(client->getStatistic().endReason, END_REASON_NONE);
-    const ClientStatisticInfo stamped = client->getStatistic(END_REASON_TIME_EXPIRED);
-    EXPECT_EQ(stamped.endReason, END_REASON_TIME_EXPIRED);
-    EXPECT_EQ(stamped.rxBytes, 1U);
-    EXPECT_EQ(stamped.timeLimit, 50);
-}
-
 class RecordExtractor final : public ClientMessageExtractor {
 public:
     std::shared_ptr<ScenarioMessageExtractor> getScenarioExtractor() override {

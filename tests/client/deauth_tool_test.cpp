@@ -63,27 +63,20 @@ protected:
     ostrel::Fd pipe_;
 };
 
-TEST_F(DeauthToolTest, CallsTheToolForEachStation) {
+TEST_F(DeauthToolTest, CallsTheToolForEachStationPastAnyShell) {
     installTool(R"(echo "$@" > $PIPE)");
     DeauthTool tool;
     constexpr int kStations = 50;
     std::multiset<std::string> expected;
     for (int i = 0; i < kStations; ++i) {
-        tool.disconnect("wlan0-va" + std::to_string(i), "0a:1b:2c:3d:4e:5f");
-        expected.insert("-i wlan0-va" + std::to_string(i) + " -a 0a:1b:2c:3d:4e:5f");
+        tool.disconnect("wlan0; echo `id` $PIPE" + std::to_string(i), "0a:1b:2c:3d:4e:5f");
+        expected.insert("-i wlan0; echo `id` $PIPE" + std::to_string(i) + " -a 0a:1b:2c:3d:4e:5f");
     }
     std::multiset<std::string> calls;
     for (int i = 0; i < kStations; ++i) {
         calls.insert(readLine());
     }
     EXPECT_EQ(calls, expected);
-}
-
-TEST_F(DeauthToolTest, PassesItsArgumentsPastAnyShell) {
-    installTool(R"(echo "$2" > $PIPE)");
-    DeauthTool tool;
-    tool.disconnect("wlan0; echo $HOME `id` > x", "");
-    EXPECT_EQ(readLine(), "wlan0; echo $HOME `id` > x");
 }
 
 TEST_F(DeauthToolTest, StartsTheToolWithFreshSignals) {
