@@ -43,7 +43,7 @@ protected:
             R"({"domain": "hall.example", "auth-address": "127.0.0.1", "auth-port": )" + port +
             R"(, "auth-password": "s3cret", "acct-address": "127.0.0.1", "acct-port": )" + port +
             R"(, "acct-password": "s3cret")" + more + "}");
-        worker_ = std::make_unique<RadiusWorker>(config, uplink, workmode, mode, "wlan0-va1",
+        worker_ = std::make_shared<RadiusWorker>(config, uplink, workmode, mode, "wlan0-va1",
                                                  std::chrono::seconds(0));
         worker_->addAuthPacketHandler(this, handle);
         Singleton<RadiusListener>::getInstance().stop();
@@ -91,7 +91,7 @@ protected:
     rad::Peer server_;
     FakePortalInstance owner_;
     std::vector<std::shared_ptr<Client>> clients_;
-    std::unique_ptr<RadiusWorker> worker_;
+    std::shared_ptr<RadiusWorker> worker_;
 
 private:
     static librad_radius_rx_result handle(librad_radius_msg* msg, librad_radius_msg* request,

@@ -1,0 +1,305 @@
+// Instances that use RADIUS, with their server: logins, MAC authentication, accounting, and which
+// station a disconnect request means.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "client/client_identity.h"
+#include "client/client_statistic_info.h"
+#include "client/command_info.h"
+#include "core/json_entry.h"
+#include "core/singleton.h"
+#include "messages/ipc_dump_factories.h"
+#include "platform/librad/support.h"
+#include "portal/config_instance_message_extractor.h"
+#include "portal/portal_instance_factory.h"
+#include "radius/radius_listener.h"
+#include "support/factory_file.h"
+#include "support/fake_clock.h"
+#include "support/recording_informator.h"
+#include "whitelist/white_lists_store.h"
+
+namespace vesta {
+namespace {
+
+namespace rad = ostrel::testing;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const char* const kMac = "02:00:00:00:00:01";
+const char* const kIp = "10.1.0.1";
+constexpr const char* kSecret = "s3cret";
+constexpr std::uint8_t kAccept = LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
+constexpr std::uint8_t kReject = LIBRAD_RADIUS_CODE_ACCESS_REJECT;
+
+// Where a station stands until MAC authentication picks its way.
+const char* const kWait =
+    R"({"access-type": "drop", "name": "wait", "mac-auth-success-scenario": "guest",
+        "mac-auth-failure-scenario": "login"},)";
+
+class Store final : public WhiteListsStore {
+    void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList>) override {}
+    void whiteListsClearReaction() override {}
+};
+
+std::shared_ptr<PortalInstanceInterface> buildInstance(const std::string& mode, bool accounting,
+                                                       const std::string& radius) {
+    const auto vap = std::make_shared<JsonEntry>(
+        R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
+            "age-timeout": 300, "verification-mode": ")" +
+        mode + R"(", "acct-enable": )" + (accounting ? "true" : "false") + R"(, "scenarios": [)" +
+        (mode == "portal-mac-auth" ? kWait : "") + R"(
+            {"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
+             "virtual-portal-name": "main", "auth-scenario": "guest"},
+            {"access-type": "allow", "name": "guest", "deauth-scenario": "login"}]})" +
+        radius + "}");
+    return PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
+        "wlan0-va1", "lo", vap,
+        std::make_shared<ConfigInstanceMessageExtractor>(std::make_shared<Store>(), "hall",
+                                                         "wlan0-va1"));
+}
+
+std::string radiusObject(std::uint16_t port) {
+    return R"(, "radius": {"domain": "hall", "auth-address": "127.0.0.1", "auth-port": )" +
+           std::to_string(port) + R"(, "auth-password": "s3cret", "auth-acct-id-send": true,
+           "acct-address": "127.0.0.1", "acct-port": )" +
+           std::to_string(port) + R"(, "acct-password": "s3cret", "acct-periodic": false})";
+}
+
+class RadiusInstanceTest : public ::testing::Test {
+protected:
+    void build(const std::string& mode, bool accounting = false) {
+        instance_ = buildInstance(mode, accounting, radiusObject(server_.port()));
+        instance_->addClientsEventsInformator(heard_);
+        Singleton<RadiusListener>::getInstance().stop();
+    }
+    // A second with statistics of these stations.
+    void round(const std::vector<std::string>& macs) {
+        clock_.advanceSeconds(1);
+        for (const std::string& mac : macs) {
+            ClientStatisticInfo record("wlan0-va1", mac, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+            instance_->updateClientStatistic(record);
+        }
+        instance_->checkClientsExpired();
+        instance_->makeClientsPeriodicUpdate();
+        librad_eloop_step();
+    }
+    void add(const std::string& mac = kMac, const std::string& ip = kIp) {
+        EXPECT_TRUE(instance_->addClient(mac, ip, 1500));
+        round({mac});
+    }
+    int login(const std::string& name, const std::string& ip = kIp) {
+        ClientIdentity identity("", ip, "", "");
+        return instance_->authenticateClient(identity, name, "hello");
+    }
+    // The request of that code that came last; answers accounting on the way.
+    std::optional<rad::Packet> request(std::uint8_t code = LIBRAD_RADIUS_CODE_ACCESS_REQUEST) {
+        std::optional<rad::Packet> found;
+        for (;;) {
+            librad_eloop_step();
+            auto packet = server_.receive();
+            if (!packet) {
+                return found;
+            }
+            if (packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST) {
+                server_.deliver(
+                    rad::makeAnswer(*packet, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE, kSecret),
+                    packet->from);
+            }
+            if (packet->bytes[0] == code) {
+                found = std::move(packet);
+            }
+        }
+    }
+    void answer(const std::optional<rad::Packet>& to, std::uint8_t code,
+                const std::string& attributes = "") {
+        ASSERT_TRUE(to.has_value());
+        server_.deliver(rad::makeAnswer(*to, code, kSecret, rad::Mac::valid, attributes), to->from);
+    }
+    std::shared_ptr<MessageEntry> dump(const std::string& mac = kMac) {
+        return instance_->dumpClientToMessage(ClientIdentity(mac, "", "", ""),
+                                              std::make_shared<IPCDumpClientMessageFactory>());
+    }
+
+    testing::FakeClock clock_;
+    rad::Peer server_;
+    std::shared_ptr<testing::RecordingInformator> heard_ =
+        std::make_shared<testing::RecordingInformator>();
+    std::shared_ptr<PortalInstanceInterface> instance_;
+};
+
+TEST_F(RadiusInstanceTest, OpensAccessWhenTheServerAccepts) {
+    build("radius", true);
+    add();
+    heard_->take();
+    EXPECT_EQ(login("bob"), 1);
+    EXPECT_THAT(heard_->take(), IsEmpty());
+    const auto asked = request();
+    answer(asked, kAccept, "1906 676f6c64");
+    EXPECT_THAT(heard_->take(), ElementsAre("authenticated 02:00:00:00:00:01"));
+    const auto start = request(LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST);
+    ASSERT_TRUE(start.has_value());
+    EXPECT_EQ(rad::text(start->msg.get(), LIBRAD_RADIUS_ATTR_CLASS), "gold");
+    EXPECT_EQ(rad::text(start->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID),
+              rad::text(asked->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID));
+}
+
+TEST_F(RadiusInstanceTest, ChangesNothingWhenAnAnswerComesAfterTheStationWasRemoved) {
+    build("radius");
+    add();
+    login("bob");
+    const auto asked = request();
+    ClientIdentity identity(kMac, "", "", "");
+    EXPECT_TRUE(instance_->disconnectClient(identity, CommandInfo()));
+    add();  // the same station anew
+    heard_->take();
+    for (const std::uint8_t code : {kReject, kAccept}) {
+        answer(asked, code);
+        EXPECT_THAT(heard_->take(), IsEmpty());
+    }
+    EXPECT_TRUE(instance_->isYourClient(identity));
+}
+
+TEST_F(RadiusInstanceTest, SendsAnUnknownStationToTheUrlOfTheServer) {
+    build("portal-mac-auth");
+    add();
+    heard_->take();
+    answer(request(), kAccept, "1a0c 00007ed9 2106 687474701a0c 00007ed9 1f06 00000000");
+    EXPECT_THAT(heard_->take(), ElementsAre("deauthenticated 02:00:00:00:00:01"));
+    EXPECT_THAT(dump()->getStringRepresentation(), ::testing::HasSubstr("\"http\""));
+}
+
+TEST_F(RadiusInstanceTest, AsksAgainForAStationThatWaits) {
+    build("portal-mac-auth");
+    add();
+    const auto lost = request();
+    ASSERT_TRUE(lost.has_value());
+    int requests = 0;
+    for (int second = 0; second < 130; ++second) {
+        round({kMac});
+        const auto next = request();
+        if (next && next->authenticator() != lost->authenticator()) {
+            ++requests;
+            answer(next, kAccept, "1a0c 00007ed9 1f06 00000001");
+        }
+    }
+    EXPECT_EQ(requests, 1);
+    EXPECT_THAT(heard_->take(), ::testing::Contains("authenticated 02:00:00:00:00:01"));
+}
+
+TEST_F(RadiusInstanceTest, DoesNotStartWithoutItsServers) {
+    EXPECT_THROW(buildInstance("radius", false, ""), ENTRY_EXCEPTION_TYPE);
+    EXPECT_THROW(buildInstance("local", true, ""), ENTRY_EXCEPTION_TYPE);
+    EXPECT_NO_THROW(buildInstance("local", false, ""));
+}
+
+TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
+    const std::string phone = "02:00:00:00:00:0a";
+    const std::string laptop = "02:00:00:00:00:0b";
+    struct Case {
+        std::string mac;
+        bool withSession;  // the laptop's
+        std::string name;
+        std::string gone;
+    };
+    const Case cases[] = {
+        {laptop, false, "", laptop},
+        {"", false, "bob", phone},
+        {"", true, "", laptop},
+        {laptop, true, "bob", laptop},
+        {laptop, false, "bob", laptop},
+        {laptop, false, "alice", ""},
+        {phone, true, "", ""},
+        {"", true, "alice", ""},
+        {"02:00:00:00:00:0c", false, "bob", ""},
+        {"", false, "alice", ""},
+    };
+    for (const Case& given : cases) {
+        build("local", true);
+        add(phone, "10.1.0.10");
+        login("bob", "10.1.0.10");
+        add(laptop, "10.1.0.11");
+        login("bob", "10.1.0.11");
+        round({phone, laptop});
+        const std::string session = dump(laptop)->getCharValue("session-id");
+        ClientIdentity identity(given.mac, "", given.withSession ? session : "", given.name);
+        EXPECT_EQ(instance_->disconnectClient(identity, CommandInfo()), !given.gone.empty());
+        for (const std::string& mac : {phone, laptop}) {
+            ClientIdentity byMac(mac, "", "", "");
+            EXPECT_EQ(instance_->isYourClient(byMac), mac != given.gone) << given.gone;
+        }
+        ClientIdentity bySession("", "", session, "");
+        EXPECT_EQ(instance_->isClientConnected(bySession), laptop != given.gone);
+        ClientIdentity noSession("", "", "00000001-00000001", "bob");
+        EXPECT_FALSE(instance_->isClientConnected(noSession));
+    }
+}
+
+// Answers, disconnects, removals and the portal loop all at once; for the thread sanitizer.
+TEST(RadiusStress, AllThreadsAtOnce) {
+    constexpr unsigned kStations = 60;
+    const rad::Peer server;
+    auto instance = buildInstance("portal-mac-auth", true, radiusObject(server.port()));
+    std::atomic<bool> done{false};
+    std::atomic<int> decided{0};
+    const auto macOf = [](unsigned n) { return "02:00:00:00:01:" + std::to_string(10 + n); };
+
+    std::thread responder([&] {
+        while (!done) {
+            const auto packet = server.receive();
+            if (!packet) {
+                std::this_thread::yield();
+                continue;
+            }
+            const bool accounting = packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST;
+            const std::uint8_t verdict = packet->id() % 3 == 0 ? kReject : kAccept;
+            const std::uint8_t code =
+                accounting ? std::uint8_t{LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE} : verdict;
+            server.send(rad::makeAnswer(*packet, code, kSecret, rad::Mac::valid,
+                                        accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001"),
+                        packet->from);
+            ++decided;
+        }
+    });
+    std::thread arrivals([&] {
+        for (unsigned n = 0; !done; n = (n + 1) % kStations) {
+            instance->addClient(macOf(n), "10.1.0." + std::to_string(n), 1500);
+        }
+    });
+    std::thread disconnects([&] {
+        for (unsigned n = 0; !done; n = (n + 1) % 1000) {
+            char session[18];
+            std::snprintf(session, sizeof session, "%08X-%08X", 0U, n);
+            ClientIdentity bySession("", "", session, "");
+            instance->isClientConnected(bySession);
+            ClientIdentity byMac(n % 97 == 0 ? macOf(n % kStations) : "", "", "", "nobody");
+            instance->isClientConnected(byMac);
+            ClientIdentity toRemove(macOf(n % kStations), "", "", "");
+            if (n % 97 == 0) {
+                instance->disconnectClient(toRemove, CommandInfo(END_REASON_RADIUS_REQUEST));
+            }
+        }
+    });
+    for (int pass = 0; pass < 200 || decided < 500; ++pass) {
+        for (unsigned n = 0; n < kStations; ++n) {
+            if ((n + static_cast<unsigned>(pass)) % 7 != 0) {
+                ClientStatisticInfo record("wlan0-va1", macOf(n), 1, 1, 1, 1, 0, 0, 0, 0, 0, 1, 0);
+                instance->updateClientStatistic(record);
+            }
+        }
+        instance->checkClientsExpired();
+        instance->makeClientsPeriodicUpdate();
+    }
+    done = true;
+    responder.join();
+    arrivals.join();
+    disconnects.join();
+    Singleton<RadiusListener>::getInstance().stop();
+    EXPECT_GE(decided, 500);
+}
+
+}  // namespace
+}  // namespace vesta
