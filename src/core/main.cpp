@@ -15,6 +15,7 @@
 
 #include "apb/apbd_collaborator.h"
 #include "client/deauth_tool.h"
+#include "core/fatal_error.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
 #include "core/pid_file.h"
@@ -66,7 +67,6 @@ private:
     void serve();
     void end();
 
-    bool logging_ = false;  // the configured log takes records
     std::shared_ptr<IpcInterface> ipc_;
     std::shared_ptr<Portal> portal_;
     std::shared_ptr<APBDCollaborator> apbd_;
@@ -78,7 +78,6 @@ void Daemon::run(const Options& options) {
     ipc_ = std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, kBusBacklog);
     std::shared_ptr<MessageEntry> config = receiveConfiguration();
     logger().setTraceOpts(config);
-    logging_ = true;
     logger().Debug("Started\n");
     writePidFile();
     build(std::move(config), options);
@@ -132,10 +131,7 @@ void Daemon::end() {
 }
 
 void Daemon::fail(const char* reason) const {
-    logger().Error("%s\n", reason);
-    if (!logging_) {
-        std::fprintf(stderr, "vestad: %s\n", reason);
-    }
+    reportFatalError("%s\n", reason);
     _exit(EXIT_FAILURE);
 }
 

@@ -5,14 +5,14 @@
 
 #include <string>
 
-#include "core/logger.h"
+#include "core/fatal_error.h"
 #include "core/message_entry.h"
 
 namespace vesta {
 
 inline void reportBadKey(const char* key, const std::string& object, ENTRY_EXCEPTION_TYPE failure) {
-    logger().Error("Key \"%s\" of %s is %s\n", key, object.c_str(),
-                   failure == ENTRY_NOT_FOUND ? "missing" : "of a wrong type");
+    reportFatalError("Key \"%s\" of %s is %s\n", key, object.c_str(),
+                     failure == ENTRY_NOT_FOUND ? "missing" : "of a wrong type");
 }
 
 // The result of `read()`; a key that is missing or of a wrong type is logged and thrown on.

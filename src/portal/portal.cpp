@@ -7,6 +7,7 @@
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
 #include "client/portal_instance_interface.h"
+#include "core/fatal_error.h"
 #include "core/logger.h"
 #include "inform/informator.h"
 #include "kernel/kernel_white_list_store.h"
@@ -35,7 +36,7 @@ Portal::Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> 
       whiteListStore_(std::make_shared<KernelWhiteListStore>(*redirectorWorker_)) {
     readConfiguration(config, uplink, apLocation);
     if (instances_.empty()) {
-        logger().Error("Vap's for listen not founded. End now.\n");
+        reportFatalError("Vap's for listen not founded. End now.\n");
         // The bus runs threads already, so nothing static may be destroyed.
         std::_Exit(1);
     }

@@ -1,5 +1,6 @@
 // How the portal builds its instances from the configuration document.
 
+#include "core/fatal_error.h"
 #include "core/logger.h"
 #include "core/required_key.h"
 #include "inform/ostrel_wifi_auth_informator.h"
@@ -88,7 +89,7 @@ void Portal::initInterfces(const std::shared_ptr<MessageEntry>& config) {
     try {
         entries = config->getArrayValue("interface");
     } catch (ENTRY_EXCEPTION_TYPE) {
-        logger().Error("Interfaces not configured\n");
+        reportFatalError("Interfaces not configured\n");
         throw ENTRY_WRONG_TYPE;
     }
     for (const Entry& entry : entries) {

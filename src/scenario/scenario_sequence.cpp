@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "core/fatal_error.h"
 #include "core/logger.h"
 #include "scenario/scenario.h"
 #include "scenario/scenario_factory.h"
@@ -31,7 +32,7 @@ ScenarioSequence::ScenarioSequence(Messages& messages,
     if (empty == EmptySequence::isThrown) {
         throw ENTRY_NOT_FOUND;
     }
-    logger().Error("Can't find scenarios or valid scenarios. Exit\n");
+    reportFatalError("Can't find scenarios or valid scenarios. Exit\n");
     // Without destructors of static objects: the bus has threads that use them.
     std::_Exit(-1);
 }
