@@ -1,0 +1,222 @@
+#include "freeradius_process.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "ostrel/runtime.h"
+
+namespace vesta::testing {
+namespace {
+
+std::uint16_t freePort() {
+    const ostrel::Fd fd(socket(AF_INET, SOCK_DGRAM, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
+        getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        throw std::runtime_error("no free port");
+    }
+    return ntohs(address.sin_port);
+}
+
+// @NAME@ stands for what differs from run to run.
+const char* const kConfiguration = R"(
+libdir = /usr/lib/freeradius
+confdir = @DIR@
+logdir = @DIR@
+run_dir = @DIR@
+pidfile = @DIR@/pid
+log {
+    destination = stdout
+    auth = yes
+}
+security {
+    reject_delay = 0
+    status_server = yes
+}
+thread pool {
+    start_servers = 1
+    max_servers = 2
+    min_spare_servers = 1
+    max_spare_servers = 1
+    max_requests_per_server = 0
+}
+client loopback {
+    ipaddr = 127.0.0.1
+    secret = @SECRET@
+    require_message_authenticator = yes
+}
+modules {
+    pap {
+    }
+    eap {
+        default_eap_type = md5
+        md5 {
+        }
+    }
+    files {
+        usersfile = @DIR@/users
+    }
+    detail {
+        filename = @DIR@/detail
+        permissions = 0600
+    }
+    always ok {
+        rcode = ok
+    }
+}
+server test {
+    listen {
+        type = auth
+        ipaddr = 127.0.0.1
+        port = @AUTH@
+    }
+    listen {
+        type = acct
+        ipaddr = 127.0.0.1
+        port = @ACCT@
+    }
+    authorize {
+        eap {
+            ok = return
+        }
+        files
+        pap
+    }
+    authenticate {
+        Auth-Type PAP {
+            pap
+        }
+        eap
+    }
+    preacct {
+        ok
+    }
+    accounting {
+        detail
+    }
+    post-auth {
+        update reply {
+            &Message-Authenticator := 0x00
+        }
+        Post-Auth-Type REJECT {
+            update reply {
+                &Message-Authenticator := 0x00
+            }
+        }
+    }
+}
+)";
+
+const char* const kDictionary = R"(VENDOR Ostrel 32473
+BEGIN-VENDOR Ostrel
+ATTRIBUTE Ostrel-Known-Station 31 integer
+ATTRIBUTE Ostrel-Redirect-Url 33 string
+END-VENDOR Ostrel
+)";
+
+std::string replaced(std::string text, const std::string& name, const std::string& value) {
+    for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at)) {
+        text.replace(at, name.size(), value);
+    }
+    return text;
+}
+
+}  // namespace
+
+bool FreeradiusProcess::installed() {
+    return std::system("command -v freeradius radclient >/dev/null 2>&1") == 0;
+}
+
+FreeradiusProcess::FreeradiusProcess(const std::string& secret, const std::string& users)
+    : authPort_(freePort()), acctPort_(freePort()) {
+    char path[] = "/tmp/vesta-freeradius-XXXXXX";
+    if (mkdtemp(path) == nullptr) {
+        throw std::runtime_error("no temporary directory");
+    }
+    directory_ = path;
+    writeConfiguration(secret, users);
+    start();
+}
+
+FreeradiusProcess::~FreeradiusProcess() {
+    if (pid_ > 0) {
+        kill(pid_, SIGTERM);
+        waitpid(pid_, nullptr, 0);
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+}
+
+void FreeradiusProcess::writeConfiguration(const std::string& secret,
+                                           const std::string& users) const {
+    std::string text = replaced(kConfiguration, "@DIR@", directory_);
+    text = replaced(text, "@SECRET@", secret);
+    text = replaced(text, "@AUTH@", std::to_string(authPort_));
+    text = replaced(text, "@ACCT@", std::to_string(acctPort_));
+    std::ofstream(directory_ + "/radiusd.conf") << text;
+    std::ofstream(directory_ + "/dictionary") << kDictionary;
+    std::ofstream(directory_ + "/users") << users;
+}
+
+void FreeradiusProcess::start() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    const ostrel::Fd output(ends[0]);
+    ostrel::Fd input(ends[1]);
+    pid_ = fork();
+    if (pid_ == 0) {
+        umask(077);
+        dup2(input.get(), STDOUT_FILENO);
+        dup2(input.get(), STDERR_FILENO);
+        execlp("freeradius", "freeradius", "-f", "-l", "stdout", "-d", directory_.c_str(),
+               static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    input.reset();
+    std::string said;
+    char buffer[4096];
+    while (said.find("Ready to process requests") == std::string::npos) {
+        const ssize_t length = read(output.get(), buffer, sizeof buffer);
+        if (length <= 0) {
+            throw std::runtime_error("freeradius does not start: " + said);
+        }
+        said.append(buffer, static_cast<std::size_t>(length));
+    }
+}
+
+std::string FreeradiusProcess::detail() const {
+    std::ostringstream text;
+    text << std::ifstream(directory_ + "/detail").rdbuf();
+    return text.str();
+}
+
+bool FreeradiusProcess::disconnect(std::uint16_t port, const std::string& secret,
+                                   const std::string& attributes) {
+    const std::string command = "radclient -r 1 -t 10 127.0.0.1:" + std::to_string(port) +
+                                " disconnect " + secret + " >/dev/null 2>&1";
+    FILE* const client = popen(command.c_str(), "w");
+    if (client == nullptr) {
+        throw std::runtime_error("radclient does not start");
+    }
+    std::fputs((attributes + "\nMessage-Authenticator = 0x00\n").c_str(), client);
+    return pclose(client) == 0;
+}
+
+}  // namespace vesta::testing

@@ -1,0 +1,44 @@
+#pragma once
+
+// Debian's RADIUS server as a child process, with a configuration of its own on loopback: PAP and
+// EAP-MD5, accounting into a detail file, and our vendor's dictionary.
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+namespace vesta::testing {
+
+class FreeradiusProcess {
+public:
+    // Whether the server and its command-line client are installed.
+    static bool installed();
+
+    // Starts it with these users; returns when it takes requests. Throws std::runtime_error, with
+    // what it said, when it does not.
+    FreeradiusProcess(const std::string& secret, const std::string& users);
+    ~FreeradiusProcess();
+    FreeradiusProcess(const FreeradiusProcess&) = delete;
+    FreeradiusProcess& operator=(const FreeradiusProcess&) = delete;
+
+    [[nodiscard]] std::uint16_t authPort() const { return authPort_; }
+    [[nodiscard]] std::uint16_t acctPort() const { return acctPort_; }
+    // The accounting records so far, as text.
+    [[nodiscard]] std::string detail() const;
+
+    // Has the client send a Disconnect-Request with these attributes, one a line: true for an ACK.
+    static bool disconnect(std::uint16_t port, const std::string& secret,
+                           const std::string& attributes);
+
+private:
+    void writeConfiguration(const std::string& secret, const std::string& users) const;
+    void start();
+
+    std::string directory_;
+    std::uint16_t authPort_;
+    std::uint16_t acctPort_;
+    pid_t pid_ = -1;
+};
+
+}  // namespace vesta::testing

@@ -1,0 +1,257 @@
+// An instance against a server that others have written.
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include "client/client.h"
+#include "client/client_identity.h"
+#include "client/client_statistic_info.h"
+#include "client/command_info.h"
+#include "core/json_entry.h"
+#include "core/mutex.h"
+#include "core/singleton.h"
+#include "freeradius_process.h"
+#include "inform/informator.h"
+#include "messages/ipc_dump_factories.h"
+#include "ostrel/librad.h"
+#include "portal/config_instance_message_extractor.h"
+#include "portal/portal_instance_factory.h"
+#include "radius/radius_das_handler.h"
+#include "radius/radius_listener.h"
+#include "support/factory_file.h"
+#include "support/fake_clock.h"
+#include "whitelist/white_lists_store.h"
+
+namespace vesta {
+namespace {
+
+const char* const kSecret = "s3cret";
+const char* const kKnown = "02:00:00:00:00:01";
+const char* const kUnknown = "02:00:00:00:00:02";
+const char* const kBarred = "02:00:00:00:00:03";
+
+const char* const kUsers =
+    "bob Cleartext-Password := \"hello\"\n"
+    "    Class = \"gold\"\n\n"
+    "02-00-00-00-00-01 Cleartext-Password := \"PLACEHOLDR\"\n"
+    "    Ostrel-Known-Station = 1\n\n"
+    "02-00-00-00-00-02 Cleartext-Password := \"PLACEHOLDR\"\n"
+    "    Ostrel-Known-Station = 0, Ostrel-Redirect-Url = \"http://welcome.example/\"\n";
+
+class Store final : public WhiteListsStore {
+    void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList>) override {}
+    void whiteListsClearReaction() override {}
+};
+
+// Keeps the last event of each kind for who waits for it.
+class Events final : public Informator {
+public:
+    bool informClientAuthenticated(std::shared_ptr<Client> client, ClientStatisticInfo&) override {
+        return note("authenticated " + client->getMacAddress());
+    }
+    bool informClientDeuthenticated(std::shared_ptr<Client> client, ClientStatisticInfo&) override {
+        return note("deauthenticated " + client->getMacAddress());
+    }
+    bool informClientRemoved(std::shared_ptr<Client> client,
+                             ClientStatisticInfo& statistics) override {
+        return note("removed " + client->getMacAddress() + " " +
+                    CommandInfo::toString(statistics.endReason));
+    }
+
+    // Whether the last event is, or becomes within ten seconds, this one.
+    bool becomes(const std::string& event) EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        while (last_ != event) {
+            if (!changed_.waitFor(mutex_, std::chrono::seconds(10))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    bool note(const std::string& event) EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        last_ = event;
+        changed_.notifyAll();
+        return true;
+    }
+
+    Mutex mutex_;
+    CondVar changed_;
+    std::string last_ GUARDED_BY(mutex_);
+};
+
+class OneInstance final : public SessionDirectory {
+public:
+    explicit OneInstance(std::shared_ptr<PortalInstanceInterface> instance)
+        : instance_(std::move(instance)) {}
+    bool disconnectClient(ClientIdentity& identity, const CommandInfo& command) override {
+        return instance_->disconnectClient(identity, command);
+    }
+    RadiusSharedKey getClientRadiusSharedKey(ClientIdentity&) override {
+        return instance_->getRadiusSharedKey();
+    }
+    std::string getUplink() const override { return "lo"; }
+
+private:
+    std::shared_ptr<PortalInstanceInterface> instance_;
+};
+
+class FreeradiusTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!testing::FreeradiusProcess::installed()) {
+            GTEST_SKIP() << "freeradius and freeradius-utils are not installed";
+        }
+        server_ = std::make_unique<testing::FreeradiusProcess>(kSecret, kUsers);
+    }
+    void TearDown() override { Singleton<RadiusListener>::getInstance().stop(); }
+
+    void build(const std::string& mode, const std::string& firstScenario) {
+        const auto vap = std::make_shared<JsonEntry>(
+            R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
+                "age-timeout": 300, "acct-enable": true, "verification-mode": ")" +
+            mode + R"(", "scenarios": [)" + firstScenario + R"(
+                {"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
+                 "virtual-portal-name": "main", "auth-scenario": "guest"},
+                {"access-type": "allow", "name": "guest", "deauth-scenario": "login"}]},
+                "radius": {"domain": "hall", "auth-address": "127.0.0.1", "auth-port": )" +
+            std::to_string(server_->authPort()) +
+            R"(, "auth-password": "s3cret", "auth-acct-id-send": true,
+                "auth-require-message-authenticator": true, "acct-address": "127.0.0.1",
+                "acct-port": )" +
+            std::to_string(server_->acctPort()) +
+            R"(, "acct-password": "s3cret", "acct-periodic": true, "acct-interval": 60}})");
+        instance_ = PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
+            "wlan0-va1", "lo", vap,
+            std::make_shared<ConfigInstanceMessageExtractor>(std::make_shared<Store>(), "hall",
+                                                             "wlan0-va1"));
+        instance_->addClientsEventsInformator(events_);
+    }
+    void buildForMacs() {
+        build("portal-mac-auth",
+              R"({"access-type": "drop", "name": "wait", "mac-auth-success-scenario": "guest",
+                  "mac-auth-failure-scenario": "login"},)");
+    }
+
+    void report(const std::string& mac, unsigned long long bytes) {
+        ClientStatisticInfo record("wlan0-va1", mac, bytes, 2 * bytes, 5, 6, 0, 0, 0, 0, 0, 1, 0);
+        instance_->updateClientStatistic(record);
+        instance_->checkClientsExpired();
+        instance_->makeClientsPeriodicUpdate();
+    }
+    void arrive(const std::string& mac) {
+        instance_->addClient(mac, "10.1.0." + mac.substr(mac.size() - 1), 1500);
+        report(mac, 1000);
+    }
+    void login(const std::string& name, const std::string& password) {
+        ClientIdentity identity("", "10.1.0.1", "", "");
+        EXPECT_EQ(instance_->authenticateClient(identity, name, password), 1);
+    }
+    std::shared_ptr<MessageEntry> dump(const char* mac) {
+        return instance_->dumpClientToMessage(ClientIdentity(mac, "", "", ""),
+                                              std::make_shared<IPCDumpClientMessageFactory>());
+    }
+    // The accounting record that contains `text`, as the server wrote it down; "" when none comes.
+    std::string recordWith(const std::string& text) {
+        constexpr int kAttempts = 1000;
+        for (int i = 0; i < kAttempts; ++i) {
+            const std::string detail = server_->detail();
+            const std::size_t at = detail.find(text);
+            const std::size_t end = at == std::string::npos ? at : detail.find("\n\n", at);
+            if (end != std::string::npos) {
+                const std::size_t begin = detail.rfind("\n\n", at);
+                return detail.substr(begin == std::string::npos ? 0 : begin, end - begin);
+            }
+            poll(nullptr, 0, 10);
+        }
+        return "";
+    }
+
+    testing::FakeClock clock_;
+    std::unique_ptr<testing::FreeradiusProcess> server_;
+    std::shared_ptr<Events> events_ = std::make_shared<Events>();
+    std::shared_ptr<PortalInstanceInterface> instance_;
+};
+
+TEST_F(FreeradiusTest, KnowsStationsByTheirAddress) {
+    buildForMacs();
+    arrive(kKnown);
+    EXPECT_TRUE(events_->becomes("authenticated 02:00:00:00:00:01"));
+    arrive(kUnknown);
+    ASSERT_TRUE(events_->becomes("deauthenticated 02:00:00:00:00:02"));
+    EXPECT_EQ(dump(kUnknown)->getCharValue("redirect-url"), "http://welcome.example/");
+    arrive(kBarred);
+    EXPECT_TRUE(events_->becomes("removed 02:00:00:00:00:03 Radius request"));
+}
+
+TEST_F(FreeradiusTest, ChecksPasswordsByEap) {
+    build("radius", "");
+    arrive(kKnown);
+    login("bob", "wrong");
+    EXPECT_TRUE(events_->becomes("removed 02:00:00:00:00:01 Radius request"));
+    arrive(kKnown);
+    login("bob", "hello");
+    EXPECT_TRUE(events_->becomes("authenticated 02:00:00:00:00:01"));
+}
+
+bool holds(const std::string& record, const std::string& attribute) {
+    return record.find("\t" + attribute + "\n") != std::string::npos;
+}
+
+TEST_F(FreeradiusTest, WritesDownASession) {
+    build("radius", "");
+    arrive(kKnown);
+    login("bob", "hello");
+    ASSERT_TRUE(events_->becomes("authenticated 02:00:00:00:00:01"));
+    const std::string start = recordWith("Acct-Status-Type = Start");
+    const std::string session = dump(kKnown)->getCharValue("session-id");
+    const std::string sessionLine = "Acct-Session-Id = \"" + session + "\"";
+    for (const std::string& attribute :
+         {sessionLine, std::string("User-Name = \"bob\""), std::string("Class = 0x676f6c64"),
+          std::string("Calling-Station-Id = \"02-00-00-00-00-01\""),
+          std::string("Called-Station-Id = \"02-00-00-00-00-BB:Guest\""),
+          std::string("NAS-Identifier = \"02:00:00:00:00:aa\""),
+          std::string("NAS-IP-Address = 127.0.0.1"), std::string("NAS-Port-Type = Wireless-802.11"),
+          std::string("NAS-Port = 1"), std::string("Framed-IP-Address = 10.1.0.1"),
+          std::string("Framed-MTU = 1500")}) {
+        EXPECT_TRUE(holds(start, attribute)) << attribute << " in" << start;
+    }
+    clock_.advanceSeconds(60);
+    report(kKnown, 4000);
+    const std::string interim = recordWith("Acct-Status-Type = Interim-Update");
+    EXPECT_TRUE(holds(interim, sessionLine)) << interim;
+    EXPECT_TRUE(holds(interim, "Acct-Input-Octets = 3000")) << interim;
+    EXPECT_TRUE(holds(interim, "Acct-Output-Octets = 6000")) << interim;
+    EXPECT_TRUE(holds(interim, "Acct-Session-Time = 60")) << interim;
+    ClientIdentity identity(kKnown, "", "", "");
+    instance_->disconnectClient(identity, CommandInfo(END_REASON_TIME_EXPIRED));
+    const std::string stop = recordWith("Acct-Status-Type = Stop");
+    EXPECT_TRUE(holds(stop, sessionLine)) << stop;
+    EXPECT_TRUE(holds(stop, "Acct-Terminate-Cause = Session-Timeout")) << stop;
+}
+
+TEST_F(FreeradiusTest, IsToldToDisconnect) {
+    build("radius", "");
+    RadiusDasHandler handler(std::make_shared<OneInstance>(instance_), 0);
+    const auto disconnect = [&](const std::string& attributes) {
+        return testing::FreeradiusProcess::disconnect(handler.getPort(), kSecret, attributes);
+    };
+    for (const std::string key : {"mac", "name", "session"}) {
+        arrive(kKnown);
+        login("bob", "hello");
+        ASSERT_TRUE(events_->becomes("authenticated 02:00:00:00:00:01"));
+        const std::string session =
+            "Acct-Session-Id = \"" + dump(kKnown)->getCharValue("session-id") + "\"";
+        EXPECT_FALSE(disconnect("User-Name = \"alice\"\n" + session)) << key;
+        EXPECT_TRUE(disconnect(key == "mac"    ? "Calling-Station-Id = \"02-00-00-00-00-01\""
+                               : key == "name" ? "User-Name = \"bob\""
+                                               : session))
+            << key;
+        EXPECT_TRUE(events_->becomes("removed 02:00:00:00:00:01 Radius request")) << key;
+    }
+}
+
+}  // namespace
+}  // namespace vesta
