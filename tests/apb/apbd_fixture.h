@@ -1,0 +1,178 @@
+#pragma once
+
+// A portal whose collaborator is enabled, on a private bus, and a peer that plays apbd: it keeps
+// what it is sent. What apbd says is handed to the collaborator as the dispatcher would.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "apb/apbd_collaborator.h"
+#include "client/client_identity.h"
+#include "client/client_statistic_info.h"
+#include "core/json_entry.h"
+#include "core/mutex.h"
+#include "kernel/kernel_white_list_store.h"
+#include "messages/ipc_dump_factories.h"
+#include "ostrel/ipc.h"
+#include "portal/portal.h"
+#include "support/fake_clock.h"
+#include "support/portal_document.h"
+#include "support/recording_informator.h"
+#include "support/runtime_directory.h"
+
+namespace vesta::testing {
+
+using nlohmann::json;
+
+inline constexpr const char* kMac = "0a:1b:2c:3d:4e:5f";
+
+inline std::shared_ptr<MessageEntry> entry(const json& message) {
+    return std::make_shared<JsonEntry>(message.dump());
+}
+
+class FakeApbd {
+public:
+    FakeApbd() {
+        for (const char* cmd :
+             {"status", "subscribe-request", "add-request", "update-request", "del-request"}) {
+            commands_[cmd] = [this](void* message, void*, int) { keep(message, 0); };
+        }
+        commands_["mark"] = [this](void*, void*, int) { keep(nullptr, 1); };
+        thread_ = std::thread([this] { ipc_.process(commands_); });
+    }
+    ~FakeApbd() {
+        ipc_.stop();
+        thread_.join();
+    }
+
+    // What `sender` sent before this call.
+    std::vector<json> takeFrom(IpcInterface& sender) {
+        EXPECT_TRUE(sender.send(std::string(R"({"cmd": "mark"})"), IPC_MODULE_APBD));
+        const MutexLock lock(mutex_);
+        ++awaited_;
+        while (marks_ < awaited_ && changed_.waitFor(mutex_, std::chrono::seconds(30))) {
+        }
+        return std::exchange(messages_, {});
+    }
+
+private:
+    void keep(void* message, int marks) {
+        const MutexLock lock(mutex_);
+        if (message != nullptr) {
+            messages_.push_back(json::parse(static_cast<const char*>(message)));
+        }
+        marks_ += marks;
+        changed_.notifyAll();
+    }
+
+    IpcInterface ipc_{IPC_MODULE_APBD, false, 8};
+    IpcInterface::CommandTable commands_;
+    Mutex mutex_;
+    CondVar changed_;
+    std::vector<json> messages_ GUARDED_BY(mutex_);
+    int marks_ GUARDED_BY(mutex_) = 0;
+    int awaited_ GUARDED_BY(mutex_) = 0;
+    std::thread thread_;
+};
+
+// A request in one line: "add", "update assoc", "del forced".
+inline std::string summary(const json& request) {
+    const std::string cmd = request.at("cmd");
+    return cmd.substr(0, cmd.find("-request")) +
+           (request.contains("action") ? " " + request["action"].get<std::string>() : "") +
+           (request.contains("reason") ? " " + request["reason"].get<std::string>() : "");
+}
+
+class ApbdFixture : public ::testing::Test {
+protected:
+    explicit ApbdFixture(const std::string& scenarios = kLoginAndGuest)
+        : portal_(std::make_shared<Portal>(
+              ipc_,
+              document(vapText("wlan0-va1", "Guest", "local", scenarios) + "," +
+                       vapText("wlan1-va1", "Guest", "local", scenarios)),
+              "", "")) {
+        build();
+    }
+    ~ApbdFixture() override { ipc_->close(); }
+
+    void build() {
+        apbd_ = std::make_shared<APBDCollaborator>(
+            std::make_shared<JsonEntry>(R"({"captive-portal": {"apbd": {"enabled": true}}})"), ipc_,
+            portal_);
+        portal_->setClientInformationStore(apbd_);
+        portal_->addClientsEventsInformator(apbd_);
+        portal_->addClientsEventsInformator(events_);
+    }
+
+    std::vector<json> requests() { return peer_->takeFrom(*ipc_); }
+    std::vector<std::string> sent() {
+        std::vector<std::string> lines;
+        for (const json& request : requests()) {
+            lines.push_back(summary(request));
+        }
+        return lines;
+    }
+
+    // A record of the domain.
+    static json record(int id = -1, int sessionTime = 0, const std::string& mac = kMac) {
+        return {{"sta-mac", mac},
+                {"user-name", "bob"},
+                {"ssid", "Guest"},
+                {"radius-domain", ""},
+                {"mobility-domain", "hall"},
+                {"cur-scenario-id", id},
+                {"cur-session-time", sessionTime},
+                {"scenario", json::array()}};
+    }
+    void subscribed(const json& users = json::array()) {
+        apbd_->subscribedNotify(entry({{"cmd", "subscribe-response"}, {"user", users}}));
+    }
+    void add(const json& user) { apbd_->handleAddClients(entry({{"user", user}})); }
+    void update(const std::string& action, const json& user) {
+        apbd_->handleUpdateClients(entry({{"action", action}, {"user", user}}));
+    }
+    void remove(const json& user) { apbd_->handleDeleteClients(entry({{"user", user}})); }
+
+    void arrive(const std::string& vap = "wlan0-va1") {
+        ASSERT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, vap));
+    }
+    // A second of statistics with the station on that VAP; "" for none.
+    void second(const std::string& vap = "wlan0-va1") {
+        clock_.advanceSeconds(1);
+        std::vector<ClientStatisticInfo> records;
+        if (!vap.empty()) {
+            records.emplace_back(vap, kMac, 1ULL, 1ULL, 1UL, 1UL, 0UL, 0UL, 0UL, 0UL, 0UL, 1L, 0L);
+        }
+        portal_->responseCallback(records);
+    }
+    void login() {
+        ClientIdentity identity(kMac, "", "", "");
+        ASSERT_EQ(portal_->authenticateClient(identity, "bob", "secret"), 0);
+    }
+    // The station as a status dump shows it; null when it isn't here.
+    json station() {
+        const auto message = portal_->dumpClientToMessage(
+            ClientIdentity(kMac, "", "", ""), std::make_shared<IPCDumpClientMessageFactory>());
+        return message ? json::parse(message->getStringRepresentation()) : json();
+    }
+    bool isRemembered() {
+        return apbd_->getMessageForClient(ClientInformationIdentity(kMac, "Guest")) != nullptr;
+    }
+
+    RuntimeDirectory directory_;
+    FakeClock clock_;
+    std::shared_ptr<IpcInterface> ipc_ =
+        std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 8);
+    std::unique_ptr<FakeApbd> peer_ = std::make_unique<FakeApbd>();
+    std::shared_ptr<Portal> portal_;
+    std::shared_ptr<APBDCollaborator> apbd_;
+    std::shared_ptr<RecordingInformator> events_ = std::make_shared<RecordingInformator>();
+};
+
+}  // namespace vesta::testing
