@@ -155,7 +155,7 @@ TEST(AccessPointTest, AWaitingTestIsWokenByWhatTheDaemonDoes) {
 TEST(AccessPointTest, ASecondAccessPointInTheSameDirectoryIsRefused) {
     const RuntimeDirectory runtime;
     const AccessPoint first(Json::object());
-    EXPECT_THROW(AccessPoint(Json::object()), std::runtime_error);
+    EXPECT_THROW(AccessPoint second{Json::object()}, std::runtime_error);
 }
 
 }  // namespace
