@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/runtime_directory.h"
 #include "tools/fake_daemon.h"
-#include "tools/runtime_directory.h"
 
 namespace apsim {
 namespace {
+
+using vesta::testing::RuntimeDirectory;
 
 using ::testing::HasSubstr;
 

@@ -9,10 +9,13 @@
 #include <set>
 
 #include "ostrel/modules.h"
-#include "tools/runtime_directory.h"
+#include "platform/support.h"
+#include "support/runtime_directory.h"
 
 namespace apsim {
 namespace {
+
+using vesta::testing::RuntimeDirectory;
 
 const StationId kAnna{"wlan0-va1", "02:00:00:00:00:0a"};
 constexpr Milliseconds kLong{5000};
@@ -153,7 +156,7 @@ TEST_F(ModuleServerTest, ASecondServerInTheSameDirectoryIsRefused) {
 
 TEST(ModuleServerFiles, AFileLeftByADeadServerIsTakenOver) {
     const RuntimeDirectory runtime;
-    ostrel::testing::writeFile(runtime.path("modules/redirector"), "");
+    ostrel::testing::writeFile(runtime.path() + "/modules/redirector", "");
     EventLog log;
     const ModuleServer server(log);
     EXPECT_EQ(ostrel::openRedirector()->request(23, nullptr), 0);

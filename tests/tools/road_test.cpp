@@ -5,11 +5,14 @@
 
 #include "apsim/load.h"
 #include "apsim/road_player.h"
+#include "platform/support.h"
+#include "support/runtime_directory.h"
 #include "tools/fake_daemon.h"
-#include "tools/runtime_directory.h"
 
 namespace apsim {
 namespace {
+
+using vesta::testing::RuntimeDirectory;
 
 using ::testing::HasSubstr;
 
