@@ -32,6 +32,8 @@ void setClock(const Clock* replacement);
 }
 
 // Whole seconds since 1970-01-01 00:00 UTC.
-[[nodiscard]] inline std::int64_t wallSeconds() { return clock().wallMicroseconds() / 1000000; }
+[[nodiscard]] inline std::int64_t wallSeconds() {
+    return clock().wallMicroseconds() / 1000000;
+}
 
 }  // namespace ostrel
