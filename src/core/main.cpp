@@ -15,6 +15,7 @@
 
 #include "apb/apbd_collaborator.h"
 #include "client/deauth_tool.h"
+#include "core/allocator.h"
 #include "core/fatal_error.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
@@ -139,6 +140,7 @@ void Daemon::fail(const char* reason) const {
 }  // namespace vesta
 
 int main(int argc, char** argv) {
+    vesta::tuneAllocator();
     // A peer or a pipe that goes away is told by the write that fails.
     signal(SIGPIPE, SIG_IGN);
     vesta::Daemon daemon;
