@@ -1,18 +1,14 @@
 #pragma once
 
-// What the tests of the platform libraries share: a directory of one's own that vanishes with the
-// test, files in it, a clock that stands until it is moved.
+// A directory of a test's own that vanishes with the test, and files in it.
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
-
-#include "ostrel/clock.h"
 
 namespace ostrel::testing {
 
@@ -20,9 +16,15 @@ class TempDirectory {
 public:
     TempDirectory() {
         std::string pattern = (std::filesystem::temp_directory_path() / "ostrel-XXXXXX").string();
-        path_ = mkdtemp(pattern.data());
+        if (mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("no temporary directory");
+        }
+        path_ = pattern;
     }
-    ~TempDirectory() { std::filesystem::remove_all(path_); }
+    ~TempDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
     TempDirectory(const TempDirectory&) = delete;
     TempDirectory& operator=(const TempDirectory&) = delete;
 
@@ -45,19 +47,5 @@ inline void writeFile(const std::string& path, const std::string& text) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path) << text;
 }
-
-class ManualClock final : public Clock {
-public:
-    ManualClock() { setClock(this); }
-    ~ManualClock() override { setClock(nullptr); }
-    ManualClock(const ManualClock&) = delete;
-    ManualClock& operator=(const ManualClock&) = delete;
-
-    std::int64_t monotonicMicroseconds() const override { return monotonic; }
-    std::int64_t wallMicroseconds() const override { return wall; }
-
-    std::int64_t monotonic = 1000000;
-    std::int64_t wall = 0;
-};
 
 }  // namespace ostrel::testing

@@ -10,25 +10,25 @@
 
 namespace vesta::testing {
 
-class FakeClock final : public ostrel::Clock {
+class FakeClock : public ostrel::Clock {
 public:
     FakeClock() { ostrel::setClock(this); }
     ~FakeClock() override { ostrel::setClock(nullptr); }
     FakeClock(const FakeClock&) = delete;
     FakeClock& operator=(const FakeClock&) = delete;
 
-    std::int64_t monotonicMicroseconds() const override { return monotonic_; }
-    std::int64_t wallMicroseconds() const override { return wall_; }
+    std::int64_t monotonicMicroseconds() const override { return monotonic; }
+    std::int64_t wallMicroseconds() const override { return wall; }
 
     void advanceSeconds(std::int64_t seconds) { advanceMicroseconds(seconds * 1000000); }
     void advanceMicroseconds(std::int64_t microseconds) {
-        monotonic_ += microseconds;
-        wall_ += microseconds;
+        monotonic += microseconds;
+        wall += microseconds;
     }
 
-private:
-    std::atomic<std::int64_t> monotonic_{1000 * 1000000LL};
-    std::atomic<std::int64_t> wall_{1700000000 * 1000000LL};
+    // In microseconds.
+    std::atomic<std::int64_t> monotonic{1000 * 1000000LL};
+    std::atomic<std::int64_t> wall{1700000000 * 1000000LL};
 };
 
 }  // namespace vesta::testing

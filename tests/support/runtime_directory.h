@@ -5,34 +5,16 @@
 
 #include <stdlib.h>
 
-#include <filesystem>
-#include <stdexcept>
-#include <string>
+#include "platform/support.h"
 
 namespace vesta::testing {
 
-class RuntimeDirectory {
+class RuntimeDirectory : public ostrel::testing::TempDirectory {
 public:
-    RuntimeDirectory() {
-        char path[] = "/tmp/vesta-test-XXXXXX";
-        if (mkdtemp(path) == nullptr) {
-            throw std::runtime_error("no temporary directory");
-        }
-        path_ = path;
-        setenv("OSTREL_RUNTIME_DIR", path, 1);
-    }
-    ~RuntimeDirectory() {
-        unsetenv("OSTREL_RUNTIME_DIR");
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
+    RuntimeDirectory() { setenv("OSTREL_RUNTIME_DIR", path().c_str(), 1); }
+    ~RuntimeDirectory() { unsetenv("OSTREL_RUNTIME_DIR"); }
     RuntimeDirectory(const RuntimeDirectory&) = delete;
     RuntimeDirectory& operator=(const RuntimeDirectory&) = delete;
-
-    [[nodiscard]] const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
 };
 
 }  // namespace vesta::testing

@@ -5,8 +5,9 @@
 namespace ostrel::testing {
 namespace {
 
-constexpr std::int64_t kSecond = 1000000;
-const std::string kSecret = "testing123";
+constexpr auto kStatusType = LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE;
+constexpr auto kTimestamp = LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP;
+constexpr auto kDelay = LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME;
 enum Status : std::uint32_t { start = 1, stop = 2, update = 3, on = 7 };
 
 struct FreeStation {
@@ -36,8 +37,6 @@ librad_radius_sta_stats traffic(std::uint64_t rx, std::uint64_t tx, std::int32_t
 class Accounting : public ::testing::Test {
 protected:
     Accounting() {
-        clock_.wall = 1700000000 * kSecond;
-        clock_.monotonic = 1000000 * kSecond;
         config_.acctServers.push_back({"127.0.0.1", server_.port(), librad_secret(kSecret)});
         client_ = librad_radius_client_init(&config_);
     }
@@ -57,9 +56,7 @@ protected:
         send(librad_create_accounting_sta_stop(&config_, sta.get(), nullptr));
     }
 
-    void acknowledge(const Packet& packet) {
-        server_.deliver(makeAnswer(packet, 5, kSecret), packet.from);
-    }
+    void acknowledge(const Packet& packet) { server_.deliver(makeAnswer(packet, 5), packet.from); }
 
     // The next record, whose signature must be right.
     std::optional<Packet> receive() {
@@ -70,13 +67,14 @@ protected:
         return packet;
     }
 
+    // The kind of the next record, which is acknowledged; 0 when there is none.
     std::uint32_t acknowledgeNext() {
         const auto packet = receive();
         if (!packet) {
             return 0;
         }
         acknowledge(*packet);
-        return number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE);
+        return packet->number(kStatusType);
     }
 
     // A station whose Start the server has.
@@ -88,25 +86,20 @@ protected:
         return sta;
     }
 
-    void advance(std::int64_t microseconds) {
-        clock_.monotonic += microseconds;
-        clock_.wall += microseconds;
-        librad_eloop_step();
-    }
     // Lets time pass, and returns what was sent meanwhile: session identifiers in order.
     std::vector<std::string> sentWithin(int seconds) {
         std::vector<std::string> sessions;
         for (int i = 0; i < seconds; ++i) {
-            advance(kSecond);
+            clock_.advance(kSecond);
             while (const auto packet = receive()) {
-                sessions.push_back(text(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID));
+                sessions.push_back(packet->text(LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID));
             }
         }
         return sessions;
     }
     std::size_t owed() const { return librad_radius_client_get_spool(client_).count; }
 
-    ManualClock clock_;
+    LoopClock clock_;
     Peer server_;
     librad_radius_client_config config_;
     librad_radius_client* client_ = nullptr;
@@ -131,8 +124,7 @@ TEST_F(Accounting, SaysWhatAServerNeedsAboutASession) {
     EXPECT_EQ(acknowledgeNext(), Status::on);
     const auto packet = receive();
     ASSERT_TRUE(packet);
-    const librad_radius_msg* msg = packet->msg.get();
-    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE), Status::start);
+    EXPECT_EQ(packet->number(kStatusType), Status::start);
     const std::map<std::uint8_t, std::string> texts = {
         {LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID, session},
         {LIBRAD_RADIUS_ATTR_USER_NAME, "bob"},
@@ -140,23 +132,23 @@ TEST_F(Accounting, SaysWhatAServerNeedsAboutASession) {
         {LIBRAD_RADIUS_ATTR_CALLED_STATION_ID, "02-AB-00-00-00-01:Guest"},
         {LIBRAD_RADIUS_ATTR_NAS_PORT_ID, "wlan0-va1"}};
     for (const auto& [type, value] : texts) {
-        EXPECT_EQ(text(msg, type), value) << int{type};
+        EXPECT_EQ(packet->text(type), value) << int{type};
     }
-    EXPECT_EQ(librad_radius_msg_get_classes(msg), sta->classes);
-    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_NAS_PORT), 1U);
-    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_NAS_PORT_TYPE), 19U);
-    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP), 1700000000U);
-    EXPECT_EQ(number(msg, LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME), 0U);
-    EXPECT_EQ(text(msg, LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), "");
+    EXPECT_EQ(librad_radius_msg_get_classes(packet->msg.get()), sta->classes);
+    EXPECT_EQ(packet->number(LIBRAD_RADIUS_ATTR_NAS_PORT), 1U);
+    EXPECT_EQ(packet->number(LIBRAD_RADIUS_ATTR_NAS_PORT_TYPE), 19U);
+    EXPECT_EQ(packet->number(kTimestamp), 1700000000U);
+    EXPECT_EQ(packet->number(kDelay), 0U);
+    EXPECT_EQ(packet->text(LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS), "");
     acknowledge(*packet);
 
-    advance(90 * kSecond);
+    clock_.advance(90 * kSecond);
     stats = traffic(1000 + 0x300000002, 5700);
     send(librad_create_accounting_sta_stop(&config_, sta.get(), &stats));
     const auto last = receive();
     ASSERT_TRUE(last);
     const std::map<std::uint8_t, std::uint32_t> numbers = {
-        {LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE, Status::stop},
+        {kStatusType, Status::stop},
         {LIBRAD_RADIUS_ATTR_ACCT_SESSION_TIME, 90},
         {LIBRAD_RADIUS_ATTR_ACCT_INPUT_OCTETS, 2},  // input is what the station sent
         {LIBRAD_RADIUS_ATTR_ACCT_INPUT_GIGAWORDS, 3},
@@ -166,9 +158,9 @@ TEST_F(Accounting, SaysWhatAServerNeedsAboutASession) {
         {LIBRAD_RADIUS_ATTR_ACCT_OUTPUT_PACKETS, 7},
         {LIBRAD_RADIUS_ATTR_ACCT_TERMINATE_CAUSE, 0}};
     for (const auto& [type, value] : numbers) {
-        EXPECT_EQ(number(last->msg.get(), type), value) << int{type};
+        EXPECT_EQ(last->number(type), value) << int{type};
     }
-    EXPECT_EQ(text(last->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID), session);
+    EXPECT_EQ(last->text(LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID), session);
     EXPECT_NE(sessionOf(sta), session);  // the next session is another one
 }
 
@@ -251,8 +243,8 @@ TEST_F(Accounting, AnnouncesItselfOnceToAServerBeforeTheFirstStartOfAnyClient) {
     send(librad_create_accounting_sta_start(&config_, second.get()), other);
     const auto announcement = receive();
     ASSERT_TRUE(announcement);
-    EXPECT_EQ(number(announcement->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE), Status::on);
-    EXPECT_EQ(text(announcement->msg.get(), LIBRAD_RADIUS_ATTR_NAS_IDENTIFIER), "nas");
+    EXPECT_EQ(announcement->number(kStatusType), Status::on);
+    EXPECT_EQ(announcement->text(LIBRAD_RADIUS_ATTR_NAS_IDENTIFIER), "nas");
     EXPECT_FALSE(receive());  // both wait
     acknowledge(*announcement);
     EXPECT_EQ(acknowledgeNext(), Status::start);
@@ -270,9 +262,9 @@ TEST_F(Accounting, DoesNotLoseSessionsToAServerThatIgnoresTheAnnouncement) {
     sendStop(sta);
     std::vector<std::uint32_t> types;
     for (int i = 0; i < 32; ++i) {
-        advance(kSecond);
+        clock_.advance(kSecond);
         while (const auto packet = receive()) {
-            types.push_back(number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE));
+            types.push_back(packet->number(kStatusType));
         }
     }
     ASSERT_FALSE(types.empty());
@@ -286,17 +278,16 @@ TEST_F(Accounting, RepeatsWithRaisedDelayNewIdentifierAndAuthenticator) {
     const Station sta = makeStation(3);
     sendStart(sta);
     const auto first = receive();
-    advance(5 * kSecond / 2);
+    clock_.advance(5 * kSecond / 2);
     const auto second = receive();
     ASSERT_TRUE(first && second);
     EXPECT_NE(first->id(), second->id());
     EXPECT_NE(first->authenticator(), second->authenticator());
-    EXPECT_EQ(number(first->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME), 0U);
-    EXPECT_EQ(number(second->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME), 2U);
-    EXPECT_EQ(number(second->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP),
-              number(first->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP));
+    EXPECT_EQ(first->number(kDelay), 0U);
+    EXPECT_EQ(second->number(kDelay), 2U);
+    EXPECT_EQ(second->number(kTimestamp), first->number(kTimestamp));
     // A wrong answer is none, an answer to the first transmission is as good as one to the second.
-    server_.deliver(makeAnswer(*first, 5, "another secret"), first->from);
+    server_.deliver(makeAnswer(*first, 5, Mac::none, "", "another secret"), first->from);
     EXPECT_EQ(librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT), 1U);
     acknowledge(*first);
     EXPECT_EQ(librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT), 0U);
@@ -316,15 +307,15 @@ TEST_F(Accounting, OwesAStopUntilTheServerIsBack) {
     const Station sta = startedStation();
     sendStop(sta);
     const auto original = receive();
-    const std::uint32_t stamp = number(original->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP);
+    const std::uint32_t stamp = original->number(kTimestamp);
     sentWithin(3600);
     ASSERT_EQ(owed(), 1U);
     EXPECT_EQ(librad_radius_client_get_spool(client_).oldestSeconds, 3600);
     for (int i = 0; i < 60 && owed() == 1; ++i) {
-        advance(kSecond);
+        clock_.advance(kSecond);
         if (const auto packet = receive()) {
-            EXPECT_EQ(number(packet->msg.get(), LIBRAD_RADIUS_ATTR_EVENT_TIMESTAMP), stamp);
-            const auto delay = number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME);
+            EXPECT_EQ(packet->number(kTimestamp), stamp);
+            const auto delay = packet->number(kDelay);
             EXPECT_EQ(delay, clock_.wall / kSecond - stamp);
             acknowledge(*packet);
         }
@@ -352,13 +343,12 @@ TEST_F(Accounting, SendsOwedStopsInOrderAndOneThatIsIgnoredLast) {
     std::vector<std::string> answered;
     int ignored = 0;
     for (int i = 0; i < 600 && answered.size() < 3; ++i) {
-        advance(kSecond);
+        clock_.advance(kSecond);
         while (const auto packet = receive()) {
-            const auto session = text(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID);
+            const auto session = packet->text(LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID);
             if (session == poisoned && answered.empty()) {
                 ++ignored;
-            } else if (number(packet->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE) ==
-                       Status::stop) {
+            } else if (packet->number(kStatusType) == Status::stop) {
                 answered.push_back(session);
                 acknowledge(*packet);
             }

@@ -3,8 +3,6 @@
 namespace ostrel::testing {
 namespace {
 
-constexpr std::int64_t kSecond = 1000000;
-const std::string kSecret = "dassecret";
 constexpr std::int64_t kNow = 4000000000;  // seconds; far behind the day of the build
 
 const char* const kMac = "1f13 41412d42422d43432d30302d31312d3232";  // AA-BB-CC-00-11-22
@@ -42,15 +40,8 @@ protected:
         return secret.empty() ? nullptr : secret.data();
     }
 
-    static ByteString request(std::uint8_t code, const std::string& attributes,
-                              std::uint8_t id = 1) {
-        ByteString bytes = {code, id, 0, 0};
-        bytes.resize(20);
-        const ByteString given = fromHex(attributes);
-        bytes.insert(bytes.end(), given.begin(), given.end());
-        bytes[2] = static_cast<std::uint8_t>(bytes.size() >> 8);
-        bytes[3] = static_cast<std::uint8_t>(bytes.size());
-        return bytes;
+    static ByteString disconnect(const std::string& attributes, std::uint8_t id = 1) {
+        return sign(makePacket(40, id, attributes), kSecret);
     }
 
     std::optional<Packet> ask(const ByteString& bytes) {
@@ -69,7 +60,7 @@ protected:
         return "3706" + toHex(bytes, 4);
     }
 
-    ManualClock clock_;
+    LoopClock clock_;
     Peer peer_;
     librad_radius_das* das_ = nullptr;
     librad_secret secret_{kSecret};
@@ -91,7 +82,6 @@ struct Case {
 TEST_F(Das, AnswersByTheRules) {
     const std::string mac = kMac;
     const std::string session = "2c05 313233";
-    const std::string macSigned = mac + "5012" + std::string(32, '0');
     const std::vector<Case> cases = {
         {"a session by its address", mac, 41, 0, true},
         {"by its name", kName, 41, 0, true},
@@ -104,7 +94,7 @@ TEST_F(Das, AnswersByTheRules) {
         {"for another identifier", mac + "2005 6e6174", 42, 403},
         {"for an IPv6 NAS", mac + "5f12" + std::string(32, '1'), 42, 403},
         {"a change of authorisation", mac, 45, 406, false, 43},
-        {"signed with a Message-Authenticator too", macSigned, 41, 0, true},
+        {"signed with a Message-Authenticator too", mac + kEmptyMac, 41, 0, true},
         {"now", mac + stamp(kNow), 41, 0, true},
         {"300 s ago", mac + stamp(kNow - 300), 41, 0, true},
         {"301 s ago", mac + stamp(kNow - 301), 0},
@@ -116,7 +106,7 @@ TEST_F(Das, AnswersByTheRules) {
         SCOPED_TRACE(row.what);
         result_ = row.result;
         disconnects_ = 0;
-        const ByteString bytes = sign(request(row.code, row.attributes, ++id), kSecret);
+        const ByteString bytes = sign(makePacket(row.code, ++id, row.attributes), kSecret);
         const auto answer = ask(bytes);
         EXPECT_EQ(disconnects_, row.disconnects ? 1 : 0);
         ASSERT_EQ(answer.has_value(), row.answer != 0);
@@ -137,18 +127,13 @@ TEST_F(Das, AnswersByTheRules) {
 }
 
 TEST_F(Das, DropsWhatIsNotSignedWithTheSecret) {
-    const ByteString good =
-        sign(request(40, std::string(kMac) + "5012" + std::string(32, '0')), kSecret);
-    ByteString wrongMac = good;
-    wrongMac.back() ^= 1U;
-    const ByteString digest = md5Of(wrongMac, kSecret, ByteString(16));
-    std::copy(digest.begin(), digest.end(), wrongMac.begin() + 4);
-    EXPECT_FALSE(ask(wrongMac));
-    EXPECT_FALSE(ask(sign(request(40, kMac), "another secret")));
-    EXPECT_FALSE(ask(request(40, kMac)));
+    const ByteString good = disconnect(kMac + kEmptyMac);
+    EXPECT_FALSE(ask(withWrongMac(good, ByteString(16))));
+    EXPECT_FALSE(ask(sign(makePacket(40, 1, kMac), "another secret")));
+    EXPECT_FALSE(ask(makePacket(40, 1, kMac)));
     EXPECT_FALSE(ask(fromHex("2801")));
     secret_ = librad_secret();
-    EXPECT_FALSE(ask(sign(request(40, kMac), "")));
+    EXPECT_FALSE(ask(sign(makePacket(40, 1, kMac), "")));
     EXPECT_EQ(disconnects_, 0);
     EXPECT_EQ(librad_radius_das_get_counters(das_).dropped, 4U);
     EXPECT_EQ(librad_radius_das_get_counters(das_).malformed, 1U);
@@ -157,7 +142,7 @@ TEST_F(Das, DropsWhatIsNotSignedWithTheSecret) {
 }
 
 TEST_F(Das, AnswersARepeatedRequestAgainWithoutEffect) {
-    const ByteString bytes = sign(request(40, kName), kSecret);
+    const ByteString bytes = disconnect(kName);
     const auto first = ask(bytes);
     ASSERT_TRUE(first);
     secret_ = librad_secret();  // the session that led to the secret is gone
@@ -169,7 +154,7 @@ TEST_F(Das, AnswersARepeatedRequestAgainWithoutEffect) {
     EXPECT_EQ(librad_radius_das_get_counters(das_).duplicates, 1U);
 
     secret_ = librad_secret(kSecret);
-    ASSERT_TRUE(ask(sign(request(40, kName, 2), kSecret)));  // another identifier, another request
+    ASSERT_TRUE(ask(disconnect(kName, 2)));  // another identifier, another request
     EXPECT_EQ(disconnects_, 2);
     clock_.monotonic += kSecond;
     ASSERT_TRUE(ask(bytes));  // forgotten by now
@@ -177,29 +162,27 @@ TEST_F(Das, AnswersARepeatedRequestAgainWithoutEffect) {
 }
 
 TEST_F(Das, SendsProxyStateBackInOrder) {
-    const auto answer =
-        ask(sign(request(40, std::string(kName) + "2103 61 2c03 31 2104 6263"), kSecret));
+    const auto answer = ask(disconnect(std::string(kName) + "2103 61 2c03 31 2104 6263"));
     ASSERT_TRUE(answer);
     EXPECT_EQ(toHex(answer->bytes.data() + 20, answer->bytes.size() - 20), "21036121046263");
 }
 
 TEST_F(Das, HandsOverWhatNamesTheSession) {
-    ask(sign(request(40, std::string(kName) + "2c05313233 1f10 616162622e636330302e31313232"),
-             kSecret));
+    ask(disconnect(std::string(kName) + "2c05313233 1f10 616162622e636330302e31313232"));
     EXPECT_EQ(named_, "aabbcc001122/626f62/313233");
-    ask(sign(request(40, kName, 2), kSecret));
+    ask(disconnect(kName, 2));
     EXPECT_EQ(named_, "000000000000/626f62/");
 }
 
 TEST_F(Das, DoesNotTrustAClockThatHasNotBeenSet) {
     clock_.wall = 86400 * kSecond;  // 1970
-    EXPECT_TRUE(ask(sign(request(40, kName + stamp(kNow)), kSecret)));
+    EXPECT_TRUE(ask(disconnect(kName + stamp(kNow))));
 }
 
 TEST_F(Das, MayInsistOnATimestamp) {
     open(1);
-    EXPECT_FALSE(ask(sign(request(40, kName), kSecret)));
-    EXPECT_TRUE(ask(sign(request(40, kName + stamp(kNow)), kSecret)));
+    EXPECT_FALSE(ask(disconnect(kName)));
+    EXPECT_TRUE(ask(disconnect(kName + stamp(kNow))));
 }
 
 TEST_F(Das, SaysWhenTheAddressIsTaken) {

@@ -9,8 +9,6 @@
 namespace ostrel::testing {
 namespace {
 
-const std::string kSecret = "testing123";
-
 // Waits for a datagram that another thread is about to cause.
 std::optional<Packet> await(const Peer& peer) {
     for (int i = 0; i < 5000; ++i) {
@@ -51,9 +49,7 @@ public:
     }
 
     static void send(librad_radius_client* client) {
-        Message msg(librad_radius_msg_new(LIBRAD_RADIUS_CODE_ACCESS_REQUEST,
-                                          librad_radius_client_get_id(client)));
-        EXPECT_TRUE(librad_radius_msg_make_authenticator(msg.get(), nullptr, 0));
+        Message msg = accessRequest(librad_radius_client_get_id(client));
         ASSERT_EQ(librad_radius_client_send(client, msg.get(), LIBRAD_RADIUS_AUTH, nullptr), 0);
         static_cast<void>(msg.release());
     }
@@ -69,7 +65,7 @@ TEST_F(EventLoopThread, TakesInAClientMadeLaterAndEndsItOnlyBetweenItsCallbacks)
     send(client);
     const auto packet = await(server);
     ASSERT_TRUE(packet);
-    server.send(makeAnswer(*packet, 2, kSecret), packet->from);
+    server.send(makeAnswer(*packet, 2), packet->from);
     owner.entered.get_future().wait();
     // Nothing is held while the owner is called.
     send(client);
@@ -98,7 +94,7 @@ TEST_F(EventLoopThread, ServesManySendersAtOnce) {
     for (int i = 0; i < 200; ++i) {
         const auto packet = await(server);
         ASSERT_TRUE(packet);
-        server.send(makeAnswer(*packet, 2, kSecret), packet->from);
+        server.send(makeAnswer(*packet, 2), packet->from);
     }
     for (std::thread& sender : senders) {
         sender.join();

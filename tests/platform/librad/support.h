@@ -18,11 +18,23 @@
 
 #include "ostrel/librad.h"
 #include "ostrel/runtime.h"
-#include "platform/support.h"
+#include "support/fake_clock.h"
 
 namespace ostrel::testing {
 
 using ByteString = std::vector<std::uint8_t>;
+
+constexpr std::int64_t kSecond = 1000000;
+inline const std::string kSecret = "testing123";
+
+// Time passes, and the library takes notice.
+class LoopClock : public vesta::testing::FakeClock {
+public:
+    void advance(std::int64_t microseconds) {
+        advanceMicroseconds(microseconds);
+        librad_eloop_step();
+    }
+};
 
 struct FreeMessage {
     void operator()(librad_radius_msg* msg) const { librad_radius_msg_free(msg); }
@@ -50,6 +62,24 @@ inline std::string toHex(const std::uint8_t* data, std::size_t size) {
     return text;
 }
 
+// A packet that has not been signed.
+inline ByteString makePacket(std::uint8_t code, std::uint8_t id, const std::string& attributes) {
+    ByteString bytes(20);
+    const ByteString given = fromHex(attributes);
+    bytes.insert(bytes.end(), given.begin(), given.end());
+    bytes[0] = code;
+    bytes[1] = id;
+    bytes[2] = static_cast<std::uint8_t>(bytes.size() >> 8);
+    bytes[3] = static_cast<std::uint8_t>(bytes.size());
+    return bytes;
+}
+
+inline Message accessRequest(std::uint8_t id) {
+    Message msg(librad_radius_msg_new(LIBRAD_RADIUS_CODE_ACCESS_REQUEST, id));
+    EXPECT_TRUE(librad_radius_msg_make_authenticator(msg.get(), nullptr, 0));
+    return msg;
+}
+
 inline const unsigned char* bytesOf(const std::string& text) {
     return static_cast<const unsigned char*>(static_cast<const void*>(text.data()));
 }
@@ -58,6 +88,11 @@ inline ByteString bytesOf(const librad_radius_msg* msg) {
     std::size_t length = 0;
     const unsigned char* data = librad_radius_msg_get_bytes(msg, &length);
     return {data, data + length};
+}
+
+inline ByteString authenticatorOf(const librad_radius_msg* msg) {
+    const unsigned char* at = librad_radius_msg_get_authenticator(msg);
+    return {at, at + 16};
 }
 
 inline Message parse(const ByteString& bytes) {
@@ -130,6 +165,12 @@ struct Packet {
     [[nodiscard]] ByteString authenticator() const {
         return {bytes.begin() + 4, bytes.begin() + 20};
     }
+    [[nodiscard]] std::string text(std::uint8_t type) const {
+        return testing::text(msg.get(), type);
+    }
+    [[nodiscard]] std::uint32_t number(std::uint8_t type) const {
+        return testing::number(msg.get(), type);
+    }
 };
 
 class Peer {
@@ -181,26 +222,24 @@ private:
 
 enum class Mac { none, valid, wrong };  // the Message-Authenticator of an answer
 
-// A signed answer to `request`, its attributes before the Message-Authenticator.
-inline ByteString makeAnswer(const Packet& request, std::uint8_t code, const std::string& secret,
-                             Mac mac = Mac::none, const std::string& attributes = "") {
-    ByteString bytes = {code, request.id(), 0, 0};
-    bytes.resize(20);
-    const ByteString given = fromHex(attributes);
-    bytes.insert(bytes.end(), given.begin(), given.end());
-    if (mac != Mac::none) {
-        bytes.insert(bytes.end(), {80, 18});
-        bytes.resize(bytes.size() + 16);
-    }
-    bytes[2] = static_cast<std::uint8_t>(bytes.size() >> 8);
-    bytes[3] = static_cast<std::uint8_t>(bytes.size());
-    bytes = sign(std::move(bytes), secret, request.authenticator());
-    if (mac == Mac::wrong) {
-        bytes.back() ^= 1U;
-        const ByteString digest = md5Of(bytes, secret, request.authenticator());
-        std::copy(digest.begin(), digest.end(), bytes.begin() + 4);
-    }
+inline const std::string kEmptyMac = "5012" + std::string(32, '0');
+
+// With the last byte of the Message-Authenticator, the last attribute, changed, and signed again.
+inline ByteString withWrongMac(ByteString bytes, const ByteString& authenticator) {
+    bytes.back() ^= 1U;
+    const ByteString digest = md5Of(bytes, kSecret, authenticator);
+    std::copy(digest.begin(), digest.end(), bytes.begin() + 4);
     return bytes;
+}
+
+// A signed answer to `request`, its attributes before the Message-Authenticator.
+inline ByteString makeAnswer(const Packet& request, std::uint8_t code, Mac mac = Mac::none,
+                             const std::string& attributes = "",
+                             const std::string& secret = kSecret) {
+    const ByteString bytes =
+        sign(makePacket(code, request.id(), attributes + (mac == Mac::none ? "" : kEmptyMac)),
+             secret, request.authenticator());
+    return mac == Mac::wrong ? withWrongMac(bytes, request.authenticator()) : bytes;
 }
 
 }  // namespace ostrel::testing

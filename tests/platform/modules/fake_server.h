@@ -14,25 +14,22 @@
 #include <string>
 
 #include "ostrel/runtime.h"
-#include "platform/support.h"
+#include "support/fake_clock.h"
+#include "support/runtime_directory.h"
 
 namespace ostrel::testing {
 
 // A runtime directory of one's own, with a place for the servers.
 class ModulesTest : public ::testing::Test {
 protected:
-    ModulesTest() {
-        setenv("OSTREL_RUNTIME_DIR", runtime.path().c_str(), 1);
-        std::filesystem::create_directory(runtime.path("modules"));
-    }
-    ~ModulesTest() override { unsetenv("OSTREL_RUNTIME_DIR"); }
+    ModulesTest() { std::filesystem::create_directory(runtime.path("modules")); }
 
     [[nodiscard]] std::string path(const std::string& name) const {
         return runtime.path("modules/" + name);
     }
 
-    ManualClock clock;
-    TempDirectory runtime;
+    vesta::testing::FakeClock clock;
+    vesta::testing::RuntimeDirectory runtime;
 };
 
 inline sockaddr_un addressOf(const std::string& path) {
@@ -65,6 +62,14 @@ public:
         char buffer[4096];
         const ssize_t length = recv(connection.get(), buffer, sizeof buffer, 0);
         return {buffer, length > 0 ? static_cast<std::size_t>(length) : 0};
+    }
+
+    // The one datagram of the next connection.
+    std::string receiveFile() {
+        accept();
+        const std::string text = receive();
+        EXPECT_EQ(receive(), "");
+        return text;
     }
 
     bool send(const std::string& datagram) const {

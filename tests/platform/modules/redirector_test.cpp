@@ -20,12 +20,10 @@ protected:
         return control->request(number, argument) == 0 ? 0 : errno;
     }
 
-    // Issues request 24, which the server takes on its connection and answers with `answers`.
-    int wipe(FakeServer& server, bool accepts, const std::vector<std::string>& answers) {
+    // Issues request 24, which the server takes on a new connection and answers with `answers`.
+    int wipe(FakeServer& server, const std::vector<std::string>& answers) {
         auto result = std::async(std::launch::async, [this] { return ask(24, nullptr); });
-        if (accepts) {
-            server.accept();
-        }
+        server.accept();
         EXPECT_EQ(server.receive(), word(24));
         for (const std::string& answer : answers) {
             server.send(answer);
@@ -72,7 +70,7 @@ TEST_F(RedirectorTest, WithoutAServerItIsNotThereAndALaterOneIsFound) {
     EXPECT_EQ(ask(24, nullptr), ENOENT);
     for (int restart = 0; restart < 2; ++restart) {
         FakeServer server(path("redirector"));
-        EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+        EXPECT_EQ(wipe(server, {word(0)}), 0);
     }
 }
 
@@ -80,16 +78,11 @@ TEST_F(RedirectorTest, AnAnswerThatMakesNoSenseEndsTheConnection) {
     FakeServer server(path("redirector"));
     for (const std::string& answer : {word(0) + "x", std::string("abc"), word(1), word(-4096),
                                       word(INT32_MIN), word(0) + std::string(2000, 'x')}) {
-        EXPECT_EQ(wipe(server, true, {answer}), EIO);
+        EXPECT_EQ(wipe(server, {answer}), EIO);
     }
-    EXPECT_EQ(wipe(server, true, {}), EIO);
-    EXPECT_EQ(wipe(server, true, {word(-ENOSPC)}), ENOSPC);
-}
-
-TEST_F(RedirectorTest, ASurplusAnswerIsNotTheNextRequests) {
-    FakeServer server(path("redirector"));
-    EXPECT_EQ(wipe(server, true, {word(0), word(-EPERM)}), 0);
-    EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+    EXPECT_EQ(wipe(server, {}), EIO);
+    EXPECT_EQ(wipe(server, {word(0), word(-EPERM)}), 0);
+    EXPECT_EQ(wipe(server, {word(-ENOSPC)}), ENOSPC) << "the surplus answer is not the next one's";
 }
 
 // The one test that waits: the second is the kernel's.
@@ -110,7 +103,7 @@ TEST_F(RedirectorTest, ASilentServerCostsOneSecondAndIsLeftAloneForAWhile) {
     EXPECT_EQ(server.receive(), "") << "asked although it was to be left alone";
     EXPECT_FALSE(server.send(word(-EPERM))) << "a late answer could still arrive";
     clock.monotonic += 1;
-    EXPECT_EQ(wipe(server, true, {word(0)}), 0);
+    EXPECT_EQ(wipe(server, {word(0)}), 0);
     EXPECT_EQ(reports.size(), 2U);
     setLogSink(nullptr);
 }

@@ -12,13 +12,10 @@ namespace {
 
 using ostrel::testing::addressOf;
 using ostrel::testing::FakeServer;
-using ostrel::testing::readFile;
-using ostrel::testing::TempDirectory;
-using ostrel::testing::writeFile;
 
-class NotificationsTest : public ostrel::testing::ModulesTest {};
+using SocketsTest = ostrel::testing::ModulesTest;
 
-TEST_F(NotificationsTest, ArriveAsDatagramsOnASocketOfTheProcess) {
+TEST_F(SocketsTest, NotificationsArriveAsDatagramsOnASocketOfTheProcess) {
     std::filesystem::remove(runtime.path("modules"));
     const Fd fd = openNotifications(4711);
     ASSERT_TRUE(fd.valid());
@@ -39,7 +36,7 @@ TEST_F(NotificationsTest, ArriveAsDatagramsOnASocketOfTheProcess) {
     EXPECT_EQ(std::string(received, 46), sent);
 }
 
-TEST_F(NotificationsTest, TheOpeningClearsAwayWhatTheDeadLeftBehind) {
+TEST_F(SocketsTest, TheOpeningClearsAwayWhatTheDeadLeftBehind) {
     const Fd living = openNotifications(1);
     { const Fd dead = openNotifications(2); }
     { const Fd own = openNotifications(3); }
@@ -50,24 +47,19 @@ TEST_F(NotificationsTest, TheOpeningClearsAwayWhatTheDeadLeftBehind) {
     EXPECT_TRUE(std::filesystem::exists(path("notify-3")));
 }
 
-class TextFileTest : public ostrel::testing::ModulesTest {};
-
-TEST_F(TextFileTest, OneWritingIsOneConnectionWithOneDatagram) {
+TEST_F(SocketsTest, OneWritingIsOneConnectionWithOneDatagram) {
     FakeServer shaper(path("shaper"));
     FakeServer wifi(path("wifi-auth"));
     EXPECT_TRUE(writeModuleFile(kShaperPath, "sta del main 00:11:22:33:44:55"));
     EXPECT_TRUE(writeModuleFile(kShaperPath, "second\n"));
     EXPECT_TRUE(writeModuleFile(kWifiAuthPath, "username main 00:11:22:33:44:55 joe"));
     for (const char* expected : {"sta del main 00:11:22:33:44:55", "second\n"}) {
-        shaper.accept();
-        EXPECT_EQ(shaper.receive(), expected);
-        EXPECT_EQ(shaper.receive(), "");
+        EXPECT_EQ(shaper.receiveFile(), expected);
     }
-    wifi.accept();
-    EXPECT_EQ(wifi.receive(), "username main 00:11:22:33:44:55 joe");
+    EXPECT_EQ(wifi.receiveFile(), "username main 00:11:22:33:44:55 joe");
 }
 
-TEST_F(TextFileTest, WithNeitherTheOpeningFails) {
+TEST_F(SocketsTest, WithNeitherTheOpeningFails) {
     EXPECT_FALSE(writeModuleFile(kShaperPath, "x"));
     EXPECT_EQ(errno, ENOENT);
     // No file is made, and nothing else has a server.
@@ -76,7 +68,7 @@ TEST_F(TextFileTest, WithNeitherTheOpeningFails) {
     EXPECT_FALSE(std::filesystem::exists(path("other")));
 }
 
-TEST_F(TextFileTest, AServerThatTakesNoMoreConnectionsIsLeftAloneForAWhile) {
+TEST_F(SocketsTest, AServerThatTakesNoMoreConnectionsIsLeftAloneForAWhile) {
     FakeServer server(path("shaper"), 0);
     int taken = 0;
     while (taken < 10 && writeModuleFile(kShaperPath, "x")) {
@@ -90,8 +82,7 @@ TEST_F(TextFileTest, AServerThatTakesNoMoreConnectionsIsLeftAloneForAWhile) {
     EXPECT_FALSE(writeModuleFile(kShaperPath, "y")) << "it was to be left alone";
     clock.monotonic += 1000000;
     EXPECT_TRUE(writeModuleFile(kShaperPath, "z"));
-    server.accept();
-    EXPECT_EQ(server.receive(), "z");
+    EXPECT_EQ(server.receiveFile(), "z");
 }
 
 }  // namespace
