@@ -84,7 +84,10 @@ void IPCEventListener::ipcHandleFunction(void* message, void* /*user*/, int send
     const std::string answer = makeAnswer(static_cast<const char*>(message), handler);
     logger().Debug("%s for %d going to send anser %s\n", "ipcHandleFunction", sender,
                    answer.c_str());
-    ipc_->send(answer, sender);
+    if (!ipc_->send(answer, sender)) {
+        // A text too long for a frame; whoever asked must not wait in vain.
+        ipc_->send(std::string(kAnyFailure), sender);
+    }
 }
 
 std::string IPCEventListener::makeAnswer(const char* text, AnswerHandler handler) {
@@ -96,7 +99,8 @@ std::string IPCEventListener::makeAnswer(const char* text, AnswerHandler handler
             throw ENTRY_EMPTY;
         }
         answerInsertContext(*request, *answer);
-        return answer->getStringRepresentation();
+        // Without blanks: thousands of clients must fit into one frame.
+        return json_object_to_json_string_ext(nodeOf(*answer), JSON_C_TO_STRING_PLAIN);
     } catch (const ENTRY_EXCEPTION_TYPE&) {
         return kParseFailure;
     } catch (const std::exception& failure) {

@@ -135,6 +135,14 @@ TEST_F(DispatcherTest, AnswersARequestThatCannotBeRead) {
     EXPECT_EQ(answerTo(R"({"params": []})", &IPCEventListener::ipcHandleValidate), kFailure);
 }
 
+TEST_F(DispatcherTest, SaysSoWhereAnAnswerIsTooLongForTheBus) {
+    const std::string context(17 * 1024 * 1024, 'x');
+    EXPECT_EQ(
+        answerTo(R"({"context": ")" + context + "\"}", &IPCEventListener::ipcHandleVestadState),
+        "{    \"command\": \"get-response\",    \"result\": 0,    \"error\": \"IPCListener "
+        "failed on make anything!\"}");
+}
+
 TEST_F(DispatcherTest, StopsAlsoBeforeItHasBegunToListen) {
     ASSERT_TRUE(listener_.run());
     listener_.stop();
