@@ -152,6 +152,7 @@ void APBDCollaborator::disconnectedNotify() {
         logger().Debug("%s,%d,Receive disconnect notify from APB. Clear all APB data\n",
                        "disconnectedNotify", __LINE__);
         subscribed_ = false;
+        refusing_ = false;
         for (auto record = records_.begin(); record != records_.end();) {
             // What was cleared before and has not been told since is known to nobody.
             if (record->second.cleared) {
@@ -248,8 +249,11 @@ APBDEntry* APBDCollaborator::find(const Key& key) {
 // Null when there is no room.
 APBDEntry* APBDCollaborator::insert(const Key& key) {
     if (records_.size() >= kMaxRecords && records_.find(key) == records_.end()) {
-        logger().Warning("The record of a station is refused: there are %d already\n",
-                         static_cast<int>(kMaxRecords));
+        if (!refusing_) {
+            logger().Warning("There are records of %d stations, more are not kept\n",
+                             static_cast<int>(kMaxRecords));
+            refusing_ = true;
+        }
         return nullptr;
     }
     return &records_[key];

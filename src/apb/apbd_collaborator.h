@@ -36,7 +36,7 @@ class Portal;
 
 class APBDCollaborator final : public Informator, public ClientInformationStore {
 public:
-    // Records of the domain; beyond this many new ones are refused, with a warning.
+    // Records of the domain; beyond this many new ones are refused, with one warning.
     static constexpr std::size_t kMaxRecords = 65536;
 
     // Reads the configuration document and, where enabled, asks apbd for its status. The portal is
@@ -139,6 +139,7 @@ private:
     bool subscribed_ GUARDED_BY(mutex_) = false;
     std::int64_t lastAttempt_ GUARDED_BY(mutex_) = 0;  // monotonic microseconds
     std::map<Key, APBDEntry> records_ GUARDED_BY(mutex_);
+    bool refusing_ GUARDED_BY(mutex_) = false;  // there is no room, and that was said
     APBDOutbox outbox_ GUARDED_BY(mutex_);
     // Stations of which a copy may stand where they are not.
     std::set<Key> departing_ GUARDED_BY(mutex_);

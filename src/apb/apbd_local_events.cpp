@@ -38,6 +38,7 @@ void warnFiltered(const char* operation, const Client& client) {
 void remember(APBDEntry& entry, MessageEntry& record) {
     entry.message = copyForThread(&record);
     entry.receivedAt = ostrel::monotonicSeconds();
+    entry.cleared = false;
 }
 
 }  // namespace

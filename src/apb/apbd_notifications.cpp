@@ -226,7 +226,6 @@ APBDCollaborator::Consequence APBDCollaborator::applyUpdate(const Key& key,
         return Consequence::disconnect;
     }
     entry->state = APBDEntryState::associatedElsewhere;
-    departing_.insert(key);
     return Consequence::depart;
 }
 
@@ -259,18 +258,18 @@ void APBDCollaborator::removeCopies(Portal& portal, const Key& key) {
     std::string keptVap;
     {
         const MutexLock lock(mutex_);
+        departing_.erase(key);
         const APBDEntry* const entry = find(key);
-        const bool isAway = entry != nullptr && entry->state == APBDEntryState::associatedElsewhere;
-        if (!isAway && (entry == nullptr || entry->vap.empty())) {
-            departing_.erase(key);
+        if (entry == nullptr ||
+            (entry->vap.empty() && entry->state != APBDEntryState::associatedElsewhere)) {
             return;
         }
         keptVap = entry->vap;
     }
-    if (portal.removeClientFrom(key.ssid, identityOf(key), RemoveWhen::disconnected,
-                                CommandInfo(END_REASON_APBD_REQUEST), keptVap)) {
+    if (!portal.removeClientFrom(key.ssid, identityOf(key), RemoveWhen::disconnected,
+                                 CommandInfo(END_REASON_APBD_REQUEST), keptVap)) {
         const MutexLock lock(mutex_);
-        departing_.erase(key);
+        departing_.insert(key);
     }
 }
 
