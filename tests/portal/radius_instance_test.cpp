@@ -105,9 +105,9 @@ protected:
                 return found;
             }
             if (packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST) {
-                server_.deliver(
-                    rad::makeAnswer(*packet, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE, kSecret),
-                    packet->from);
+                server_.deliver(rad::makeAnswer(*packet, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE,
+                                                rad::Mac::none, "", kSecret),
+                                packet->from);
             }
             if (packet->bytes[0] == code) {
                 found = std::move(packet);
@@ -117,7 +117,7 @@ protected:
     void answer(const std::optional<rad::Packet>& to, std::uint8_t code,
                 const std::string& attributes = "") {
         ASSERT_TRUE(to.has_value());
-        server_.deliver(rad::makeAnswer(*to, code, kSecret, rad::Mac::valid, attributes), to->from);
+        server_.deliver(rad::makeAnswer(*to, code, rad::Mac::valid, attributes, kSecret), to->from);
     }
     std::shared_ptr<MessageEntry> dump(const std::string& mac = kMac) {
         return instance_->dumpClientToMessage(ClientIdentity(mac, "", "", ""),
@@ -258,9 +258,10 @@ TEST(RadiusStress, AllThreadsAtOnce) {
             const std::uint8_t verdict = packet->id() % 3 == 0 ? kReject : kAccept;
             const std::uint8_t code =
                 accounting ? std::uint8_t{LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE} : verdict;
-            server.send(rad::makeAnswer(*packet, code, kSecret, rad::Mac::valid,
-                                        accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001"),
-                        packet->from);
+            server.send(
+                rad::makeAnswer(*packet, code, rad::Mac::valid,
+                                accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001", kSecret),
+                packet->from);
             ++decided;
         }
     });

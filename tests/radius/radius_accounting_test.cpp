@@ -27,9 +27,7 @@ protected:
     Packet record() {
         for (;;) {
             Packet packet = request();
-            server_.deliver(ostrel::testing::makeAnswer(
-                                packet, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE, kSecret),
-                            packet.from);
+            answerAccounting(packet);
             if (number(packet.msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE) != accountingOn) {
                 return packet;
             }

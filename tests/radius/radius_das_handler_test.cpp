@@ -41,11 +41,8 @@ protected:
     // in hex, "" without an answer.
     std::string disconnect(const std::string& attributes) {
         static std::uint8_t id = 0;
-        ByteString packet = {LIBRAD_RADIUS_CODE_DISCONNECT_REQUEST, ++id, 0, 0};
-        packet.resize(20);
-        const ByteString given = fromHex(attributes);
-        packet.insert(packet.end(), given.begin(), given.end());
-        packet[3] = static_cast<std::uint8_t>(packet.size());
+        const ByteString packet =
+            makePacket(LIBRAD_RADIUS_CODE_DISCONNECT_REQUEST, ++id, attributes);
         sockaddr_in to{};
         to.sin_family = AF_INET;
         to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

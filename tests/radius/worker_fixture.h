@@ -82,7 +82,12 @@ protected:
     }
     void answer(const rad::Packet& to, std::uint8_t code, const std::string& attributes = "",
                 const char* secret = kSecret) {
-        server_.deliver(rad::makeAnswer(to, code, secret, rad::Mac::valid, attributes), to.from);
+        server_.deliver(rad::makeAnswer(to, code, rad::Mac::valid, attributes, secret), to.from);
+    }
+    void answerAccounting(const rad::Packet& to) {
+        server_.deliver(rad::makeAnswer(to, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE, rad::Mac::none,
+                                        "", kSecret),
+                        to.from);
     }
     // What the handler was told since the last call.
     std::vector<std::pair<int, std::shared_ptr<Client>>> told() { return std::exchange(told_, {}); }
