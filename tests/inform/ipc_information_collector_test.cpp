@@ -13,27 +13,14 @@ namespace {
 class RecordingCaller final : public InformationCaller {
 public:
     void responseCallback(std::vector<ClientStatisticInfo>& statistics) override {
-        const MutexLock lock(mutex_);
-        sizes_.push_back(statistics.size());
-        changed_.notifyAll();
+        sizes.add(statistics.size());
         if (fails) {
             throw std::runtime_error("not now");
         }
     }
-    // The sizes of the answers once there are `count`, or after some seconds.
-    std::vector<std::size_t> waitFor(std::size_t count) {
-        const MutexLock lock(mutex_);
-        while (sizes_.size() < count && changed_.waitFor(mutex_, std::chrono::seconds(5))) {
-        }
-        return sizes_;
-    }
 
     bool fails = false;
-
-private:
-    Mutex mutex_;
-    CondVar changed_;
-    std::vector<std::size_t> sizes_ GUARDED_BY(mutex_);
+    Collected<std::size_t> sizes;
 };
 
 class CollectorTest : public BusTest {
@@ -67,10 +54,10 @@ TEST_F(CollectorTest, AsksForTheStationsAndHandsOnTheAnswer) {
     EXPECT_STREQ(json_object_get_string(json_object_object_get(request.get(), "path")),
                  "associated-clients");
     answer(asked[0], R"([{"interface": "w", "hw-addr": "02:00:00:00:00:01"}])");
-    EXPECT_EQ(caller.waitFor(1), std::vector<std::size_t>{1});
+    EXPECT_EQ(caller.sizes.waitFor(1), std::vector<std::size_t>{1});
     collector.getClientsInformation(&caller);
     answer(requests().at(0), "[]");
-    EXPECT_EQ(caller.waitFor(2), (std::vector<std::size_t>{1, 0}));
+    EXPECT_EQ(caller.sizes.waitFor(2), (std::vector<std::size_t>{1, 0}));
 }
 
 TEST_F(CollectorTest, HasAtMostThreeRequestsUnderWay) {
@@ -83,17 +70,14 @@ TEST_F(CollectorTest, HasAtMostThreeRequestsUnderWay) {
     answer(asked[0], "[]");
     answer(asked[1], "{}");
     answer(asked[2], "[]");
-    EXPECT_EQ(caller.waitFor(2).size(), 2U);
+    EXPECT_EQ(caller.sizes.waitFor(2).size(), 2U);
     // The last answer may still be under way here.
     collector.getClientsInformation(&caller);
     collector.getClientsInformation(&caller);
     EXPECT_EQ(requests().size(), 2U);
 }
 
-TEST(CollectorAlone, DoesNotCountARequestThatCouldNotBeSent) {
-    ostrel::testing::TempDirectory runtime;
-    setenv("OSTREL_RUNTIME_DIR", runtime.path().c_str(), 1);
-    const auto ipc = std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 8);
+TEST_F(BusTest, ARequestThatCouldNotBeSentDoesNotCountAndAMissingAnswerIsNotTold) {
     RecordingCaller caller;
     IPCInformationCollector collector(ipc);
     for (int i = 0; i < 5; ++i) {
@@ -103,13 +87,8 @@ TEST(CollectorAlone, DoesNotCountARequestThatCouldNotBeSent) {
     collector.getClientsInformation(&caller);
     EXPECT_EQ(monitord.takeFrom(*ipc, IPC_MODULE_MONITORD_STATISTICS).size(), 1U);
     ipc->close();
-    unsetenv("OSTREL_RUNTIME_DIR");
-}
-
-TEST(CollectorAlone, TellsNobodyOfAMissingAnswer) {
-    RecordingCaller caller;
     IPCInformationCollector::ipcResponseCallback(nullptr, &caller, -1);
-    EXPECT_TRUE(caller.waitFor(0).empty());
+    EXPECT_TRUE(caller.sizes.take().empty());
 }
 
 }  // namespace

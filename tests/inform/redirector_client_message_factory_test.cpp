@@ -17,6 +17,10 @@ TEST(RedirectorClientMessageFactory, WritesItsKeysIntoTheTemplate) {
     RedirectorClientMessageFactory factory(R"({"status": 1, "proxy-mode": "usual",})");
     factory.createMessage();
     EXPECT_TRUE(sameJson(textOf(factory), R"({"status": 1, "proxy-mode": "usual"})"));
+    factory.addLogin("");
+    factory.addVirtualPortalName("");
+    factory.addIpAddress("");
+    EXPECT_TRUE(sameJson(textOf(factory), R"({"status": 1, "proxy-mode": "usual", "cli-ip": ""})"));
     factory.addMacAddress("m");
     factory.addIpAddress("i");
     factory.addConnectionStatus(true);
@@ -41,15 +45,6 @@ TEST(RedirectorClientMessageFactory, WritesItsKeysIntoTheTemplate) {
             "proxy-mode": "p", "virtual-portal-name": "v", "ssid": "s", "domain": "d",
             "ap-location": "a", "ap-mac": "w", "cur-state": "c", "end-reason": "e",
             "end-value": "x"})"));
-}
-
-TEST(RedirectorClientMessageFactory, LeavesOutAnEmptyLoginAndPortalName) {
-    RedirectorClientMessageFactory factory("{}");
-    factory.createMessage();
-    factory.addLogin("");
-    factory.addVirtualPortalName("");
-    factory.addIpAddress("");
-    EXPECT_TRUE(sameJson(textOf(factory), R"({"cli-ip": ""})"));
 }
 
 TEST(RedirectorClientMessageFactory, WritesConnectedStationsOnly) {

@@ -13,37 +13,31 @@ namespace {
 
 using Parameters = std::vector<std::pair<const char*, const char*>>;
 
-std::string describe(const Parameters& parameters) {
-    const std::unique_ptr<cfg_t, void (*)(cfg_t*)> event(cfg_get_empty(), cfg_release);
-    for (const auto& [name, value] : parameters) {
-        cfg_set_param(event.get(), name, value);
+TEST(Syslog, DescribesKnownTypesAndWhatElseIsThereInItsOwnOrder) {
+    const std::pair<Parameters, const char*> rows[] = {
+        {{{"type", "cp-auth"}}, "event: 'authenticated on captive-portal'"},
+        {{{"type", "cp-deauth"}}, "event: 'deauthenticated on captive-portal'"},
+        {{{"type", "cp-connected"}}, "event: 'STA connected to captive portal vap'"},
+        {{{"type", "cp-disconnected"}}, "event: 'STA disconnected from captive portal vap'"},
+        {{}, "event: ''"},
+        {{{"dev", "wlan0-va1"},
+          {"name", "hall"},
+          {"domain", "d.example"},
+          {"ssid", "Guest"},
+          {"username", "bob"},
+          {"ip", "10.1.2.3"},
+          {"mac", "0a:1b:2c:3d:4e:5f"},
+          {"type", "x"}},
+         "event: 'x' mac: 0a:1b:2c:3d:4e:5f ip: 10.1.2.3 login: bob ssid: Guest"
+         " domain: d.example name: hall interface: wlan0-va1"},
+        {{{"type", "x"}, {"username", ""}, {"name", "%s"}}, "event: 'x' login:  name: %s"}};
+    for (const auto& [parameters, expected] : rows) {
+        const std::unique_ptr<cfg_t, void (*)(cfg_t*)> event(cfg_get_empty(), cfg_release);
+        for (const auto& [name, value] : parameters) {
+            cfg_set_param(event.get(), name, value);
+        }
+        EXPECT_EQ(Syslog::describe(event.get()), expected);
     }
-    return Syslog::describe(event.get());
-}
-
-TEST(Syslog, DescribesKnownTypesAndNamesOthers) {
-    EXPECT_EQ(describe({{"type", "cp-auth"}}), "event: 'authenticated on captive-portal'");
-    EXPECT_EQ(describe({{"type", "cp-deauth"}}), "event: 'deauthenticated on captive-portal'");
-    EXPECT_EQ(describe({{"type", "cp-connected"}}), "event: 'STA connected to captive portal vap'");
-    EXPECT_EQ(describe({{"type", "cp-disconnected"}}),
-              "event: 'STA disconnected from captive portal vap'");
-    EXPECT_EQ(describe({{"type", "reboot"}}), "event: 'reboot'");
-    EXPECT_EQ(describe({}), "event: ''");
-}
-
-TEST(Syslog, WritesWhatIsThereInItsOwnOrder) {
-    EXPECT_EQ(describe({{"dev", "wlan0-va1"},
-                        {"name", "hall"},
-                        {"domain", "d.example"},
-                        {"ssid", "Guest"},
-                        {"username", "bob"},
-                        {"ip", "10.1.2.3"},
-                        {"mac", "0a:1b:2c:3d:4e:5f"},
-                        {"type", "x"}}),
-              "event: 'x' mac: 0a:1b:2c:3d:4e:5f ip: 10.1.2.3 login: bob ssid: Guest"
-              " domain: d.example name: hall interface: wlan0-va1");
-    EXPECT_EQ(describe({{"type", "x"}, {"username", ""}, {"name", "%s"}}),
-              "event: 'x' login:  name: %s");
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "kernel/no_portal.h"
+#include "kernel/recording_portal.h"
 
 namespace vesta::testing {
 namespace {
@@ -47,7 +47,7 @@ protected:
         store.addWhiteList(std::make_shared<WhiteAddressesList>(name, "x"));
     }
 
-    NoPortal portal;
+    RecordingPortal portal;
     FakeWorker worker{portal};
     KernelWhiteListStore store{worker};
 };

@@ -3,19 +3,14 @@
 // A redirector module in a runtime directory of one's own. It takes every request, writes it down
 // as it came over the wire, and answers with success.
 
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
+#include <gmock/gmock.h>
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
-#include "core/mutex.h"
-#include "kernel/no_portal.h"
+#include "kernel/recording_portal.h"
 #include "platform/modules/fake_server.h"
 #include "support/fake_portal_instance.h"
 #include "support/test_client.h"
@@ -23,6 +18,8 @@
 namespace vesta::testing {
 
 using ostrel::testing::word;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 class AnsweringRedirector {
 public:
@@ -34,20 +31,14 @@ public:
     AnsweringRedirector& operator=(const AnsweringRedirector&) = delete;
 
     // The requests since the last call.
-    std::vector<std::string> take() {
-        const MutexLock lock(mutex_);
-        return std::exchange(requests_, {});
-    }
+    std::vector<std::string> take() { return requests_.take(); }
 
 private:
     void serve() {
         server_.accept();
         for (std::string request = server_.receive(); !request.empty();
              request = server_.receive()) {
-            {
-                const MutexLock lock(mutex_);
-                requests_.push_back(request);
-            }
+            requests_.add(request);
             server_.send(word(0) + answerTo(request));
         }
     }
@@ -64,8 +55,7 @@ private:
     }
 
     ostrel::testing::FakeServer server_;
-    Mutex mutex_;
-    std::vector<std::string> requests_ GUARDED_BY(mutex_);
+    Collected<std::string> requests_;
     std::thread thread_;
 };
 
@@ -86,6 +76,7 @@ protected:
 
     void startModule() { module = std::make_unique<AnsweringRedirector>(path("redirector")); }
 
+    RecordingPortal portal;
     std::unique_ptr<AnsweringRedirector> module;
     FakePortalInstance instance;
     std::shared_ptr<Client> client = makeClient(instance);

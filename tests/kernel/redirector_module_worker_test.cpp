@@ -1,31 +1,21 @@
 #include "kernel/redirector_module_worker.h"
 
-#include <gmock/gmock.h>
-
 #include "kernel/redirector_fixture.h"
+#include "kernel/redirector_module_helper.h"
 
 namespace vesta::testing {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
 class RedirectorModuleWorkerTest : public RedirectorTest {
 protected:
     RedirectorModuleWorkerTest() {
-        started = module->take();
+        EXPECT_THAT(module->take(), ElementsAre(word(13) + word(getpid()), word(24), word(23)));
         worker.insertWhiteList(std::make_shared<WhiteAddressesList>("other", "#"));
         worker.insertWhiteList(std::make_shared<WhiteAddressesList>("free", "#"));
     }
 
-    NoPortal portal;
     RedirectorModuleWorker worker{portal};
-    std::vector<std::string> started;
 };
-
-TEST_F(RedirectorModuleWorkerTest, BeginsByNamingItselfAndEmptyingTheModule) {
-    EXPECT_THAT(started, ElementsAre(word(13) + word(getpid()), word(24), word(23)));
-}
 
 TEST_F(RedirectorModuleWorkerTest, TurnsEventsIntoRequests) {
     EXPECT_TRUE(worker.informClientAuthenticated(client, statistics));
@@ -41,29 +31,29 @@ TEST_F(RedirectorModuleWorkerTest, TurnsEventsIntoRequests) {
     EXPECT_THAT(module->take(), IsEmpty());
 }
 
-TEST_F(RedirectorModuleWorkerTest, PutsADeauthenticatedStationUnderItsWhiteList) {
-    EXPECT_TRUE(worker.informClientDeuthenticated(client, statistics));
-    EXPECT_THAT(module->take(),
-                ElementsAre(word(8) + clientRecordBytes(),
-                            word(19) + clientRecordBytes().substr(0, 22) + word(2)));
-}
-
-TEST_F(RedirectorModuleWorkerTest, LeavesAStationWithoutAKnownListWithoutOne) {
-    for (const char* list : {"", "unknown"}) {
+TEST_F(RedirectorModuleWorkerTest, PutsADeauthenticatedStationUnderItsWhiteListIfThatIsKnown) {
+    for (const char* list : {"free", "", "unknown"}) {
+        SCOPED_TRACE(list);
         instance.setWhiteIpListData({list, ""});
         EXPECT_TRUE(worker.informClientDeuthenticated(client, statistics));
-        EXPECT_THAT(module->take(), ElementsAre(word(8) + clientRecordBytes())) << list;
+        std::vector<std::string> expected{word(8) + clientRecordBytes()};
+        if (list == std::string("free")) {
+            expected.push_back(word(19) + clientRecordBytes().substr(0, 22) + word(2));
+        }
+        EXPECT_EQ(module->take(), expected);
     }
 }
 
-TEST_F(RedirectorModuleWorkerTest, AsksTheModuleForTheProxy) {
-    EXPECT_EQ(worker.getProxyIPv4(), "192.168.1.1");
-    EXPECT_THAT(module->take(), ElementsAre(word(6)));
+TEST_F(RedirectorTest, IsAskedForProxyAndGateway) {
+    RedirectorModuleHelper helper;
+    EXPECT_EQ(helper.getProxyIPv4(), "192.168.1.1");
+    EXPECT_EQ(helper.getOutputGw("10.9.8.7"), "10.0.0.254");
+    EXPECT_THAT(module->take(), ElementsAre(word(6), word(25) + "\x0a\x09\x08\x07" + zeros(48)));
 }
 
 TEST(RedirectorModuleWorkerAlone, WorksOnWithoutAModule) {
     setenv("OSTREL_RUNTIME_DIR", "/dev/null/nowhere", 1);
-    NoPortal portal;
+    RecordingPortal portal;
     RedirectorModuleWorker worker(portal);
     EXPECT_EQ(worker.getProxyIPv4(), "0.0.0.0");
     EXPECT_TRUE(worker.insertWhiteList(std::make_shared<WhiteAddressesList>("a", "1.2.3.4")));

@@ -16,28 +16,22 @@ std::string zeros(std::size_t count) {
     return std::string(count, '\0');
 }
 
-TEST(RedirectorClientRecord, CutsTheNameToItsBound) {
+TEST(RedirectorClientRecord, CutsTheNameToItsBoundAndHasZeroesForWhatCannotBeRead) {
     const std::string name = "abcdefghijklmnopqrstuvwxyz0123456789ABCDEF";
     EXPECT_EQ(text(makeClientRecord("", name, "", 15)),
               zeros(6) + "abcdefghijklmno" + zeros(1 + 20 + 4));
     // Without a bound the reserved bytes are all there is.
     EXPECT_EQ(text(makeClientRecord("", name, "", 1000)),
               zeros(6) + "abcdefghijklmnopqrstuvwxyz0123456789" + zeros(4));
-}
-
-TEST(RedirectorClientRecord, HasZeroesForWhatCannotBeRead) {
     EXPECT_EQ(text(makeClientRecord("0a:1b:2c:3d:4e", "", "10.1.2", 15)).substr(0, 6), zeros(6));
     EXPECT_EQ(text(makeClientRecord("", "", "no address", 15)), zeros(46));
 }
 
-RedirectorNotification read(const std::string& payload) {
-    const std::string datagram = std::string(16, '\xee') + payload;
-    EXPECT_EQ(datagram.size(), kNotificationSize);
-    return readNotification(reinterpret_cast<const unsigned char*>(datagram.data()));
-}
-
 TEST(RedirectorNotification, HasANameOf16BytesAtMost) {
-    EXPECT_EQ(read(zeros(6) + "abcdefghijklmnop" + zeros(8)).interfaceName, "abcdefghijklmnop");
+    const std::string datagram = std::string(16, '\xee') + zeros(6) + "abcdefghijklmnop" + zeros(8);
+    ASSERT_EQ(datagram.size(), kNotificationSize);
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(datagram.data());
+    EXPECT_EQ(readNotification(bytes).interfaceName, "abcdefghijklmnop");
 }
 
 }  // namespace

@@ -1,0 +1,23 @@
+#pragma once
+
+// A portal that keeps what it is told of stations: "interface mac ip mtu".
+
+#include <string>
+
+#include "kernel/station_receiver.h"
+#include "support/collected.h"
+
+namespace vesta::testing {
+
+class RecordingPortal final : public StationReceiver {
+public:
+    bool addClient(const std::string& mac, const std::string& ip, unsigned int mtu,
+                   const std::string& interfaceName) override {
+        stations.add(interfaceName + " " + mac + " " + ip + " " + std::to_string(mtu));
+        return true;
+    }
+
+    Collected<std::string> stations;
+};
+
+}  // namespace vesta::testing
