@@ -3,10 +3,16 @@
 
 #include "model_bench.h"
 
+#include <cstdio>
+#include <cstdlib>
+
+#include "core/allocator.h"
 #include "results.h"
 #include "support/runtime_directory.h"
 
 int main(int argc, char** argv) {
+    // As the daemon does.
+    vesta::tuneAllocator();
     const vesta::testing::RuntimeDirectory directory;
     const vesta::bench::Results results(argc, argv);
     vesta::bench::printPassRows(results);
