@@ -10,17 +10,13 @@
 #include "client/client_identity.h"
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
-#include "core/json_entry.h"
 #include "core/singleton.h"
 #include "messages/ipc_dump_factories.h"
 #include "platform/librad/support.h"
-#include "portal/config_instance_message_extractor.h"
-#include "portal/portal_instance_factory.h"
 #include "radius/radius_listener.h"
-#include "support/factory_file.h"
 #include "support/fake_clock.h"
+#include "support/radius_instance.h"
 #include "support/recording_informator.h"
-#include "whitelist/white_lists_store.h"
 
 namespace vesta {
 namespace {
@@ -35,44 +31,11 @@ constexpr const char* kSecret = "s3cret";
 constexpr std::uint8_t kAccept = LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
 constexpr std::uint8_t kReject = LIBRAD_RADIUS_CODE_ACCESS_REJECT;
 
-// Where a station stands until MAC authentication picks its way.
-const char* const kWait =
-    R"({"access-type": "drop", "name": "wait", "mac-auth-success-scenario": "guest",
-        "mac-auth-failure-scenario": "login"},)";
-
-class Store final : public WhiteListsStore {
-    void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList>) override {}
-    void whiteListsClearReaction() override {}
-};
-
-std::shared_ptr<PortalInstanceInterface> buildInstance(const std::string& mode, bool accounting,
-                                                       const std::string& radius) {
-    const auto vap = std::make_shared<JsonEntry>(
-        R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
-            "age-timeout": 300, "verification-mode": ")" +
-        mode + R"(", "acct-enable": )" + (accounting ? "true" : "false") + R"(, "scenarios": [)" +
-        (mode == "portal-mac-auth" ? kWait : "") + R"(
-            {"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
-             "virtual-portal-name": "main", "auth-scenario": "guest"},
-            {"access-type": "allow", "name": "guest", "deauth-scenario": "login"}]})" +
-        radius + "}");
-    return PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
-        "wlan0-va1", "lo", vap,
-        std::make_shared<ConfigInstanceMessageExtractor>(std::make_shared<Store>(), "hall",
-                                                         "wlan0-va1"));
-}
-
-std::string radiusObject(std::uint16_t port) {
-    return R"(, "radius": {"domain": "hall", "auth-address": "127.0.0.1", "auth-port": )" +
-           std::to_string(port) + R"(, "auth-password": "s3cret", "auth-acct-id-send": true,
-           "acct-address": "127.0.0.1", "acct-port": )" +
-           std::to_string(port) + R"(, "acct-password": "s3cret", "acct-periodic": false})";
-}
-
 class RadiusInstanceTest : public ::testing::Test {
 protected:
     void build(const std::string& mode, bool accounting = false) {
-        instance_ = buildInstance(mode, accounting, radiusObject(server_.port()));
+        instance_ = testing::buildInstance(mode, accounting,
+                                           testing::radiusObject(server_.port(), server_.port()));
         instance_->addClientsEventsInformator(heard_);
         Singleton<RadiusListener>::getInstance().stop();
     }
@@ -163,15 +126,6 @@ TEST_F(RadiusInstanceTest, ChangesNothingWhenAnAnswerComesAfterTheStationWasRemo
     EXPECT_TRUE(instance_->isYourClient(identity));
 }
 
-TEST_F(RadiusInstanceTest, SendsAnUnknownStationToTheUrlOfTheServer) {
-    build("portal-mac-auth");
-    add();
-    heard_->take();
-    answer(request(), kAccept, "1a0c 00007ed9 2106 687474701a0c 00007ed9 1f06 00000000");
-    EXPECT_THAT(heard_->take(), ElementsAre("deauthenticated 02:00:00:00:00:01"));
-    EXPECT_THAT(dump()->getStringRepresentation(), ::testing::HasSubstr("\"http\""));
-}
-
 TEST_F(RadiusInstanceTest, AsksAgainForAStationThatWaits) {
     build("portal-mac-auth");
     add();
@@ -191,9 +145,9 @@ TEST_F(RadiusInstanceTest, AsksAgainForAStationThatWaits) {
 }
 
 TEST_F(RadiusInstanceTest, DoesNotStartWithoutItsServers) {
-    EXPECT_THROW(buildInstance("radius", false, ""), ENTRY_EXCEPTION_TYPE);
-    EXPECT_THROW(buildInstance("local", true, ""), ENTRY_EXCEPTION_TYPE);
-    EXPECT_NO_THROW(buildInstance("local", false, ""));
+    EXPECT_THROW(testing::buildInstance("radius", false, ""), ENTRY_EXCEPTION_TYPE);
+    EXPECT_THROW(testing::buildInstance("local", true, ""), ENTRY_EXCEPTION_TYPE);
+    EXPECT_NO_THROW(testing::buildInstance("local", false, ""));
 }
 
 TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
@@ -242,7 +196,8 @@ TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
 TEST(RadiusStress, AllThreadsAtOnce) {
     constexpr unsigned kStations = 60;
     const rad::Peer server;
-    auto instance = buildInstance("portal-mac-auth", true, radiusObject(server.port()));
+    auto instance = testing::buildInstance("portal-mac-auth", true,
+                                           testing::radiusObject(server.port(), server.port()));
     std::atomic<bool> done{false};
     std::atomic<int> decided{0};
     const auto macOf = [](unsigned n) { return "02:00:00:00:01:" + std::to_string(10 + n); };

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 
 #include "client/client_statistic_info.h"
 #include "support/runtime_directory.h"
@@ -12,65 +13,7 @@
 namespace vesta {
 namespace {
 
-using ostrel::testing::ByteString;
 using ostrel::testing::Packet;
-
-void append(ByteString& bytes, std::initializer_list<unsigned> values) {
-    for (const unsigned value : values) {
-        bytes.push_back(static_cast<std::uint8_t>(value));
-    }
-}
-
-// A capture file of raw IPv4 packets.
-class Capture {
-public:
-    Capture() {
-        append(file_, {0xd4, 0xc3, 0xb2, 0xa1, 2, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0});
-        append(file_, {101, 0, 0, 0});
-    }
-
-    void add(const ByteString& payload, unsigned port) {
-        const auto length = static_cast<unsigned>(payload.size());
-        append(file_, {0, 0, 0, 0, count_++, 0, 0, 0});
-        for (int i = 0; i < 2; ++i) {
-            append(file_, {(length + 28) & 255U, (length + 28) >> 8, 0, 0});
-        }
-        append(file_, {0x45,
-                       0,
-                       (length + 28) >> 8,
-                       (length + 28) & 255U,
-                       0,
-                       0,
-                       0,
-                       0,
-                       64,
-                       17,
-                       0,
-                       0,
-                       127,
-                       0,
-                       0,
-                       1,
-                       127,
-                       0,
-                       0,
-                       1});
-        append(file_,
-               {0xc3, 0x50, port >> 8, port & 255U, (length + 8) >> 8, (length + 8) & 255U, 0, 0});
-        file_.insert(file_.end(), payload.begin(), payload.end());
-    }
-
-    void write(const std::string& path) const {
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(file_.data()),
-                   static_cast<std::streamsize>(file_.size()));
-    }
-    [[nodiscard]] unsigned count() const { return count_; }
-
-private:
-    ByteString file_;
-    unsigned count_ = 0;
-};
 
 std::string outputOf(const std::string& command) {
     std::string text;
@@ -85,13 +28,19 @@ std::string outputOf(const std::string& command) {
 
 class DecoderTest : public testing::WorkerTest {
 protected:
-    Packet keep(unsigned port) {
+    // The request that has just been sent, kept for the decoder.
+    Packet keep() {
         Packet packet = request();
-        capture_.add(packet.bytes, port);
+        hexDump_ << "000000";
+        for (const std::uint8_t byte : packet.bytes) {
+            hexDump_ << " " << ostrel::testing::toHex(&byte, 1);
+        }
+        hexDump_ << "\n";
+        ++count_;
         return packet;
     }
     void keepAccounting() {
-        for (Packet packet = keep(1813);; packet = keep(1813)) {
+        for (Packet packet = keep();; packet = keep()) {
             answerAccounting(packet);
             constexpr std::uint32_t kAccountingOn = 7;
             if (ostrel::testing::number(packet.msg.get(), LIBRAD_RADIUS_ATTR_ACCT_STATUS_TYPE) !=
@@ -101,7 +50,8 @@ protected:
         }
     }
 
-    Capture capture_;
+    std::ostringstream hexDump_;
+    unsigned count_ = 0;
     testing::RuntimeDirectory directory_;
 };
 
@@ -112,17 +62,17 @@ TEST_F(DecoderTest, FindsNothingUnknownOrMalformed) {
     const std::string sendId = R"(, "auth-acct-id-send": true)";
     build(AUTH_MODE_PORTAL_MAC, RADIUS_WORKMODE_AUTHENTICATION, sendId);
     worker_->sendAuthPacket(newClient("0A-1B-2C-3D-4E-5F"), "0A-1B-2C-3D-4E-5F");
-    keep(1812);
+    keep();
 
     build(AUTH_MODE_RADIUS, RADIUS_WORKMODE_BOTH,
           sendId + R"(, "acct-periodic": true, "acct-interval": 1)");
     const auto client = newClient();
     connect(*client);
     worker_->sendAuthPacket(client, "bob");
-    answer(keep(1812), LIBRAD_RADIUS_CODE_ACCESS_CHALLENGE, "1804 cafe 4f08 0109 0006 19 20");
-    answer(keep(1812), LIBRAD_RADIUS_CODE_ACCESS_CHALLENGE,
+    answer(keep(), LIBRAD_RADIUS_CODE_ACCESS_CHALLENGE, "1804 cafe 4f08 0109 0006 19 20");
+    answer(keep(), LIBRAD_RADIUS_CODE_ACCESS_CHALLENGE,
            "1804 cafe 4f18 0107 0016 0410 000102030405060708090a0b0c0d0e0f");
-    answer(keep(1812), LIBRAD_RADIUS_CODE_ACCESS_ACCEPT);
+    answer(keep(), LIBRAD_RADIUS_CODE_ACCESS_ACCEPT);
 
     client->getRadiusSta()->classes = {"gold"};
     ClientStatisticInfo now("", "", 5000000000ULL, 7, 8, 9, 0, 0, 0, 0, 0, 10, 0);
@@ -135,9 +85,10 @@ TEST_F(DecoderTest, FindsNothingUnknownOrMalformed) {
     keepAccounting();
 
     const std::string path = directory_.path() + "/capture";
-    capture_.write(path);
+    std::ofstream(path + ".txt") << hexDump_.str();
     const std::string json =
-        outputOf("HOME=" + directory_.path() + " tshark -r " + path +
+        outputOf("text2pcap -q -u 50000,1812 " + path + ".txt " + path +
+                 " && HOME=" + directory_.path() + " tshark -r " + path +
                  " -o radius.shared_secret:s3cret -o radius.validate_authenticator:TRUE -Y radius"
                  " -T json --no-duplicate-keys 2>/dev/null");
     unsigned decoded = 0;
@@ -145,7 +96,7 @@ TEST_F(DecoderTest, FindsNothingUnknownOrMalformed) {
          at = json.find("\"radius.code\"", at + 1)) {
         ++decoded;
     }
-    EXPECT_EQ(decoded, capture_.count());
+    EXPECT_EQ(decoded, count_);
     // The last one is an expert's remark of severity "error"; that EAP-MD5 is weak is a warning.
     for (const char* const complaint : {"_ws.malformed", "_ws.short", "Unknown", "invalid\": \"1\"",
                                         "_ws.expert.severity\": \"8388608\""}) {

@@ -33,109 +33,6 @@ std::uint16_t freePort() {
     return ntohs(address.sin_port);
 }
 
-// @NAME@ stands for what differs from run to run.
-const char* const kConfiguration = R"(
-libdir = /usr/lib/freeradius
-confdir = @DIR@
-logdir = @DIR@
-run_dir = @DIR@
-pidfile = @DIR@/pid
-log {
-    destination = stdout
-    auth = yes
-}
-security {
-    reject_delay = 0
-    status_server = yes
-}
-thread pool {
-    start_servers = 1
-    max_servers = 2
-    min_spare_servers = 1
-    max_spare_servers = 1
-    max_requests_per_server = 0
-}
-client loopback {
-    ipaddr = 127.0.0.1
-    secret = @SECRET@
-    require_message_authenticator = yes
-}
-modules {
-    pap {
-    }
-    eap {
-        default_eap_type = md5
-        md5 {
-        }
-    }
-    files {
-        usersfile = @DIR@/users
-    }
-    detail {
-        filename = @DIR@/detail
-        permissions = 0600
-    }
-    always ok {
-        rcode = ok
-    }
-}
-server test {
-    listen {
-        type = auth
-        ipaddr = 127.0.0.1
-        port = @AUTH@
-    }
-    listen {
-        type = acct
-        ipaddr = 127.0.0.1
-        port = @ACCT@
-    }
-    authorize {
-        eap {
-            ok = return
-        }
-        files
-        pap
-    }
-    authenticate {
-        Auth-Type PAP {
-            pap
-        }
-        eap
-    }
-    preacct {
-        ok
-    }
-    accounting {
-        detail
-    }
-    post-auth {
-        update reply {
-            &Message-Authenticator := 0x00
-        }
-        Post-Auth-Type REJECT {
-            update reply {
-                &Message-Authenticator := 0x00
-            }
-        }
-    }
-}
-)";
-
-const char* const kDictionary = R"(VENDOR Ostrel 32473
-BEGIN-VENDOR Ostrel
-ATTRIBUTE Ostrel-Known-Station 31 integer
-ATTRIBUTE Ostrel-Redirect-Url 33 string
-END-VENDOR Ostrel
-)";
-
-std::string replaced(std::string text, const std::string& name, const std::string& value) {
-    for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at)) {
-        text.replace(at, name.size(), value);
-    }
-    return text;
-}
-
 }  // namespace
 
 bool FreeradiusProcess::installed() {
@@ -164,12 +61,19 @@ FreeradiusProcess::~FreeradiusProcess() {
 
 void FreeradiusProcess::writeConfiguration(const std::string& secret,
                                            const std::string& users) const {
-    std::string text = replaced(kConfiguration, "@DIR@", directory_);
-    text = replaced(text, "@SECRET@", secret);
-    text = replaced(text, "@AUTH@", std::to_string(authPort_));
-    text = replaced(text, "@ACCT@", std::to_string(acctPort_));
+    std::stringstream configuration;
+    configuration << std::ifstream(FREERADIUS_FILES "/radiusd.conf.in").rdbuf();
+    std::string text = configuration.str();
+    for (const auto& [name, value] : {std::pair<std::string, std::string>{"@DIR@", directory_},
+                                      {"@SECRET@", secret},
+                                      {"@AUTH@", std::to_string(authPort_)},
+                                      {"@ACCT@", std::to_string(acctPort_)}}) {
+        for (std::size_t at = 0; (at = text.find(name)) != std::string::npos;) {
+            text.replace(at, name.size(), value);
+        }
+    }
     std::ofstream(directory_ + "/radiusd.conf") << text;
-    std::ofstream(directory_ + "/dictionary") << kDictionary;
+    std::filesystem::copy(FREERADIUS_FILES "/dictionary", directory_);
     std::ofstream(directory_ + "/users") << users;
 }
 

@@ -3,24 +3,16 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include "client/client.h"
 #include "client/client_identity.h"
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
-#include "core/json_entry.h"
-#include "core/mutex.h"
 #include "core/singleton.h"
 #include "freeradius_process.h"
-#include "inform/informator.h"
 #include "messages/ipc_dump_factories.h"
-#include "ostrel/librad.h"
-#include "portal/config_instance_message_extractor.h"
-#include "portal/portal_instance_factory.h"
 #include "radius/radius_das_handler.h"
 #include "radius/radius_listener.h"
-#include "support/factory_file.h"
 #include "support/fake_clock.h"
-#include "whitelist/white_lists_store.h"
+#include "support/radius_instance.h"
 
 namespace vesta {
 namespace {
@@ -37,50 +29,6 @@ const char* const kUsers =
     "    Ostrel-Known-Station = 1\n\n"
     "02-00-00-00-00-02 Cleartext-Password := \"PLACEHOLDR\"\n"
     "    Ostrel-Known-Station = 0, Ostrel-Redirect-Url = \"http://welcome.example/\"\n";
-
-class Store final : public WhiteListsStore {
-    void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList>) override {}
-    void whiteListsClearReaction() override {}
-};
-
-// Keeps the last event of each kind for who waits for it.
-class Events final : public Informator {
-public:
-    bool informClientAuthenticated(std::shared_ptr<Client> client, ClientStatisticInfo&) override {
-        return note("authenticated " + client->getMacAddress());
-    }
-    bool informClientDeuthenticated(std::shared_ptr<Client> client, ClientStatisticInfo&) override {
-        return note("deauthenticated " + client->getMacAddress());
-    }
-    bool informClientRemoved(std::shared_ptr<Client> client,
-                             ClientStatisticInfo& statistics) override {
-        return note("removed " + client->getMacAddress() + " " +
-                    CommandInfo::toString(statistics.endReason));
-    }
-
-    // Whether the last event is, or becomes within ten seconds, this one.
-    bool becomes(const std::string& event) EXCLUDES(mutex_) {
-        const MutexLock lock(mutex_);
-        while (last_ != event) {
-            if (!changed_.waitFor(mutex_, std::chrono::seconds(10))) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-private:
-    bool note(const std::string& event) EXCLUDES(mutex_) {
-        const MutexLock lock(mutex_);
-        last_ = event;
-        changed_.notifyAll();
-        return true;
-    }
-
-    Mutex mutex_;
-    CondVar changed_;
-    std::string last_ GUARDED_BY(mutex_);
-};
 
 class OneInstance final : public SessionDirectory {
 public:
@@ -108,33 +56,22 @@ protected:
     }
     void TearDown() override { Singleton<RadiusListener>::getInstance().stop(); }
 
-    void build(const std::string& mode, const std::string& firstScenario) {
-        const auto vap = std::make_shared<JsonEntry>(
-            R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
-                "age-timeout": 300, "acct-enable": true, "verification-mode": ")" +
-            mode + R"(", "scenarios": [)" + firstScenario + R"(
-                {"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
-                 "virtual-portal-name": "main", "auth-scenario": "guest"},
-                {"access-type": "allow", "name": "guest", "deauth-scenario": "login"}]},
-                "radius": {"domain": "hall", "auth-address": "127.0.0.1", "auth-port": )" +
-            std::to_string(server_->authPort()) +
-            R"(, "auth-password": "s3cret", "auth-acct-id-send": true,
-                "auth-require-message-authenticator": true, "acct-address": "127.0.0.1",
-                "acct-port": )" +
-            std::to_string(server_->acctPort()) +
-            R"(, "acct-password": "s3cret", "acct-periodic": true, "acct-interval": 60}})");
-        instance_ = PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
-            "wlan0-va1", "lo", vap,
-            std::make_shared<ConfigInstanceMessageExtractor>(std::make_shared<Store>(), "hall",
-                                                             "wlan0-va1"));
-        instance_->addClientsEventsInformator(events_);
-    }
-    void buildForMacs() {
-        build("portal-mac-auth",
-              R"({"access-type": "drop", "name": "wait", "mac-auth-success-scenario": "guest",
-                  "mac-auth-failure-scenario": "login"},)");
+    void build(const std::string& mode) {
+        instance_ = testing::buildInstance(
+            mode, true, testing::radiusObject(server_->authPort(), server_->acctPort()));
     }
 
+    // What becomes of a station within ten seconds: "gone" or its access, when that is what it
+    // should be.
+    std::string becomes(const char* mac, const std::string& access) {
+        std::string now;
+        for (int i = 0; i < 1000 && now != access; ++i) {
+            poll(nullptr, 0, 10);
+            const auto client = dump(mac);
+            now = client ? client->getCharValue("access-type") : "gone";
+        }
+        return now;
+    }
     void report(const std::string& mac, unsigned long long bytes) {
         ClientStatisticInfo record("wlan0-va1", mac, bytes, 2 * bytes, 5, 6, 0, 0, 0, 0, 0, 1, 0);
         instance_->updateClientStatistic(record);
@@ -171,29 +108,28 @@ protected:
 
     testing::FakeClock clock_;
     std::unique_ptr<testing::FreeradiusProcess> server_;
-    std::shared_ptr<Events> events_ = std::make_shared<Events>();
     std::shared_ptr<PortalInstanceInterface> instance_;
 };
 
 TEST_F(FreeradiusTest, KnowsStationsByTheirAddress) {
-    buildForMacs();
+    build("portal-mac-auth");
     arrive(kKnown);
-    EXPECT_TRUE(events_->becomes("authenticated 02:00:00:00:00:01"));
+    EXPECT_EQ(becomes(kKnown, "Allow"), "Allow");
     arrive(kUnknown);
-    ASSERT_TRUE(events_->becomes("deauthenticated 02:00:00:00:00:02"));
+    ASSERT_EQ(becomes(kUnknown, "Redirect"), "Redirect");
     EXPECT_EQ(dump(kUnknown)->getCharValue("redirect-url"), "http://welcome.example/");
     arrive(kBarred);
-    EXPECT_TRUE(events_->becomes("removed 02:00:00:00:00:03 Radius request"));
+    EXPECT_EQ(becomes(kBarred, "gone"), "gone");
 }
 
 TEST_F(FreeradiusTest, ChecksPasswordsByEap) {
-    build("radius", "");
+    build("radius");
     arrive(kKnown);
     login("bob", "wrong");
-    EXPECT_TRUE(events_->becomes("removed 02:00:00:00:00:01 Radius request"));
+    EXPECT_EQ(becomes(kKnown, "gone"), "gone");
     arrive(kKnown);
     login("bob", "hello");
-    EXPECT_TRUE(events_->becomes("authenticated 02:00:00:00:00:01"));
+    EXPECT_EQ(becomes(kKnown, "Allow"), "Allow");
 }
 
 bool holds(const std::string& record, const std::string& attribute) {
@@ -201,10 +137,10 @@ bool holds(const std::string& record, const std::string& attribute) {
 }
 
 TEST_F(FreeradiusTest, WritesDownASession) {
-    build("radius", "");
+    build("radius");
     arrive(kKnown);
     login("bob", "hello");
-    ASSERT_TRUE(events_->becomes("authenticated 02:00:00:00:00:01"));
+    ASSERT_EQ(becomes(kKnown, "Allow"), "Allow");
     const std::string start = recordWith("Acct-Status-Type = Start");
     const std::string session = dump(kKnown)->getCharValue("session-id");
     const std::string sessionLine = "Acct-Session-Id = \"" + session + "\"";
@@ -233,7 +169,7 @@ TEST_F(FreeradiusTest, WritesDownASession) {
 }
 
 TEST_F(FreeradiusTest, IsToldToDisconnect) {
-    build("radius", "");
+    build("radius");
     RadiusDasHandler handler(std::make_shared<OneInstance>(instance_), 0);
     const auto disconnect = [&](const std::string& attributes) {
         return testing::FreeradiusProcess::disconnect(handler.getPort(), kSecret, attributes);
@@ -241,7 +177,7 @@ TEST_F(FreeradiusTest, IsToldToDisconnect) {
     for (const std::string key : {"mac", "name", "session"}) {
         arrive(kKnown);
         login("bob", "hello");
-        ASSERT_TRUE(events_->becomes("authenticated 02:00:00:00:00:01"));
+        ASSERT_EQ(becomes(kKnown, "Allow"), "Allow");
         const std::string session =
             "Acct-Session-Id = \"" + dump(kKnown)->getCharValue("session-id") + "\"";
         EXPECT_FALSE(disconnect("User-Name = \"alice\"\n" + session)) << key;
@@ -249,7 +185,7 @@ TEST_F(FreeradiusTest, IsToldToDisconnect) {
                                : key == "name" ? "User-Name = \"bob\""
                                                : session))
             << key;
-        EXPECT_TRUE(events_->becomes("removed 02:00:00:00:00:01 Radius request")) << key;
+        EXPECT_FALSE(dump(kKnown)) << key;
     }
 }
 

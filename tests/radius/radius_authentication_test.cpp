@@ -94,15 +94,6 @@ TEST_F(AuthenticationTest, TellsApartRequestsThatShareAnIdentifier) {
     }
 }
 
-TEST_F(AuthenticationTest, TakesOnlyTheFirstOfAnswersThatComeTwice) {
-    build(AUTH_MODE_RADIUS);
-    const auto client = ask();
-    const rad packet = request();
-    answer(packet, kReject);
-    answer(packet, kAccept);
-    EXPECT_THAT(told(), ElementsAre(Pair(LIBRAD_RADIUS_RX_REJECT, client)));
-}
-
 TEST_F(AuthenticationTest, WaitsOnAfterAnAnswerWithAWrongAuthenticator) {
     build(AUTH_MODE_RADIUS);
     const auto client = ask();
@@ -111,17 +102,6 @@ TEST_F(AuthenticationTest, WaitsOnAfterAnAnswerWithAWrongAuthenticator) {
     EXPECT_THAT(told(), ElementsAre(Pair(LIBRAD_RADIUS_RX_INVALID, nullptr)));
     answer(packet, kAccept);
     EXPECT_THAT(told(), ElementsAre(Pair(LIBRAD_RADIUS_RX_ACCEPT, client)));
-}
-
-TEST_F(AuthenticationTest, TakesNoAnswerFromAnotherPort) {
-    build(AUTH_MODE_RADIUS);
-    ask();
-    const rad packet = request();
-    const ostrel::testing::Peer stranger;
-    stranger.deliver(
-        ostrel::testing::makeAnswer(packet, kAccept, ostrel::testing::Mac::valid, "", kSecret),
-        packet.from);
-    EXPECT_THAT(told(), IsEmpty());
 }
 
 TEST_F(AuthenticationTest, ForgetsAStationThatIsRemovedAndALoginThatIsRepeated) {

@@ -1,0 +1,54 @@
+#pragma once
+
+// An instance behind its lock, on wlan0-va1 with SSID "Guest" and secret "s3cret": its stations
+// begin at the login, or where MAC authentication picks their way, and go on to open access.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "client/portal_instance_interface.h"
+#include "core/json_entry.h"
+#include "portal/config_instance_message_extractor.h"
+#include "portal/portal_instance_factory.h"
+#include "support/factory_file.h"
+#include "whitelist/white_lists_store.h"
+
+namespace vesta::testing {
+
+class SilentStore final : public WhiteListsStore {
+    void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList>) override {}
+    void whiteListsClearReaction() override {}
+};
+
+// `radius` is the member "radius" with a comma before it, or "".
+inline std::shared_ptr<PortalInstanceInterface> buildInstance(const std::string& mode,
+                                                              bool accounting,
+                                                              const std::string& radius) {
+    const std::string wait =
+        R"({"access-type": "drop", "name": "wait", "mac-auth-success-scenario": "guest",
+            "mac-auth-failure-scenario": "login"},)";
+    const auto vap = std::make_shared<JsonEntry>(
+        R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
+            "age-timeout": 300, "verification-mode": ")" +
+        mode + R"(", "acct-enable": )" + (accounting ? "true" : "false") + R"(, "scenarios": [)" +
+        (mode == "portal-mac-auth" ? wait : "") + R"(
+            {"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
+             "virtual-portal-name": "main", "auth-scenario": "guest"},
+            {"access-type": "allow", "name": "guest", "deauth-scenario": "login"}]})" +
+        radius + "}");
+    return PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
+        "wlan0-va1", "lo", vap,
+        std::make_shared<ConfigInstanceMessageExtractor>(std::make_shared<SilentStore>(), "hall",
+                                                         "wlan0-va1"));
+}
+
+inline std::string radiusObject(std::uint16_t authPort, std::uint16_t acctPort) {
+    return R"(, "radius": {"domain": "hall", "auth-acct-id-send": true,
+           "auth-address": "127.0.0.1", "auth-password": "s3cret", "auth-port": )" +
+           std::to_string(authPort) + R"(, "acct-address": "127.0.0.1",
+           "acct-password": "s3cret", "acct-periodic": true, "acct-interval": 60, "acct-port": )" +
+           std::to_string(acctPort) + "}";
+}
+
+}  // namespace vesta::testing
