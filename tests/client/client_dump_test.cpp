@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "client/client.h"
+#include "inform/redirector_client_message_factory.h"
 #include "messages/ipc_dump_factories.h"
 #include "scenario/manageable_scenario_sequence.h"
 #include "support/fake_clock.h"
@@ -10,137 +13,95 @@
 namespace vesta {
 namespace {
 
-using testing::FakePortalInstance;
-using testing::sequence;
-
-std::string yesNo(bool value) {
-    return value ? "yes" : "no";
-}
-
-// "operation=value" in the order of the calls.
-class CallList final : public ClientMessageFactory {
-public:
-    void createMessage() override { calls = "new"; }
-    std::shared_ptr<MessageEntry> getResultMessage() override {
-        return std::make_shared<JsonEntry>("{}");
-    }
-    std::shared_ptr<ScenarioMessageFactory> getScenarioMessageFactory() override {
-        return withScenarios ? std::make_shared<IPCDumpScenarioMessageFactory>() : nullptr;
-    }
-    bool filter(const Client&) override { return wanted; }
-    void addMacAddress(const std::string& v) override { add("mac", v); }
-    void addIpAddress(const std::string& v) override { add("ip", v); }
-    void addConnectionStatus(bool v) override { add("connected", yesNo(v)); }
-    void addAccessType(ACCESS_TYPE v) override { add("access", std::to_string(v)); }
-    void addSessionId(const std::string& v) override { add("session", v); }
-    void addLogin(const std::string& v) override { add("login", v); }
-    void addPassword(const std::string& v) override { add("password", v); }
-    void addRedirectionUrl(const std::string& v) override { add("url", v); }
-    void addProxyMode(const std::string& v) override { add("proxy", v); }
-    void addVirtualPortalName(const std::string& v) override { add("portal", v); }
-    void addInterface(const std::string& v) override { add("interface", v); }
-    void addSsid(const std::string& v) override { add("ssid", v); }
-    void addRadiusDomain(const std::string& v) override { add("domain", v); }
-    void addApLocation(const std::string& v) override { add("location", v); }
-    void addVapMac(const std::string& v) override { add("vap", v); }
-    void addSimultaneousUse(int v) override { add("use", std::to_string(v)); }
-    void addCntScenarios(unsigned int v) override { add("count", std::to_string(v)); }
-    void addCurrentScenarioId(unsigned int v) override { add("id", std::to_string(v)); }
-    void addCurrentScenarioName(const std::string& v) override { add("name", v); }
-    void addCurrentTimeLimit(long v) override { add("time", std::to_string(v)); }
-    void addSessionTime(long v) override { add("spent", std::to_string(v)); }
-    void addCurrentTrafficLimit(long long v) override { add("traffic", std::to_string(v)); }
-    void addCurrentState(const std::string& v) override { add("state", v); }
-    void addEndReason(const std::string& v) override { add("reason", v); }
-    void addEndExpireValue(const std::string& v) override { add("value", v); }
-    void addScenarios(std::vector<std::shared_ptr<MessageEntry>>& v) override {
-        add("scenarios", std::to_string(v.size()));
-    }
-
-    std::string calls;
-    bool wanted = true;
-    bool withScenarios = true;
-
-private:
-    void add(const char* name, const std::string& value) { calls += ' ' + (name + ('=' + value)); }
-};
+using nlohmann::json;
 
 class ClientDump : public ::testing::Test {
 protected:
     ClientDump() {
         client_.setLogin("anna");
         client_.setPassword("secret");
+        report(5, 0);
+        client_.updateConnectStatus();
+    }
+
+    void report(std::uint64_t rxBytes, int uptime) {
+        ClientStatisticInfo record;
+        record.rxBytes = rxBytes;
+        record.uptime = uptime;
+        client_.updateStatistic(record);
+    }
+
+    // As the bus' peers see the client, and as the proxy does.
+    json forPeers() {
+        return textOf(client_.dumpToMessage(std::make_shared<IPCDumpClientMessageFactory>()));
+    }
+    json forProxy() {
+        return textOf(
+            client_.dumpToMessage(std::make_shared<RedirectorClientMessageFactory>("{}")));
+    }
+    static json textOf(const std::shared_ptr<MessageEntry>& message) {
+        return json::parse(message->getStringRepresentation());
     }
 
     testing::FakeClock clock_;
-    FakePortalInstance owner_;
+    testing::FakePortalInstance owner_;
     Client client_{
-        sequence<ManageableScenarioSequence>(
+        testing::sequence<ManageableScenarioSequence>(
             {R"({"type": "forbid", "id": 0, "name": "login", "url": "http://p/",
                             "portal": "", "auth": "guest"})",
              R"({"type": "allow", "id": 1, "name": "guest", "time": 60, "traffic": 500})",
              R"({"type": "drop", "id": 2, "name": "over", "good": "", "bad": ""})"}),
         "0a:1b:2c:3d:4e:5f", "10.0.0.1", 1500, owner_};
-    std::shared_ptr<CallList> factory_ = std::make_shared<CallList>();
 };
 
 TEST_F(ClientDump, ShowsWhereAStationInFrontOfItsLoginIsSent) {
-    EXPECT_TRUE(client_.dumpToMessage(factory_));
-    EXPECT_EQ(factory_->calls,
-              "new mac=0a:1b:2c:3d:4e:5f ip=10.0.0.1 connected=no access=1 session= login=anna "
-              "interface=wlan0-va1 ssid=Guest domain=hall.example location=hall "
-              "vap=02:00:00:00:00:01 use=0 count=3 id=0 name=login url=http://p/ "
-              "proxy=absolute-path portal=shared time=0 spent=0 traffic=0 state=not-auth "
-              "scenarios=1");
-}
-
-TEST_F(ClientDump, PrefersTheClientsOwnUrl) {
+    EXPECT_EQ(forPeers(), json::parse(R"({
+        "mac": "0a:1b:2c:3d:4e:5f", "ip": "10.0.0.1", "status": "connected",
+        "access-type": "Redirect", "session-id": "", "login": "anna", "redirect-url": "http://p/",
+        "interface": "wlan0-va1", "ssid": "Guest", "radius-domain": "hall.example",
+        "mobility-domain": "hall", "simultaneous-use": 0, "scenarios-cnt": 1, "scenario-id-cur": -2,
+        "time-limit-cur": 0, "session-time": 0, "traffic-limit-cur": 0})"));
+    EXPECT_EQ(forProxy(), json::parse(R"({
+        "cli-mac": "0a:1b:2c:3d:4e:5f", "cli-ip": "10.0.0.1", "cli-login": "anna",
+        "portal-url": "http://p/", "proxy-mode": "absolute-path", "virtual-portal-name": "shared",
+        "ssid": "Guest", "domain": "hall.example", "ap-location": "hall",
+        "ap-mac": "02:00:00:00:00:01", "cur-state": "not-auth"})"));
     client_.setRedirectUrl("http://own/else", 10);
-    client_.dumpToMessage(factory_);
-    EXPECT_NE(factory_->calls.find(" url=http://own proxy="), std::string::npos) << factory_->calls;
+    EXPECT_EQ(forProxy()["portal-url"], "http://own");
 }
 
 TEST_F(ClientDump, ShowsNoRedirectionWhereAccessIsOpen) {
     client_.setCurrentScenario("guest");
-    ClientStatisticInfo record("", "", 5, 5, 0, 0, 0, 0, 0, 0, 0, 42, 0);
-    client_.updateStatistic(record);
-    record.rxBytes = 8;
-    client_.updateStatistic(record);
-    client_.updateConnectStatus();
-    client_.dumpToMessage(factory_);
-    EXPECT_EQ(factory_->calls.substr(factory_->calls.find(" name=")),
-              " name=guest time=42 spent=0 traffic=3 state=stateguest scenarios=1");
-    EXPECT_NE(factory_->calls.find(" connected=yes access=0 "), std::string::npos);
+    report(5, 42);
+    report(8, 42);
+    const json dump = forPeers();
+    EXPECT_EQ(dump["access-type"], "Allow");
+    EXPECT_EQ(dump["time-limit-cur"], 42);
+    EXPECT_EQ(dump["traffic-limit-cur"], 3);
+    EXPECT_FALSE(dump.contains("redirect-url"));
+    EXPECT_EQ(forProxy()["cur-state"], "stateguest");
 }
 
 TEST_F(ClientDump, ShowsWhyTheSessionEndedOnTheLastScenario) {
     client_.setCurrentScenario("guest");
-    ClientStatisticInfo record("", "", 0, 0, 0, 0, 0, 0, 0, 0, 0, 61, 0);
-    client_.updateStatistic(record);
+    report(0, 61);
     EXPECT_TRUE(client_.checkScenarioExpire());
     EXPECT_TRUE(client_.set_deauth_scenario_client());
-    client_.dumpToMessage(factory_);
-    const std::string expected = " reason=time-over value=60 state=session-end scenarios=1";
-    EXPECT_EQ(factory_->calls.substr(factory_->calls.find(" reason=")), expected);
+    const json dump = forProxy();
+    EXPECT_EQ(dump["end-reason"], "time-over");
+    EXPECT_EQ(dump["end-value"], "60");
+    EXPECT_EQ(dump["cur-state"], "session-end");
 }
 
-TEST_F(ClientDump, WritesScenariosAloneInShortForm) {
-    EXPECT_TRUE(client_.dumpScenarioToMessage(factory_));
-    EXPECT_EQ(factory_->calls,
-              "new mac=0a:1b:2c:3d:4e:5f ip=10.0.0.1 connected=no access=1 ssid=Guest id=0 "
-              "scenarios=3");
-}
-
-TEST_F(ClientDump, KeepsToWhatTheFactoryWants) {
-    factory_->withScenarios = false;
-    EXPECT_TRUE(client_.dumpToMessage(factory_));
-    EXPECT_TRUE(client_.dumpScenarioToMessage(factory_));
-    EXPECT_EQ(factory_->calls.find("scenarios"), std::string::npos);
-    factory_->calls.clear();
-    factory_->wanted = false;
-    EXPECT_FALSE(client_.dumpToMessage(factory_));
-    EXPECT_FALSE(client_.dumpScenarioToMessage(factory_));
-    EXPECT_EQ(factory_->calls, "");
+TEST_F(ClientDump, WritesScenariosWhereTheyAreAskedFor) {
+    const auto factory = std::make_shared<IPCDumpClientScenariosMessageFactory>();
+    EXPECT_EQ(textOf(client_.dumpToMessage(factory))["scenario"].size(), 1U) << "what is to come";
+    json alone = textOf(client_.dumpScenarioToMessage(factory));
+    EXPECT_EQ(alone["scenario"].size(), 3U);
+    alone.erase("scenario");
+    EXPECT_EQ(alone, json::parse(R"({
+        "mac": "0a:1b:2c:3d:4e:5f", "ip": "10.0.0.1", "status": "connected",
+        "access-type": "Redirect", "ssid": "Guest", "scenario-id-cur": -2})"));
 }
 
 }  // namespace

@@ -4,18 +4,16 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <thread>
 
 #include "core/temporary_log.h"
+#include "platform/support.h"
 
 namespace vesta {
 namespace {
@@ -24,24 +22,19 @@ namespace {
 class DeauthToolTest : public ::testing::Test {
 protected:
     DeauthToolTest() {
-        std::string pattern = "/tmp/vesta-deauth-XXXXXX";
-        directory_ = mkdtemp(pattern.data());
-        setenv("PATH", directory_.c_str(), 1);
+        setenv("PATH", directory_.path().c_str(), 1);
         EXPECT_EQ(mkfifo(pipePath().c_str(), 0600), 0);
         // Both ways, so that neither side ever waits for the other or sees an end.
         pipe_.reset(open(pipePath().c_str(), O_RDWR | O_CLOEXEC));
     }
-    ~DeauthToolTest() override {
-        setenv("PATH", path_.c_str(), 1);
-        std::filesystem::remove_all(directory_);
-    }
+    ~DeauthToolTest() override { setenv("PATH", path_.c_str(), 1); }
 
-    [[nodiscard]] std::string pipePath() const { return directory_ + "/pipe"; }
+    [[nodiscard]] std::string pipePath() const { return directory_.path("pipe"); }
 
     // `body` is shell script; "$PIPE" is the pipe.
     void installTool(const std::string& body) const {
-        const std::string tool = directory_ + "/deauth-client";
-        std::ofstream(tool) << "#!/bin/sh\nPIPE=" << pipePath() << "\n" << body << "\n";
+        const std::string tool = directory_.path("deauth-client");
+        ostrel::testing::writeFile(tool, "#!/bin/sh\nPIPE=" + pipePath() + "\n" + body + "\n");
         chmod(tool.c_str(), 0700);
     }
 
@@ -59,7 +52,7 @@ protected:
     }
 
     std::string path_ = getenv("PATH");
-    std::string directory_;
+    ostrel::testing::TempDirectory directory_;
     ostrel::Fd pipe_;
 };
 

@@ -1,7 +1,7 @@
 #include "whitelist/white_addresses_list.h"
 
 #include <arpa/inet.h>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -10,9 +10,6 @@
 
 namespace vesta {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 std::vector<std::string> ips(const WhiteAddressesList& list) {
     std::vector<std::string> texts;
@@ -26,52 +23,37 @@ std::vector<std::string> ips(const WhiteAddressesList& list) {
     return texts;
 }
 
-std::vector<std::string> domains(const WhiteAddressesList& list) {
-    return {list.domain_cbegin(), list.domain_cend()};
-}
-
-std::vector<std::string> patterns(const WhiteAddressesList& list) {
-    return {list.regexp_cbegin(), list.regexp_cend()};
-}
-
 TEST(WhiteAddressesList, SortsEntriesByKindInTheirOrder) {
-    const WhiteAddressesList list(
-        "free", "10.0.0.0/255.0.0.0,192.168.5.0/24,8.8.8.8,example.org,*.cdn.net,#note");
-    EXPECT_THAT(ips(list), ElementsAre("10.0.0.0/255.0.0.0", "192.168.5.0/255.255.255.0",
-                                       "8.8.8.8/255.255.255.255"));
-    EXPECT_THAT(domains(list), ElementsAre("example.org"));
-    EXPECT_THAT(patterns(list), ElementsAre("*.cdn.net"));
-    EXPECT_EQ(list.getName(), "free");
+    using Texts = std::vector<std::string>;
+    const struct {
+        const char* values;
+        Texts ips, domains, patterns;
+    } rows[] = {
+        {"", {}, {}, {}},
+        {"10.0.0.0/255.0.0.0,192.168.5.0/24,8.8.8.8,example.org,*.cdn.net,#note",
+         {"10.0.0.0/255.0.0.0", "192.168.5.0/255.255.255.0", "8.8.8.8/255.255.255.255"},
+         {"example.org"},
+         {"*.cdn.net"}},
+        {"a,b,", {}, {"a", "b"}, {}},
+        {",a", {}, {"a"}, {""}},
+        {"a,,b", {}, {"a", "b"}, {""}},
+        {"#a,# b", {}, {}, {}},
+        {" #a", {}, {}, {" #a"}},
+        {"a, b", {}, {"a"}, {" b"}},
+        {"0.0.0.0,0.0.0.0/0", {}, {}, {"0.0.0.0", "0.0.0.0/0"}},
+        {"10.0.0.x,1a.org", {}, {}, {"10.0.0.x", "1a.org"}},
+        {"a-1.b,a_b,a/24", {}, {"a-1.b"}, {"a_b", "a/24"}},
+        {"1.2.3.4/0,1.2.3.4/33", {"1.2.3.4/0.0.0.0", "1.2.3.4/255.255.255.255"}, {}, {}},
+        {"\xc3\xa4.org", {}, {}, {"\xc3\xa4.org"}},
+    };
+    for (const auto& row : rows) {
+        const WhiteAddressesList list("free", row.values);
+        EXPECT_EQ(ips(list), row.ips) << row.values;
+        EXPECT_EQ(Texts(list.domain_cbegin(), list.domain_cend()), row.domains) << row.values;
+        EXPECT_EQ(Texts(list.regexp_cbegin(), list.regexp_cend()), row.patterns) << row.values;
+        EXPECT_EQ(list.getName(), "free");
+    }
 }
-
-struct EntryKind {
-    const char* values;
-    std::vector<std::string> ips;
-    std::vector<std::string> domains;
-    std::vector<std::string> patterns;
-};
-
-class WhiteListEntries : public ::testing::TestWithParam<EntryKind> {};
-
-TEST_P(WhiteListEntries, AreOfTheExpectedKind) {
-    const WhiteAddressesList list("", GetParam().values);
-    EXPECT_EQ(ips(list), GetParam().ips);
-    EXPECT_EQ(domains(list), GetParam().domains);
-    EXPECT_EQ(patterns(list), GetParam().patterns);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, WhiteListEntries,
-    ::testing::Values(
-        EntryKind{"", {}, {}, {}}, EntryKind{"a,b,", {}, {"a", "b"}, {}},
-        EntryKind{",a", {}, {"a"}, {""}}, EntryKind{"a,,b", {}, {"a", "b"}, {""}},
-        EntryKind{"#a,# b", {}, {}, {}}, EntryKind{" #a", {}, {}, {" #a"}},
-        EntryKind{"a, b", {}, {"a"}, {" b"}},
-        EntryKind{"0.0.0.0,0.0.0.0/0", {}, {}, {"0.0.0.0", "0.0.0.0/0"}},
-        EntryKind{"10.0.0.x,1a.org", {}, {}, {"10.0.0.x", "1a.org"}},
-        EntryKind{"a-1.b,a_b,a/24", {}, {"a-1.b"}, {"a_b", "a/24"}},
-        EntryKind{"1.2.3.4/0,1.2.3.4/33", {"1.2.3.4/0.0.0.0", "1.2.3.4/255.255.255.255"}, {}, {}},
-        EntryKind{"\xc3\xa4.org", {}, {}, {"\xc3\xa4.org"}}));
 
 TEST(WhiteAddressesList, HashesTheWholeTextAndTakesItAsMissingName) {
     const WhiteAddressesList list("", "a,#b");
