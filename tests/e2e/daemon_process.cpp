@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -25,6 +26,17 @@ const char* namespaceOptions() {
         return "-mn";
     }
     return std::system("unshare -rmn true 2>/dev/null") == 0 ? "-rmn" : nullptr;
+}
+
+// Whether the thread in that directory of /proc handles faults; a sanitizer's own does not.
+bool takesFaults(const std::filesystem::path& task) {
+    std::ifstream status(task / "status");
+    std::string name;
+    while (status >> name && name != "SigBlk:") {
+    }
+    std::uint64_t blocked = 0;
+    status >> std::hex >> blocked;
+    return (blocked >> (SIGSEGV - 1) & 1U) == 0;
 }
 
 pid_t spawn(std::vector<std::string> words, int errorFd) {
@@ -80,7 +92,9 @@ std::vector<pid_t> DaemonProcess::threads() const {
     std::vector<pid_t> ids;
     for (const auto& task :
          std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/task")) {
-        ids.push_back(std::stoi(task.path().filename()));
+        if (takesFaults(task.path())) {
+            ids.push_back(std::stoi(task.path().filename()));
+        }
     }
     return ids;
 }

@@ -32,6 +32,7 @@ public:
     static bool possible();
 
     [[nodiscard]] pid_t pid() const { return pid_; }
+    // Its threads, those that block SIGSEGV left out.
     [[nodiscard]] std::vector<pid_t> threads() const;
     // Waits for `text` on standard error; false when the stream ends before.
     bool waitForError(const std::string& text);

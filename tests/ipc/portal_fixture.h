@@ -12,7 +12,9 @@
 
 #include "apb/apbd_collaborator.h"
 #include "client/client_statistic_info.h"
+#include "client/deauth_tool.h"
 #include "core/json_entry.h"
+#include "core/singleton.h"
 #include "ipc/ipc_event_listener.h"
 #include "ostrel/ipc.h"
 #include "portal/portal.h"
@@ -36,7 +38,10 @@ protected:
     explicit PortalFixture(const std::string& interfaces = vapText("wlan0-va1", "Guest", "portal"))
         : config_(document(interfaces)),
           portal_(std::make_shared<Portal>(ipc_, config_, "", "")),
-          listener_(portal_, std::make_shared<APBDCollaborator>(config_, ipc_, portal_), ipc_) {}
+          listener_(portal_, std::make_shared<APBDCollaborator>(config_, ipc_, portal_), ipc_) {
+        // No tool is run: its thread reads the environment, which the next test changes.
+        Singleton<DeauthTool>::getInstance().stop();
+    }
     ~PortalFixture() override { ipc_->close(); }
 
     void arrive(const std::string& mac, const std::string& ip,
