@@ -1,11 +1,10 @@
-#include <deque>
 #include <string>
 #include <thread>
 #include <utility>
 
 #include "core/temporary_log.h"
-#include "ostrel/mutex.h"
 #include "portal_fixture.h"
+#include "support/collected.h"
 
 namespace vesta::testing {
 namespace {
@@ -22,7 +21,7 @@ public:
                                     "validate-ip-response", "validate-response", "update-response",
                                     "update-scenario-response", "cp-del-client-response"}) {
             commands_[command] = [this](void* text, void*, int) {
-                add(static_cast<const char*>(text));
+                answers_.add(static_cast<const char*>(text));
             };
         }
         thread_ = std::thread([this] { bus_.process(commands_); });
@@ -32,32 +31,19 @@ public:
         thread_.join();
     }
 
-    // "" after five seconds without one.
+    // The one answer since the last; "" after five seconds without it.
     std::string next() {
-        ostrel::MutexLock lock(mutex_);
-        while (answers_.empty() && changed_.waitFor(mutex_, std::chrono::seconds(5))) {
-        }
-        std::string answer = answers_.empty() ? "" : answers_.front();
-        if (!answers_.empty()) {
-            answers_.pop_front();
-        }
-        return answer;
+        const std::vector<std::string> answers = answers_.take(1);
+        EXPECT_LE(answers.size(), 1U);
+        return answers.empty() ? "" : answers.front();
     }
 
     IpcInterface& bus() { return bus_; }
 
 private:
-    void add(std::string answer) {
-        ostrel::MutexLock lock(mutex_);
-        answers_.push_back(std::move(answer));
-        changed_.notifyAll();
-    }
-
     IpcInterface bus_{static_cast<ipc_module_t>(kPeer), false, 5};
     IpcInterface::CommandTable commands_;
-    ostrel::Mutex mutex_;
-    ostrel::CondVar changed_;
-    std::deque<std::string> answers_ GUARDED_BY(mutex_);
+    Collected<std::string> answers_;
     std::thread thread_;
 };
 
