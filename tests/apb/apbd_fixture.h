@@ -15,15 +15,16 @@
 #include "apb/apbd_collaborator.h"
 #include "client/client_identity.h"
 #include "client/client_statistic_info.h"
+#include "client/deauth_tool.h"
 #include "core/json_entry.h"
 #include "core/mutex.h"
+#include "core/singleton.h"
 #include "kernel/kernel_white_list_store.h"
 #include "messages/ipc_dump_factories.h"
 #include "ostrel/ipc.h"
 #include "portal/portal.h"
 #include "support/fake_clock.h"
 #include "support/portal_document.h"
-#include "support/recording_informator.h"
 #include "support/runtime_directory.h"
 
 namespace vesta::testing {
@@ -99,7 +100,11 @@ protected:
               "", "")) {
         build();
     }
-    ~ApbdFixture() override { ipc_->close(); }
+    ~ApbdFixture() override {
+        ipc_->close();
+        // Its thread reads the environment, which the next test changes.
+        Singleton<DeauthTool>::getInstance().stop();
+    }
 
     void build() {
         apbd_ = std::make_shared<APBDCollaborator>(
@@ -107,7 +112,6 @@ protected:
             portal_);
         portal_->setClientInformationStore(apbd_);
         portal_->addClientsEventsInformator(apbd_);
-        portal_->addClientsEventsInformator(events_);
     }
 
     std::vector<json> requests() { return peer_->takeFrom(*ipc_); }
@@ -172,7 +176,6 @@ protected:
     std::unique_ptr<FakeApbd> peer_ = std::make_unique<FakeApbd>();
     std::shared_ptr<Portal> portal_;
     std::shared_ptr<APBDCollaborator> apbd_;
-    std::shared_ptr<RecordingInformator> events_ = std::make_shared<RecordingInformator>();
 };
 
 }  // namespace vesta::testing

@@ -4,6 +4,7 @@
 
 #include "apb/apbd_fixture.h"
 #include "messages/client_message_factory.h"
+#include "support/recording_informator.h"
 
 namespace vesta::testing {
 namespace {
@@ -13,7 +14,12 @@ using ::testing::IsEmpty;
 
 class Roaming : public ApbdFixture {
 protected:
-    Roaming() { peer_->takeFrom(*ipc_); }
+    Roaming() {
+        portal_->addClientsEventsInformator(events_);
+        peer_->takeFrom(*ipc_);
+    }
+
+    std::shared_ptr<RecordingInformator> events_ = std::make_shared<RecordingInformator>();
 };
 
 TEST_F(Roaming, SubscribesEveryTenSecondsUntilAUsableAnswerComes) {
