@@ -3,6 +3,8 @@
 #include <json-c/json.h>
 #include <strings.h>
 
+#include <cstring>
+
 namespace vesta {
 namespace {
 
@@ -13,8 +15,13 @@ using Node = std::unique_ptr<json_object, PutNode>;
 
 constexpr int kTextFlags = JSON_C_TO_STRING_SPACED | JSON_C_TO_STRING_PRETTY;
 
+// Every message that is built begins as "{}", and a parser made for that costs as much as a third
+// of what is put into it.
 json_object* parse(const char* text) {
-    return text != nullptr ? json_tokener_parse(text) : nullptr;
+    if (text == nullptr) {
+        return nullptr;
+    }
+    return std::strcmp(text, "{}") == 0 ? json_object_new_object() : json_tokener_parse(text);
 }
 
 json_object* asNode(void* rowMessage) {
