@@ -38,12 +38,12 @@ TEST(RoadTest, SortsTheEventsToTheirStations) {
     const Road road = parseRoad(document(R"([{"station": "anna", "do": "arrive", "at": 1.5},
         {"station": "anna", "do": "expect", "redirector": "authed", "after": 2}])"),
                                 "r.json");
-    ASSERT_EQ(road.size(), 1U);
-    EXPECT_EQ(road[0].id.mac, "02:00:00:00:00:0a");
-    ASSERT_EQ(road[0].events.size(), 2U);
-    EXPECT_EQ(road[0].events[0].at, 1.5);
-    EXPECT_EQ(road[0].events[1].kind, "expect");
-    EXPECT_EQ(road[0].events[1].after, 2);
+    ASSERT_EQ(road.stations.size(), 1U);
+    EXPECT_EQ(road.stations[0].id.mac, "02:00:00:00:00:0a");
+    ASSERT_EQ(road.stations[0].events.size(), 2U);
+    EXPECT_EQ(road.stations[0].events[0].at, 1.5);
+    EXPECT_EQ(road.stations[0].events[1].kind, "expect");
+    EXPECT_EQ(road.stations[0].events[1].after, 2);
 }
 
 TEST(RoadTest, NamesFileAndEventOfEveryMistake) {
@@ -63,12 +63,25 @@ TEST(RoadTest, NamesFileAndEventOfEveryMistake) {
              {R"({"station": "anna", "do": "traffic", "rx": 1})", "\"tx\" is missing"},
              {R"({"station": "anna", "do": "expect", "redirector": "auth"})", "must be \"unauthed"},
              {R"({"station": "anna", "do": "expect", "client": "gone"})", "or \"absent\""},
+             {R"({"station": "anna", "do": "radius-disconnect", "by": "mac"})", "no object"},
+             {R"({"station": "anna", "do": "expect", "radius": {}})", "no object \"radius\""},
          }) {
         const Json road =
             document(std::string(R"([{"station": "anna", "do": "arrive"},)") + one.event + "]");
         EXPECT_THAT(errorOf(road), HasSubstr("r.json: event 2"));
         EXPECT_THAT(errorOf(road), HasSubstr(one.error));
     }
+}
+
+TEST(RoadTest, ForgetsWhatOnlyTheBuiltInRadiusServerCouldTell) {
+    Json all = document(R"([{"station": "anna", "do": "expect", "radius": {"start": ""},
+                             "deauth": true}])");
+    all["radius"] = {{"secret", "s"}};
+    Road road = parseRoad(all, "r.json");
+    EXPECT_TRUE(road.stations[0].events[0].arguments.contains("radius"));
+    forgetRadiusExpectations(road);
+    EXPECT_FALSE(road.stations[0].events[0].arguments.contains("radius"));
+    EXPECT_TRUE(road.stations[0].events[0].arguments.contains("deauth"));
 }
 
 TEST(RoadTest, NamesAStationThatCannotBe) {
@@ -104,7 +117,9 @@ TEST(InputTest, NamesTheFileThatIsMissingOrNoJson) {
 class RoadPlayerTest : public ::testing::Test {
 protected:
     StationResult play(const std::string& events) {
-        return RoadPlayer(accessPoint_).play(parseRoad(document(events), "r.json")).at(0);
+        Json all = document(events);
+        all["radius"] = {{"secret", "s"}};
+        return RoadPlayer(accessPoint_).play(parseRoad(all, "r.json")).at(0);
     }
 
     RuntimeDirectory runtime_;
@@ -162,6 +177,7 @@ TEST_F(RoadPlayerTest, NamesTheExpectationThatFailed) {
              {R"("deauth": true)", "deauth-client was not run"},
              {R"("state": "unknown")", "validate-ip still knows it"},
              {R"("state": {"cur-state": "x"})", "validate-ip has cur-state session-end, not x"},
+             {R"("radius": {"stop": "cause 1"})", "RADIUS saw no stop with \"cause 1\""},
              {R"("client": "absent")", "the daemon still has it"},
              {R"("client": {"status": "x"})", "the daemon has status missing, not x"},
          }) {

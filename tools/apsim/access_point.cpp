@@ -52,7 +52,8 @@ bool Station::reaches(const std::string& destination) const {
 }
 
 AccessPoint::AccessPoint(const Json& config, const AccessPointOptions& options)
-    : events_(options.keepEvents),
+    : ownEvents_(options.keepEvents),
+      events_(options.log == nullptr ? ownEvents_ : *options.log),
       modules_(events_, options.modules),
       monitord_(associations_, events_),
       portal_(options.answerSeconds),

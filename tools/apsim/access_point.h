@@ -46,6 +46,7 @@ public:
     // Vanishes from monitord's list.
     void leave();
 
+    [[nodiscard]] AccessPoint& accessPoint() const { return *accessPoint_; }
     [[nodiscard]] const StationId& id() const { return id_; }
     [[nodiscard]] const std::string& ip() const { return ip_; }
     [[nodiscard]] Access access() const;
@@ -63,7 +64,9 @@ private:
 struct AccessPointOptions {
     ModuleServerOptions modules;
     bool keepEvents = true;  // see EventLog
-    int answerSeconds = 5;   // how long the portal waits for an answer
+    // Where events go; it outlives the access point. Null: to a log of its own.
+    EventLog* log = nullptr;
+    int answerSeconds = 5;  // how long the portal waits for an answer
 };
 
 class AccessPoint {
@@ -86,7 +89,8 @@ public:
     PortalClient& portal() { return portal_; }
 
 private:
-    EventLog events_;
+    EventLog ownEvents_;
+    EventLog& events_;
     Associations associations_;
     ModuleServer modules_;
     Monitord monitord_;

@@ -33,6 +33,8 @@ const char* partyName(Party party) {
             return "deauth";
         case Party::portal:
             return "portal";
+        case Party::radius:
+            return "radius";
     }
     return "";
 }

@@ -28,6 +28,7 @@ enum class Party {
     trap,    // monitord was told
     deauth,  // the deauth-client command was run
     portal,  // answers to the portal's and the proxy's requests
+    radius,  // requests to and of the RADIUS server
 };
 
 // "redirector", "wifi-auth", ...

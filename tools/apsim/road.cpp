@@ -13,17 +13,15 @@ namespace {
 
 using Json = nlohmann::json;
 
-enum class Kind { text, number, flag, list, object, objectOrWord, access };
+enum class Kind { text, number, flag, list, object, objectOrWord, word };
 
 struct Argument {
     Kind kind;
     bool required;
-    const char* word = "";  // the one text that stands for "nothing there"
+    std::vector<std::string> words = {};  // the only texts that are allowed
 };
 
 using Arguments = std::map<std::string, Argument>;
-
-const std::set<std::string> kAccessWords{"unauthed", "authed", "drop", "forgotten"};
 
 const std::map<std::string, Arguments>& eventKinds() {
     static const std::map<std::string, Arguments> kinds{
@@ -42,19 +40,37 @@ const std::map<std::string, Arguments>& eventKinds() {
          {{"scenarios", {Kind::list, true}}, {"permitted-ip-list", {Kind::list, false}}}},
         {"update",
          {{"cur-scenario-id", {Kind::text, true}}, {"constraints", {Kind::object, false}}}},
+        {"radius-disconnect",
+         {{"by", {Kind::word, true, {"mac", "user", "session"}}},
+          {"user", {Kind::text, false}},
+          {"answer", {Kind::word, false, {"ACK", "NAK", "none"}}}}},
         {"expect",
-         {{"redirector", {Kind::access, false}},
+         {{"redirector", {Kind::word, false, {"unauthed", "authed", "drop", "forgotten"}}},
           {"reaches", {Kind::list, false}},
           {"blocked", {Kind::list, false}},
-          {"shaper", {Kind::objectOrWord, false, "none"}},
+          {"shaper", {Kind::objectOrWord, false, {"none"}}},
           {"wifi-auth", {Kind::object, false}},
           {"trap", {Kind::text, false}},
           {"deauth", {Kind::flag, false}},
-          {"state", {Kind::objectOrWord, false, "unknown"}},
-          {"client", {Kind::objectOrWord, false, "absent"}},
+          {"radius", {Kind::object, false}},
+          {"state", {Kind::objectOrWord, false, {"unknown"}}},
+          {"client", {Kind::objectOrWord, false, {"absent"}}},
           {"within", {Kind::number, false}}}},
     };
     return kinds;
+}
+
+bool isOneOf(const Json& value, const std::vector<std::string>& words) {
+    return std::find(words.begin(), words.end(), value) != words.end();
+}
+
+// "\"a\" or \"b\"".
+std::string quoted(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "\"" : " or \"") + word + "\"";
+    }
+    return text;
 }
 
 bool fits(const Json& value, const Argument& argument) {
@@ -70,9 +86,9 @@ bool fits(const Json& value, const Argument& argument) {
         case Kind::object:
             return value.is_object();
         case Kind::objectOrWord:
-            return value.is_object() || value == argument.word;
-        case Kind::access:
-            return value.is_string() && kAccessWords.count(value.get<std::string>()) > 0;
+            return value.is_object() || isOneOf(value, argument.words);
+        case Kind::word:
+            return isOneOf(value, argument.words);
     }
     return false;
 }
@@ -90,9 +106,9 @@ std::string kindText(const Argument& argument) {
         case Kind::object:
             return "an object";
         case Kind::objectOrWord:
-            return "an object or \"" + std::string(argument.word) + "\"";
-        case Kind::access:
-            return "\"unauthed\", \"authed\", \"drop\" or \"forgotten\"";
+            return "an object or " + quoted(argument.words);
+        case Kind::word:
+            return quoted(argument.words);
     }
     return "";
 }
@@ -169,24 +185,41 @@ RoadEvent parseEvent(const Json& object, std::string place) {
 
 Road parseRoad(const Json& document, const std::string& name) {
     Road road;
+    if (document.contains("radius")) {
+        road.radius = RadiusBook::parse(document["radius"], name + ": \"radius\"");
+    }
     std::size_t number = 0;
     for (const Json& object : arrayOf(document, "stations", name)) {
-        road.push_back(parseStation(object, name + ": station " + std::to_string(++number)));
+        road.stations.push_back(
+            parseStation(object, name + ": station " + std::to_string(++number)));
     }
     number = 0;
     for (const Json& object : arrayOf(document, "events", name)) {
         const std::string place = name + ": event " + std::to_string(++number);
         RoadEvent event = parseEvent(object, place);
-        const auto station = std::find_if(road.begin(), road.end(), [&](const RoadStation& one) {
-            return one.name == event.arguments["station"];
-        });
-        if (station == road.end()) {
+        const auto station = std::find_if(
+            road.stations.begin(), road.stations.end(),
+            [&](const RoadStation& one) { return one.name == event.arguments["station"]; });
+        if (station == road.stations.end()) {
             throw InputError(place + " (\"" + event.kind + "\"): knows no station " +
                              event.arguments["station"].dump());
+        }
+        if (!road.radius &&
+            (event.kind == "radius-disconnect" || event.arguments.contains("radius"))) {
+            throw InputError(place + " (\"" + event.kind +
+                             "\"): the road has no object \"radius\"");
         }
         station->events.push_back(std::move(event));
     }
     return road;
+}
+
+void forgetRadiusExpectations(Road& road) {
+    for (RoadStation& station : road.stations) {
+        for (RoadEvent& event : station.events) {
+            event.arguments.erase("radius");
+        }
+    }
 }
 
 Road loadRoad(const std::string& path) {
@@ -198,7 +231,7 @@ void checkInterfaces(const Road& road, const Json& configuration, const std::str
     for (const Json& entry : configuration.at("interface")) {
         interfaces.insert(entry.is_object() ? entry.value("name", "") : "");
     }
-    for (const RoadStation& station : road) {
+    for (const RoadStation& station : road.stations) {
         if (interfaces.count(station.id.interface) == 0) {
             throw InputError(name + ": station \"" + station.name +
                              "\": the configuration has no interface " + station.id.interface);

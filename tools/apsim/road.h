@@ -9,14 +9,17 @@
 //
 // The events of one station happen one after another, those of different stations side by side.
 // "at" is the earliest time in seconds since the start of the road, "after" a pause in seconds
-// since the station's event before; docs/apsim.md lists the events.
+// since the station's event before; docs/apsim.md lists the events, and what "radius" beside
+// "stations" holds.
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "apsim/event_log.h"
 #include "apsim/input.h"
+#include "apsim/radius_responder.h"
 
 namespace apsim {
 
@@ -35,11 +38,17 @@ struct RoadStation {
     std::vector<RoadEvent> events;
 };
 
-using Road = std::vector<RoadStation>;
+struct Road {
+    std::vector<RoadStation> stations;
+    std::optional<RadiusBook> radius;  // whom the RADIUS server of this road knows
+};
 
 // Checks a road as a whole, so that a mistake in its last event shows before the first is played.
 // `name` stands for the file in messages. Throws InputError, naming file and event.
 Road parseRoad(const nlohmann::json& document, const std::string& name);
+
+// Takes out what a road expects of the built-in RADIUS server, for another one that tells nothing.
+void forgetRadiusExpectations(Road& road);
 
 Road loadRoad(const std::string& path);
 

@@ -5,6 +5,9 @@
 #include <sstream>
 #include <thread>
 
+#include "apsim/radius_server.h"
+#include "apsim/road_expectations.h"
+
 namespace apsim {
 
 namespace {
@@ -20,42 +23,14 @@ Clock::duration seconds(double count) {
     return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(count));
 }
 
-std::string textOf(const Json& value) {
-    return value.is_string() ? value.get<std::string>() : value.dump();
-}
-
-// What of `wanted` is not so in `given`; empty when all of it is.
-std::string difference(const Json& wanted, const Json& given, const std::string& who) {
-    for (const auto& [name, value] : wanted.items()) {
-        const auto found = given.find(name);
-        if (found == given.end() || *found != value) {
-            return who + " has " + name + " " +
-                   (found == given.end() ? "missing" : textOf(*found)) + ", not " + textOf(value);
-        }
-    }
-    return "";
-}
-
-std::string shaperMismatch(const std::optional<ShaperLimits>& limits, const Json& wanted) {
-    if (wanted.is_string()) {  // "none"
-        return limits ? "shaper still limits it" : "";
-    }
-    if (!limits) {
-        return "shaper was given no limits";
-    }
-    constexpr unsigned long kKi = 1024;
-    const Json given{{"transmit", limits->transmit / kKi}, {"receive", limits->receive / kKi}};
-    return difference(wanted, given, "shaper");
-}
-
 }  // namespace
 
 std::vector<StationResult> RoadPlayer::play(const Road& road) {
     const Time start = Clock::now();
-    std::vector<StationResult> results(road.size());
+    std::vector<StationResult> results(road.stations.size());
     std::vector<std::thread> threads;
-    for (std::size_t index = 0; index < road.size(); ++index) {
-        threads.emplace_back([&, index] { results[index] = walk(road[index], start); });
+    for (std::size_t index = 0; index < results.size(); ++index) {
+        threads.emplace_back([&, index] { results[index] = walk(road.stations[index], start); });
     }
     for (std::thread& thread : threads) {
         thread.join();
@@ -125,6 +100,8 @@ std::string RoadPlayer::perform(Walk& walk, const RoadEvent& event) {
     } else if (event.kind == "disconnect") {
         answered(walk, "cp-del-client",
                  portal.deleteClient(walk.plan.id.interface, walk.plan.id.mac));
+    } else if (event.kind == "radius-disconnect") {
+        return disconnectByRadius(walk, arguments);
     }
     return "";
 }
@@ -139,20 +116,41 @@ void RoadPlayer::browse(Walk& walk) {
     answered(walk, "get-redirect-params", place);
 }
 
+// Empty when the daemon answered as expected.
+std::string RoadPlayer::disconnectByRadius(const Walk& walk, const Json& arguments) {
+    const std::string by = arguments["by"];
+    const Json client = clientOf(walk.station).value_or(Json());
+    const auto ofClient = [&](const char* member) {
+        return client.is_object() ? client.value(member, "") : "";
+    };
+    DisconnectNames names;
+    names.mac = by == "mac" ? walk.plan.id.mac : "";
+    names.user = arguments.value("user", by == "user" ? ofClient("login") : "");
+    names.session = by == "session" ? ofClient("session-id") : "";
+    const DisconnectAnswer answer = requestDisconnect(names, radiusSecret_);
+    const std::string got = disconnectAnswerName(answer);
+    accessPoint_.events().add({Party::radius, "disconnect", walk.plan.id,
+                               "of " + names.mac + names.session + " " + names.user + ": " + got});
+    const std::string wanted = arguments.value("answer", "ACK");
+    return got == wanted ? ""
+                         : "the answer to the Disconnect-Request is " + got + ", not " + wanted;
+}
+
 void RoadPlayer::answered(const Walk& walk, const char* request,
                           const PortalClient::Answer& answer) {
     std::string detail = "no answer";
     if (answer) {
         const Json params = answer->value("params", Json::object());
-        detail = answer->contains("result") ? "result " + textOf((*answer)["result"]) : "answered";
+        detail =
+            answer->contains("result") ? "result " + plainText((*answer)["result"]) : "answered";
         for (const char* name : {"cur-state", "url", "end-reason"}) {
             if (params.contains(name)) {
-                detail += std::string(", ") + name + " " + textOf(params[name]);
+                detail += std::string(", ") + name + " " + plainText(params[name]);
             }
         }
         for (const char* name : {"reason", "error", "redirect-location"}) {
             if (answer->contains(name)) {
-                detail += std::string(", ") + name + " " + textOf((*answer)[name]);
+                detail += std::string(", ") + name + " " + plainText((*answer)[name]);
             }
         }
     }
@@ -188,7 +186,7 @@ std::string RoadPlayer::expect(const Walk& walk, const Json& arguments) {
     const Time deadline = Clock::now() + seconds(within);
     for (;;) {
         const std::size_t seen = log.size();
-        std::string mismatch = firstMismatch(walk, arguments);
+        std::string mismatch = firstMismatch(walk.station, walk.mark, arguments);
         const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now());
         if (mismatch.empty() || stopped_) {
             return stopped_ ? "stopped" : "";
@@ -200,87 +198,6 @@ std::string RoadPlayer::expect(const Walk& walk, const Json& arguments) {
         }
         log.waitUntil([&] { return log.size() != seen; }, std::min(left, kAskInterval));
     }
-}
-
-std::string RoadPlayer::firstMismatch(const Walk& walk, const Json& arguments) {
-    const std::string mismatch = mismatchOfModules(walk, arguments);
-    return mismatch.empty() ? mismatchOfDaemon(walk, arguments) : mismatch;
-}
-
-std::string RoadPlayer::mismatchOfModules(const Walk& walk, const Json& arguments) {
-    const StationId& id = walk.plan.id;
-    const Access access = walk.station.access();
-    if (arguments.contains("redirector") && arguments["redirector"] != accessName(access)) {
-        return std::string("redirector has it ") + accessName(access) + ", not " +
-               textOf(arguments["redirector"]);
-    }
-    for (const Json& destination : arguments.value("reaches", Json::array())) {
-        if (!walk.station.reaches(textOf(destination))) {
-            return "it can't reach " + textOf(destination);
-        }
-    }
-    for (const Json& destination : arguments.value("blocked", Json::array())) {
-        if (walk.station.reaches(textOf(destination))) {
-            return "it reaches " + textOf(destination);
-        }
-    }
-    std::string mismatch;
-    if (arguments.contains("shaper")) {
-        mismatch = shaperMismatch(accessPoint_.modules().shaperLimits(id), arguments["shaper"]);
-    }
-    const Json wifiAuth = arguments.value("wifi-auth", Json::object());
-    for (const auto& [key, value] : wifiAuth.items()) {
-        const std::string given = accessPoint_.modules().wifiAuth(key, id);
-        if (mismatch.empty() && given != textOf(value)) {
-            mismatch = "wifi-auth has " + key + " \"" + given + "\", not " + textOf(value);
-        }
-    }
-    return mismatch;
-}
-
-std::string RoadPlayer::mismatchOfDaemon(const Walk& walk, const Json& arguments) {
-    const StationId& id = walk.plan.id;
-    const auto happened = [&](Party party, const std::string& what) {
-        return accessPoint_.events().waitFor(party, what, id, Milliseconds(0), walk.mark);
-    };
-    if (arguments.contains("trap") && !happened(Party::trap, textOf(arguments["trap"]))) {
-        return "no trap " + textOf(arguments["trap"]);
-    }
-    if (arguments.value("deauth", false) && !happened(Party::deauth, "deauth-client")) {
-        return "deauth-client was not run";
-    }
-    const std::string mismatch =
-        arguments.contains("state") ? mismatchOfState(walk, arguments["state"]) : "";
-    return mismatch.empty() && arguments.contains("client")
-               ? mismatchOfClient(walk, arguments["client"])
-               : mismatch;
-}
-
-// Of what the proxy is told.
-std::string RoadPlayer::mismatchOfState(const Walk& walk, const Json& wanted) {
-    const Json answer = accessPoint_.portal().validateIp(walk.plan.ip).value_or(Json::object());
-    if (wanted.is_string()) {  // "unknown"
-        return answer.value("result", 1) == 0 ? "" : "validate-ip still knows it";
-    }
-    return difference(wanted, answer.value("params", Json::object()), "validate-ip");
-}
-
-// Of what a status tool is told.
-std::string RoadPlayer::mismatchOfClient(const Walk& walk, const Json& wanted) {
-    const PortalClient::Answer answer = accessPoint_.portal().status();
-    if (!answer) {
-        return "the daemon doesn't answer";
-    }
-    const Json clients = answer->value("/value/clients"_json_pointer, Json::object());
-    const auto client = std::find_if(clients.begin(), clients.end(), [&](const Json& one) {
-        return one.value("mac", "") == walk.plan.id.mac &&
-               one.value("interface", "") == walk.plan.id.interface;
-    });
-    if (wanted.is_string()) {  // "absent"
-        return client == clients.end() ? "" : "the daemon still has it";
-    }
-    return client == clients.end() ? "the daemon doesn't have it"
-                                   : difference(wanted, *client, "the daemon");
 }
 
 std::string RoadPlayer::history(const Walk& walk, std::size_t from) {

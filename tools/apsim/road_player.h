@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apsim/access_point.h"
@@ -25,8 +26,9 @@ struct StationResult {
 
 class RoadPlayer {
 public:
-    // The access point outlives the player.
-    explicit RoadPlayer(AccessPoint& accessPoint) : accessPoint_(accessPoint) {}
+    // The access point outlives the player. `radiusSecret` signs the Disconnect-Requests.
+    explicit RoadPlayer(AccessPoint& accessPoint, std::string radiusSecret = "")
+        : accessPoint_(accessPoint), radiusSecret_(std::move(radiusSecret)) {}
 
     // Plays the road once. A station whose expectation fails does nothing more than leave.
     std::vector<StationResult> play(const Road& road);
@@ -49,16 +51,13 @@ private:
     void browse(Walk& walk);
     void spreadTraffic(Walk& walk, const nlohmann::json& arguments);
     std::string expect(const Walk& walk, const nlohmann::json& arguments);
-    std::string firstMismatch(const Walk& walk, const nlohmann::json& arguments);
-    std::string mismatchOfModules(const Walk& walk, const nlohmann::json& arguments);
-    std::string mismatchOfDaemon(const Walk& walk, const nlohmann::json& arguments);
-    std::string mismatchOfState(const Walk& walk, const nlohmann::json& wanted);
-    std::string mismatchOfClient(const Walk& walk, const nlohmann::json& wanted);
+    std::string disconnectByRadius(const Walk& walk, const nlohmann::json& arguments);
     std::string history(const Walk& walk, std::size_t from);
     void answered(const Walk& walk, const char* request, const PortalClient::Answer& answer);
     bool pauseUntil(Time time);
 
     AccessPoint& accessPoint_;
+    const std::string radiusSecret_;
     std::atomic<bool> stopped_{false};
 };
 

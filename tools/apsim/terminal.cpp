@@ -37,6 +37,8 @@ const char* partyColour(Party party) {
             return "\033[31m";
         case Party::portal:
             return "\033[32m";
+        case Party::radius:
+            return "\033[95m";
     }
     return "";
 }
@@ -47,14 +49,14 @@ bool wantsColour(std::FILE* stream) {
     return isatty(fileno(stream)) != 0 && std::getenv("NO_COLOR") == nullptr;
 }
 
-Printer::Printer(std::FILE* stream, bool colour, std::map<StationId, std::string> names)
+Printer::Printer(std::FILE* stream, bool colour, std::map<std::string, std::string> names)
     : stream_(stream), colour_(colour), names_(std::move(names)) {}
 
 void Printer::print(const Event& event) {
     if (start_ == std::chrono::steady_clock::time_point{}) {
         start_ = event.at;
     }
-    const auto name = names_.find(event.station);
+    const auto name = names_.find(event.station.mac);
     const std::string& station = name == names_.end() ? event.station.mac : name->second;
     const std::chrono::duration<double> time = event.at - start_;
     std::fprintf(stream_, "%8.3f  %s%-10s%s  %-9s %-10s  %-15s  %s\n", time.count(),

@@ -20,8 +20,8 @@ bool wantsColour(std::FILE* stream);
 
 class Printer {
 public:
-    // `names` gives the stations their names; an unnamed one is printed with its MAC.
-    Printer(std::FILE* stream, bool colour, std::map<StationId, std::string> names);
+    // `names` gives the stations their names, by MAC; an unnamed one is printed with that.
+    Printer(std::FILE* stream, bool colour, std::map<std::string, std::string> names);
 
     // One line: seconds since the first event, party, station, interface, what, detail.
     void print(const Event& event);
@@ -29,7 +29,7 @@ public:
 private:
     std::FILE* stream_;
     bool colour_;
-    std::map<StationId, std::string> names_;
+    std::map<std::string, std::string> names_;
     std::chrono::steady_clock::time_point start_{};
 };
 

@@ -1,0 +1,164 @@
+#include "apsim/commands.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <optional>
+
+#include "apsim/access_point.h"
+#include "apsim/load.h"
+#include "apsim/radius_server.h"
+#include "apsim/road_player.h"
+#include "apsim/signal_watcher.h"
+#include "apsim/terminal.h"
+#include "common/table.h"
+
+namespace apsim {
+
+namespace {
+
+std::vector<std::string> captiveInterfaces(const Json& config) {
+    std::vector<std::string> names;
+    for (const Json& entry : config.at("interface")) {
+        if (entry.value("/vap/captive-portal/enabled"_json_pointer, false)) {
+            names.push_back(entry.at("name"));
+        }
+    }
+    return names;
+}
+
+bool waitForDaemon(AccessPoint& accessPoint, const Options& options,
+                   const std::atomic<bool>& stopped) {
+    std::printf("waiting for vestad in %s\n", ostrel::runtimeDirectory().c_str());
+    std::fflush(stdout);
+    for (int second = 0; second < options.wait && !stopped; ++second) {
+        if (accessPoint.waitForDaemon(std::chrono::seconds(1))) {
+            return true;
+        }
+    }
+    if (!stopped) {
+        std::fprintf(stderr, "apsim: vestad did not come within %d s\n", options.wait);
+    }
+    return false;
+}
+
+void stayUntilStopped(AccessPoint& accessPoint, const std::atomic<bool>& stopped) {
+    std::printf("\nserving in %s until interrupted\n", ostrel::runtimeDirectory().c_str());
+    std::fflush(stdout);
+    while (!accessPoint.events().waitUntil([&] { return stopped.load(); }, std::chrono::hours(1))) {
+    }
+}
+
+Road readRoad(const Options& options, const Json& config) {
+    Road road;
+    if (!options.road.empty()) {
+        road = loadRoad(options.road);
+        checkInterfaces(road, config, options.road);
+    }
+    return road;
+}
+
+// The RADIUS server of a road: the one that the user names, else the built-in one, when the road
+// says whom it knows.
+class RadiusSide {
+public:
+    RadiusSide(const Options& options, Road& road, EventLog& log) {
+        if (!options.radius.empty()) {
+            address_ = parseRadiusAddress(options.radius, options.secret);
+            forgetRadiusExpectations(road);
+        } else if (road.radius) {
+            server_.emplace(*road.radius, log);
+            address_ = server_->address();
+        }
+    }
+    void introduceTo(Json& config) const {
+        if (address_) {
+            useRadiusServer(config, *address_);
+        }
+    }
+    std::string secret() const { return address_ ? address_->secret : ""; }
+
+private:
+    std::optional<RadiusServer> server_;
+    std::optional<RadiusAddress> address_;
+};
+
+std::vector<std::string> latencyRow(const char* name, const std::vector<double>& values) {
+    const auto cell = [&](double share) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.2f ms", percentile(values, share));
+        return std::string(text);
+    };
+    return {name, cell(0.5), cell(0.99), cell(1)};
+}
+
+}  // namespace
+
+int playRoad(const Options& options, Json config) {
+    Road road = readRoad(options, config);
+    std::map<std::string, std::string> names;
+    for (const RoadStation& station : road.stations) {
+        names[station.id.mac] = station.name;
+    }
+    const bool colour = wantsColour(stdout);
+    Printer printer(stdout, colour, names);
+    EventLog log;
+    if (!options.quiet) {
+        log.setObserver([&](const Event& event) { printer.print(event); });
+    }
+    const RadiusSide radius(options, road, log);
+    radius.introduceTo(config);
+    AccessPointOptions accessPointOptions;
+    accessPointOptions.log = &log;
+    AccessPoint accessPoint(config, accessPointOptions);
+    RoadPlayer player(accessPoint, radius.secret());
+    const SignalWatcher signals([&] { player.stop(); });
+    if (!waitForDaemon(accessPoint, options, signals.stopped())) {
+        return kNotAsExpected;
+    }
+    int status = kAsExpected;
+    if (!options.road.empty()) {
+        const std::vector<StationResult> results = player.play(road);
+        if (!options.stay) {
+            log.setObserver(nullptr);  // what comes of the end of the road is no part of it
+        }
+        printResults(stdout, colour, results);
+        const bool ok = std::all_of(results.begin(), results.end(),
+                                    [](const StationResult& one) { return one.ok; });
+        status = ok ? kAsExpected : kNotAsExpected;
+    }
+    if (options.stay && !signals.stopped()) {
+        stayUntilStopped(accessPoint, signals.stopped());
+    }
+    return status;
+}
+
+int makeLoad(const Options& options, const Json& config) {
+    const std::vector<std::string> interfaces = captiveInterfaces(config);
+    if (interfaces.empty()) {
+        throw InputError(options.config + ": no interface has its captive portal enabled");
+    }
+    AccessPointOptions accessPointOptions;
+    accessPointOptions.keepEvents = false;
+    AccessPoint accessPoint(config, accessPointOptions);
+    const SignalWatcher signals([] {});
+    if (!waitForDaemon(accessPoint, options, signals.stopped())) {
+        return kNotAsExpected;
+    }
+    const LoadReport report =
+        runLoad(accessPoint, interfaces, {options.stations, options.rate}, signals.stopped());
+    std::printf(
+        "%zu stations in %.1f s: %zu admitted, %zu logged in, %zu lost, "
+        "%zu logins unanswered\n\n",
+        report.stations, report.seconds, report.admitted, report.loggedIn,
+        options.stations - report.loggedIn, report.unanswered);
+    const std::string latencies =
+        tools::table({{"latency", "median", "p99", "largest"},
+                      latencyRow("notification to admission", report.admission),
+                      latencyRow("login to let through", report.login),
+                      latencyRow("login to answer", report.answer)});
+    std::fputs(latencies.c_str(), stdout);
+    return report.loggedIn == options.stations ? kAsExpected : kNotAsExpected;
+}
+
+}  // namespace apsim

@@ -1,0 +1,26 @@
+#pragma once
+
+// UDP over IPv4, for who plays a RADIUS server.
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <string>
+
+#include "ostrel/runtime.h"
+
+namespace apsim {
+
+// A non-blocking socket at this port of loopback, 0 for any that is free. Throws
+// std::runtime_error, naming the port.
+ostrel::Fd bindLoopback(std::uint16_t port);
+std::uint16_t portOf(const ostrel::Fd& socket);
+
+sockaddr_in loopbackAddress(std::uint16_t port);
+
+// Takes one datagram that is there, with its sender; false when none is.
+bool receiveFrom(const ostrel::Fd& socket, std::string& datagram, sockaddr_in& sender);
+// A datagram that the system doesn't take is lost, as on any network; an empty one is not sent.
+void sendTo(const ostrel::Fd& socket, const std::string& datagram, const sockaddr_in& receiver);
+
+}  // namespace apsim
