@@ -27,10 +27,10 @@ long statusNumber(const std::string& directory, const std::string& name) {
 constexpr const char* kIsolated = R"(
     for user in "" r; do
         if unshare -"$user"mn true 2>/dev/null; then
-            exec unshare -"$user"mn sh -c 'mount -t tmpfs none /run && exec "$0"' "$0"
+            exec unshare -"$user"mn sh -c 'mount -t tmpfs none /run && exec "$0" "$@"' "$0" "$@"
         fi
     done
-    exec "$0")";
+    exec "$0" "$@")";
 
 }  // namespace
 
@@ -57,8 +57,8 @@ ChildProcess::~ChildProcess() {
     waitpid(pid_, nullptr, 0);
 }
 
-std::vector<std::string> ChildProcess::daemonWords() {
-    return {"sh", "-c", kIsolated, VESTAD_PROGRAM};
+std::vector<std::string> ChildProcess::isolated(const std::string& program) {
+    return {"sh", "-c", kIsolated, program};
 }
 
 long ChildProcess::residentKiB() const {

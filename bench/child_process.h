@@ -18,9 +18,9 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    // The daemon, where that is possible in a mount and a network namespace of its own, so that it
-    // does not meet one that this machine runs.
-    static std::vector<std::string> daemonWords();
+    // A program, to which words may be added, where that is possible in a mount and a network
+    // namespace of its own, so that a daemon there does not meet one that this machine runs.
+    static std::vector<std::string> isolated(const std::string& program);
 
     [[nodiscard]] pid_t pid() const { return pid_; }
     [[nodiscard]] long residentKiB() const;

@@ -70,7 +70,7 @@ apsim::AccessPointOptions countingOnly() {
 
 Measurement::Measurement(const std::string& runtimeDirectory, const std::string& self)
     : accessPoint_(configuration(runtimeDirectory + "/vestad.log"), countingOnly()),
-      daemon_(ChildProcess::daemonWords()),
+      daemon_(ChildProcess::isolated(VESTAD_PROGRAM)),
       echo_({self, "echo"}) {
     if (!accessPoint_.waitForDaemon(kPatience)) {
         throw std::runtime_error("the daemon does not answer");

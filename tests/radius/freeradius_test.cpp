@@ -7,11 +7,11 @@
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
 #include "core/singleton.h"
-#include "freeradius_process.h"
 #include "messages/ipc_dump_factories.h"
 #include "radius/radius_das_handler.h"
 #include "radius/radius_listener.h"
 #include "support/fake_clock.h"
+#include "support/freeradius_process.h"
 #include "support/radius_instance.h"
 
 namespace vesta {
