@@ -1,0 +1,198 @@
+#pragma once
+
+// A broker of a few lines with several clients, and access points whose vestad writes down what it
+// is told. Nothing happens by itself: run() carries what the clients have sent.
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <set>
+
+#include "apbd/sharing.h"
+
+namespace apbd {
+
+class FakeBroker {
+public:
+    class Client final : public BrokerSide {
+    public:
+        explicit Client(FakeBroker& broker) : broker_(broker) { broker.clients_.push_back(this); }
+        ~Client() override {
+            auto& all = broker_.clients_;
+            all.erase(std::find(all.begin(), all.end(), this));
+        }
+        Client(const Client&) = delete;
+        Client& operator=(const Client&) = delete;
+
+        void subscribe(const std::vector<std::string>& filters) override {
+            broker_.uplink_.push_back({this, filters, "", "", false});
+        }
+        void publish(const std::string& topic, const std::string& payload, bool retain) override {
+            broker_.uplink_.push_back({this, {}, topic, payload, retain});
+        }
+
+        Sharing* sharing = nullptr;
+        bool connected = false;
+
+    private:
+        friend class FakeBroker;
+        FakeBroker& broker_;
+        std::vector<std::string> filters_;
+    };
+
+    void connect(Client& client, bool keptState) {
+        client.connected = true;
+        client.sharing->brokerConnected(keptState);
+    }
+    // What the client has sent and nobody has carried is lost.
+    void disconnect(Client& client) {
+        client.connected = false;
+        dropUplink([&](const Sent& sent) { return sent.from == &client; });
+        client.sharing->brokerDisconnected();
+    }
+    // Messages on the way to the broker that get lost.
+    void losePublications() {
+        dropUplink([](const Sent& sent) { return sent.filters.empty(); });
+    }
+    void run() {
+        while (!uplink_.empty()) {
+            const Sent sent = uplink_.front();
+            uplink_.pop_front();
+            carry(sent);
+        }
+    }
+    // One message; false when none waits.
+    bool step() {
+        if (uplink_.empty()) {
+            return false;
+        }
+        const Sent sent = uplink_.front();
+        uplink_.pop_front();
+        carry(sent);
+        return true;
+    }
+
+    std::map<std::string, std::string> retained;
+
+private:
+    struct Sent {
+        Client* from;
+        std::vector<std::string> filters;
+        std::string topic;
+        std::string payload;
+        bool retain;
+    };
+
+    template <class Which>
+    void dropUplink(Which which) {
+        uplink_.erase(std::remove_if(uplink_.begin(), uplink_.end(), which), uplink_.end());
+    }
+
+    static bool matches(const std::string& filter, const std::string& topic) {
+        return filter.back() == '#'
+                   ? topic.compare(0, filter.size() - 1, filter, 0, filter.size() - 1) == 0
+                   : topic == filter;
+    }
+    static bool matchesAny(const std::vector<std::string>& filters, const std::string& topic) {
+        return std::any_of(filters.begin(), filters.end(),
+                           [&](const std::string& one) { return matches(one, topic); });
+    }
+
+    void carry(const Sent& sent) {
+        if (!sent.from->connected) {
+            return;
+        }
+        if (!sent.filters.empty()) {
+            sent.from->filters_ = sent.filters;
+            for (const auto& [topic, payload] : retained) {
+                if (matchesAny(sent.filters, topic)) {
+                    sent.from->sharing->received(topic, payload);
+                }
+            }
+            sent.from->sharing->subscribed();
+            return;
+        }
+        if (sent.retain && sent.payload.empty()) {
+            retained.erase(sent.topic);
+        } else if (sent.retain) {
+            retained[sent.topic] = sent.payload;
+        }
+        for (Client* const client : clients_) {
+            if (client->connected && matchesAny(client->filters_, sent.topic)) {
+                client->sharing->received(sent.topic, sent.payload);
+            }
+        }
+    }
+
+    std::vector<Client*> clients_;
+    std::deque<Sent> uplink_;
+};
+
+class FakeBus final : public BusSide {
+public:
+    bool send(const std::string& text, int module) override {
+        if (takes && module == 3) {
+            told.push_back(Json::parse(text));
+        }
+        return takes;
+    }
+
+    bool takes = true;
+    std::vector<Json> told;
+};
+
+inline Json userOf(const std::string& mac, const std::string& domain = "hall") {
+    return {{"sta-mac", mac},
+            {"ssid", "Guest"},
+            {"mobility-domain", domain},
+            {"user-name", "anna"},
+            {"cur-scenario-id", 0},
+            {"cur-session-time", 100},
+            {"cur-time-limit", 60},
+            {"cur-traffic-limit", 5},
+            {"simultaneous-use", 1},
+            {"scenario", Json::array({{{"ID", 0}, {"time-limit", 3600}}})}};
+}
+
+// One access point: its apbd's logic between its vestad and the broker.
+struct AccessPoint {
+    AccessPoint(FakeBroker& broker, const std::string& name)
+        : client(broker), sharing(bus, client, "root", name), mac("02:00:00:00:ff:0" + name) {
+        client.sharing = &sharing;
+    }
+
+    void request(Json text) { sharing.handleRequest(text.dump(), 3); }
+    void subscribe(const std::string& ssid = "Guest") {
+        request({{"cmd", "subscribe-request"},
+                 {"ap-mac", mac},
+                 {"mobility-domain-list",
+                  {{{"ssid", ssid}, {"radius-domain", "r"}, {"mobility-domain", "hall"}}}}});
+    }
+    void add(const Json& user) { request({{"cmd", "add-request"}, {"user", user}}); }
+    void update(Json user, const std::string& action) {
+        user.erase("scenario");
+        request({{"cmd", "update-request"}, {"action", action}, {"user", user}});
+    }
+    void remove(const Json& user, const std::string& reason = "away timeout") {
+        request({{"cmd", "del-request"}, {"user", user}, {"reason", reason}});
+    }
+
+    // What vestad was told since the last call, as "command" or "command:action".
+    std::vector<std::string> told() {
+        std::vector<std::string> commands;
+        for (const Json& message : bus.told) {
+            commands.push_back(
+                message["command"].get<std::string>() +
+                (message.contains("action") ? ":" + message["action"].get<std::string>() : ""));
+        }
+        bus.told.clear();
+        return commands;
+    }
+
+    FakeBus bus;
+    FakeBroker::Client client;
+    Sharing sharing;
+    std::string mac;
+};
+
+}  // namespace apbd

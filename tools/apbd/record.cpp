@@ -1,0 +1,139 @@
+#include "apbd/record.h"
+
+#include <algorithm>
+#include <cctype>
+#include <limits>
+
+#include "ostrel/clock.h"
+
+namespace apbd {
+namespace {
+
+constexpr const char* kSessionTime = "cur-session-time";
+constexpr const char* kChanging[] = {"cur-scenario-id", kSessionTime, "cur-time-limit",
+                                     "cur-traffic-limit", "simultaneous-use"};
+
+// A clock that shows an earlier time was never set (2020-01-01).
+constexpr std::int64_t kEarliestTime = 1577836800;
+
+bool isMac(const std::string& text) {
+    if (text.size() != 17) {
+        return false;
+    }
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool colon = i % 3 == 2;
+        if (colon ? text[i] != ':' : std::isxdigit(static_cast<unsigned char>(text[i])) == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string lowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return text;
+}
+
+std::string textOf(const Json& object, const char* key) {
+    const auto member = object.find(key);
+    return member != object.end() && member->is_string() ? member->get<std::string>() : "";
+}
+
+std::int64_t numberOf(const Json& object, const char* key) {
+    const auto member = object.find(key);
+    return member != object.end() && member->is_number_integer() ? member->get<std::int64_t>() : 0;
+}
+
+bool isAction(const std::string& text) {
+    return text == kAdd || text == kAssoc || text == kDisassoc || text == kUpdate || text == kReset;
+}
+
+// Where one of the two clocks was never set, nothing is known of the time between.
+std::int64_t ageOf(std::int64_t publishedAt) {
+    const std::int64_t now = ostrel::wallSeconds();
+    if (publishedAt < kEarliestTime || now < kEarliestTime) {
+        return 0;
+    }
+    return std::max<std::int64_t>(now - publishedAt, 0);
+}
+
+}  // namespace
+
+std::optional<Key> keyOf(const Json& user) {
+    if (!user.is_object() || !user.contains("mobility-domain") ||
+        !user["mobility-domain"].is_string()) {
+        return std::nullopt;
+    }
+    Key key{{textOf(user, "mobility-domain"), textOf(user, "ssid")},
+            lowerCase(textOf(user, "sta-mac"))};
+    if (!isMac(key.mac) || key.scope.ssid.empty()) {
+        return std::nullopt;
+    }
+    return key;
+}
+
+std::string encode(const Record& record) {
+    const Json publication = {
+        {"action", record.action},         {"time", record.time},
+        {"ap-mac", record.apMac},          {"instance", record.version.instance},
+        {"number", record.version.number}, {"user", Json::parse(record.user)}};
+    return publication.dump();
+}
+
+std::optional<Record> decode(const Key& key, const std::string& payload) {
+    const Json publication = Json::parse(payload, nullptr, false);
+    if (!publication.is_object() || !publication.contains("user") ||
+        !(keyOf(publication["user"]) == key)) {
+        return std::nullopt;
+    }
+    Record record;
+    record.user = publication["user"].dump();
+    record.action = textOf(publication, "action");
+    record.version = {textOf(publication, "instance"),
+                      static_cast<std::uint64_t>(numberOf(publication, "number"))};
+    record.apMac = textOf(publication, "ap-mac");
+    record.time = numberOf(publication, "time");
+    record.age = ageOf(record.time);
+    record.receivedAt = ostrel::monotonicSeconds();
+    if (!isAction(record.action) || record.version.instance.empty()) {
+        return std::nullopt;
+    }
+    return record;
+}
+
+Json agedUser(const Record& record) {
+    Json user = Json::parse(record.user);
+    const auto sessionTime = user.find(kSessionTime);
+    if (sessionTime != user.end() && sessionTime->is_number_integer()) {
+        // The reader's number has 32 bits.
+        constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+        const std::int64_t before =
+            std::clamp<std::int64_t>(sessionTime->get<std::int64_t>(), 0, most);
+        const std::int64_t since = record.age + ostrel::monotonicSeconds() - record.receivedAt;
+        *sessionTime = std::min(before + std::clamp<std::int64_t>(since, 0, most), most);
+    }
+    return user;
+}
+
+std::string mergedUser(const std::string& user, const Json& changes) {
+    Json merged = Json::parse(user);
+    for (const char* const key : kChanging) {
+        if (changes.contains(key)) {
+            merged[key] = changes[key];
+        }
+    }
+    return merged.dump();
+}
+
+bool isSameSession(const std::string& one, const std::string& other) {
+    Json first = Json::parse(one);
+    Json second = Json::parse(other);
+    for (const char* const key : kChanging) {
+        first.erase(key);
+        second.erase(key);
+    }
+    return first == second;
+}
+
+}  // namespace apbd

@@ -1,0 +1,90 @@
+#pragma once
+
+// A client record as access points share it, and its form in a publication. Values without threads
+// or state.
+//
+// The payload of a record's topic is one JSON object: "action" (what happened last: "add", "assoc",
+// "disassoc", "update" or "reset"), "time" (seconds since 1970 on the publisher's wall clock),
+// "ap-mac", "instance" and "number" (who published it, and which of its publications it is) and
+// "user" (the record, always whole). docs/roaming.md shows one.
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <tuple>
+
+namespace apbd {
+
+using Json = nlohmann::json;
+
+// The access points that share: those that serve an SSID within a mobility domain.
+struct Scope {
+    std::string domain;
+    std::string ssid;
+
+    bool operator<(const Scope& other) const {
+        return std::tie(domain, ssid) < std::tie(other.domain, other.ssid);
+    }
+    bool operator==(const Scope& other) const {
+        return domain == other.domain && ssid == other.ssid;
+    }
+};
+
+struct Key {
+    Scope scope;
+    std::string mac;  // lower case
+
+    bool operator<(const Key& other) const {
+        return std::tie(scope, mac) < std::tie(other.scope, other.mac);
+    }
+    bool operator==(const Key& other) const { return scope == other.scope && mac == other.mac; }
+};
+
+// One publication among all: the process that made it, and its number there.
+struct Version {
+    std::string instance;
+    std::uint64_t number = 0;
+
+    bool operator==(const Version& other) const {
+        return instance == other.instance && number == other.number;
+    }
+    bool operator!=(const Version& other) const { return !(*this == other); }
+};
+
+struct Record {
+    std::string user;  // JSON text: a tenth of what the parsed form takes
+    std::string action;
+    Version version;
+    std::string apMac;
+    std::int64_t time = 0;        // seconds since 1970, the publisher's clock
+    std::int64_t age = 0;         // seconds between publication and receipt
+    std::int64_t receivedAt = 0;  // monotonic seconds
+};
+
+inline constexpr const char* kAdd = "add";
+inline constexpr const char* kAssoc = "assoc";
+inline constexpr const char* kDisassoc = "disassoc";
+inline constexpr const char* kUpdate = "update";
+inline constexpr const char* kReset = "reset";
+
+// The station that a client record names: by its "sta-mac", "ssid" and "mobility-domain". Nothing
+// when one of them is missing or the MAC is none.
+[[nodiscard]] std::optional<Key> keyOf(const Json& user);
+
+[[nodiscard]] std::string encode(const Record& record);
+// The record of `key` that `payload` holds, with its age by the two clocks. Nothing when it isn't
+// one, or names another station than its topic.
+[[nodiscard]] std::optional<Record> decode(const Key& key, const std::string& payload);
+
+// The client record with the seconds since its publication added to its session time.
+[[nodiscard]] Json agedUser(const Record& record);
+
+// Takes over what changes within a session: the current scenario, its limits and the session time.
+// The scenarios stay. Returns the JSON text.
+[[nodiscard]] std::string mergedUser(const std::string& user, const Json& changes);
+
+// Whether the two differ in nothing but what changes within a session.
+[[nodiscard]] bool isSameSession(const std::string& one, const std::string& other);
+
+}  // namespace apbd

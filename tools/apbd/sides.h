@@ -1,0 +1,29 @@
+#pragma once
+
+// The two sides that apbd stands between, as its logic sees them. What they report comes back
+// through the operations of Sharing, on the one thread that runs it.
+
+#include <string>
+#include <vector>
+
+namespace apbd {
+
+// The access point's bus.
+class BusSide {
+public:
+    virtual ~BusSide() = default;
+    // Queues one JSON text for `module`; false when it isn't there or its queue is full.
+    [[nodiscard]] virtual bool send(const std::string& text, int module) = 0;
+};
+
+// The broker, while it is connected; what is asked of it meanwhile is lost.
+class BrokerSide {
+public:
+    virtual ~BrokerSide() = default;
+    // Takes `filters` in place of those before; each of them brings its retained messages again.
+    // Sharing::subscribed() follows once the broker has granted them.
+    virtual void subscribe(const std::vector<std::string>& filters) = 0;
+    virtual void publish(const std::string& topic, const std::string& payload, bool retain) = 0;
+};
+
+}  // namespace apbd
