@@ -70,7 +70,7 @@ RadiusBurst burstAtDaemon(std::size_t stations, std::uint16_t port, const std::s
     accessPoint.events().waitUntil(allAreLetIn, kPatience);
     RadiusBurst burst{std::chrono::duration<double>(Clock::now() - start).count(), 0};
     for (std::size_t i = next; i < stations; ++i) {
-        burst.undecided += isLetIn(i) ? 0 : 1;
+        burst.undecided += isLetIn(i) ? 0U : 1U;
     }
     return burst;
 }
