@@ -23,13 +23,18 @@ void guarded(const Loop::Task& task, Sharing& sharing) {
 
 void Loop::post(Task task) {
     const ostrel::MutexLock lock(mutex_);
+    if (stopped_) {
+        return;
+    }
     tasks_.push_back(std::move(task));
     changed_.notifyOne();
 }
 
-void Loop::stop() {
+void Loop::stop(Task last) {
     const ostrel::MutexLock lock(mutex_);
     stopped_ = true;
+    tasks_.clear();
+    tasks_.push_back(std::move(last));
     changed_.notifyOne();
 }
 

@@ -17,10 +17,11 @@ public:
     using Task = std::function<void(Sharing&)>;
 
     void post(Task task) EXCLUDES(mutex_);
-    // Runs tasks in their order and ticks once a second, until stop(); what was posted before it is
-    // still run. An exception out of a task is reported and ends that task alone.
+    // Runs tasks in their order and ticks once a second, until stop(). An exception out of a task
+    // is reported and ends that task alone.
     void run(Sharing& sharing) EXCLUDES(mutex_);
-    void stop() EXCLUDES(mutex_);
+    // Has run() do `last` instead of whatever waits, and return.
+    void stop(Task last) EXCLUDES(mutex_);
 
 private:
     // Waits for tasks or for the next tick; false when it is over.

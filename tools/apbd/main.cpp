@@ -61,8 +61,7 @@ int serve(const apbd::Options& options, apbd::Loop& loop, apbd::MqttBroker& brok
     bus.start();
     broker.start();
     waitForEnd();
-    loop.post([](apbd::Sharing& one) { one.end(); });
-    loop.stop();
+    loop.stop([](apbd::Sharing& one) { one.end(); });
     logic.join();
     return kOk;
 }

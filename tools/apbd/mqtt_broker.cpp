@@ -164,27 +164,50 @@ bool MqttBroker::pause(Milliseconds length) {
 }
 
 // What was asked for while the broker is away is asked for again when it is back.
-void MqttBroker::subscribe(const std::vector<std::string>& filters) {
-    std::set<std::string> wanted(filters.begin(), filters.end());
+void MqttBroker::subscribe(const std::string& marker, const std::vector<std::string>& filters) {
     const ostrel::MutexLock lock(mutex_);
+    const std::set<std::string> wanted(filters.begin(), filters.end());
     for (const std::string& filter : filters_) {
         if (wanted.count(filter) == 0) {
             mosquitto_unsubscribe(client_.get(), nullptr, filter.c_str());
         }
     }
-    filters_ = std::move(wanted);
-    std::vector<std::string> copies = filters;
+    filters_ = wanted;
+    mosquitto_subscribe(client_.get(), nullptr, marker.c_str(), 1);
+    subscribeAwaited(filters);
+}
+
+void MqttBroker::lookAt(const std::vector<std::string>& topics) {
+    const ostrel::MutexLock lock(mutex_);
+    for (const std::string& topic : looked_) {
+        mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str());
+    }
+    looked_ = topics;
+    subscribeAwaited(topics);
+}
+
+void MqttBroker::subscribeAwaited(std::vector<std::string> topics) {
     std::vector<char*> texts;
-    for (std::string& copy : copies) {
-        texts.push_back(copy.data());
+    for (std::string& topic : topics) {
+        texts.push_back(topic.data());
     }
     mosquitto_subscribe_multiple(client_.get(), &awaitedId_, static_cast<int>(texts.size()),
                                  texts.data(), 0, 0, nullptr);
 }
 
-void MqttBroker::publish(const std::string& topic, const std::string& payload, bool retain) {
-    const int code = mosquitto_publish(client_.get(), nullptr, topic.c_str(),
-                                       static_cast<int>(payload.size()), payload.data(), 0, retain);
+void MqttBroker::publish(const std::string& topic, const std::string& payload) {
+    publish(topic, payload, 0, true);
+}
+
+void MqttBroker::mark(const std::string& marker, const std::string& payload) {
+    publish(marker, payload, 1, false);
+}
+
+void MqttBroker::publish(const std::string& topic, const std::string& payload, int quality,
+                         bool retain) {
+    const int code =
+        mosquitto_publish(client_.get(), nullptr, topic.c_str(), static_cast<int>(payload.size()),
+                          payload.data(), quality, retain);
     if (code != MOSQ_ERR_SUCCESS && code != MOSQ_ERR_NO_CONN) {
         ostrel::report(LogLevel::warning, "%s can't be published: %s", topic.c_str(),
                        mosquitto_strerror(code));

@@ -1,8 +1,9 @@
 #pragma once
 
-// The connection to the MQTT broker (MQTT 5.0, QoS 0: a publication is confirmed by its coming
-// round). It is made anew with back-off for as long as it takes. The broker is asked to keep the
-// session for a week, so that it can say whether it has lost its state meanwhile.
+// The connection to the MQTT broker (MQTT 5.0; QoS 0, since a publication is confirmed by its
+// coming round, and QoS 1 for the marker). It is made anew with back-off for as long as it takes.
+// The broker is asked to keep the session for a week, so that it can say whether it has lost its
+// state meanwhile.
 //
 // Threads: the operations from any; one thread of its own runs the protocol and posts what arrives.
 
@@ -13,6 +14,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "apbd/loop.h"
 #include "apbd/sides.h"
@@ -43,8 +45,11 @@ public:
     // waiting for an address or a connection, and then the object can't be destroyed.
     [[nodiscard]] bool stop(std::chrono::milliseconds patience) EXCLUDES(mutex_);
 
-    void subscribe(const std::vector<std::string>& filters) override EXCLUDES(mutex_);
-    void publish(const std::string& topic, const std::string& payload, bool retain) override;
+    void subscribe(const std::string& marker, const std::vector<std::string>& filters) override
+        EXCLUDES(mutex_);
+    void lookAt(const std::vector<std::string>& topics) override EXCLUDES(mutex_);
+    void publish(const std::string& topic, const std::string& payload) override;
+    void mark(const std::string& marker, const std::string& payload) override;
 
 private:
     struct Release {
@@ -58,6 +63,8 @@ private:
     static void onLog(mosquitto*, void* self, int level, const char* text);
 
     void setUp();
+    void subscribeAwaited(std::vector<std::string> topics) REQUIRES(mutex_);
+    void publish(const std::string& topic, const std::string& payload, int quality, bool retain);
     void run() EXCLUDES(mutex_);
     int connect();
     bool isStopping() EXCLUDES(mutex_);
@@ -75,6 +82,7 @@ private:
     bool ended_ GUARDED_BY(mutex_) = true;
     int awaitedId_ GUARDED_BY(mutex_) = 0;
     std::set<std::string> filters_ GUARDED_BY(mutex_);
+    std::vector<std::string> looked_ GUARDED_BY(mutex_);
 };
 
 }  // namespace apbd

@@ -18,6 +18,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apbd/record.h"
 #include "apbd/sides.h"
@@ -101,6 +102,7 @@ private:
 
     // sharing_broker.cpp: what others publish
     void load();
+    bool lookForMissing();
     void loaded();
     void settle(const Key& key, const Record* published);
     void settleChange(const Key& key, const Change& change, const Record* published);
@@ -144,6 +146,7 @@ private:
     std::int64_t loadingSince_ = 0;
     std::map<Key, std::optional<Record>> seen_;  // nothing: deleted while it was read
     Lists seenLists_;
+    std::optional<std::vector<Key>> missing_;  // still to be looked at; nothing: not yet known
 };
 
 }  // namespace apbd

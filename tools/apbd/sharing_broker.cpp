@@ -11,6 +11,8 @@ namespace {
 
 using ostrel::LogLevel;
 
+constexpr std::size_t kLookedAtOnce = 200;
+
 bool isText(const std::string& bytes) {
     try {
         static_cast<void>(Json(bytes).dump());
@@ -45,17 +47,18 @@ void Sharing::load() {
     loadingSince_ = ostrel::monotonicSeconds();
     seen_.clear();
     seenLists_.clear();
-    std::vector<std::string> filters{topics_.marker(instance_)};
+    missing_.reset();
+    std::vector<std::string> filters;
     for (const auto& [scope, radiusDomain] : scopes_) {
         filters.push_back(topics_.filter(scope));
     }
-    broker_.subscribe(filters);
+    broker_.subscribe(topics_.marker(instance_), filters);
 }
 
 void Sharing::subscribed() {
     if (phase_ == Phase::loading) {
         // The retained messages are under way by now, and this one comes behind them.
-        broker_.publish(topics_.marker(instance_), std::to_string(round_), false);
+        broker_.mark(topics_.marker(instance_), std::to_string(round_));
     }
 }
 
@@ -98,7 +101,35 @@ void Sharing::receivedRecord(const Key& key, const std::string& payload) {
     }
 }
 
+// A broker drops what a queue of its has no room for, and a record must not end by that. So those
+// that are missing are looked at once more, a few at a time.
+bool Sharing::lookForMissing() {
+    if (!missing_) {
+        missing_.emplace();
+        for (const auto& entry : book_) {
+            if (!lostState_ && seen_.count(entry.first) == 0) {
+                missing_->push_back(entry.first);
+            }
+        }
+    }
+    if (missing_->empty()) {
+        return false;
+    }
+    std::vector<std::string> topics;
+    for (; !missing_->empty() && topics.size() < kLookedAtOnce; missing_->pop_back()) {
+        topics.push_back(topics_.record(missing_->back()));
+    }
+    ++round_;
+    loadingSince_ = ostrel::monotonicSeconds();
+    broker_.lookAt(topics);
+    return true;
+}
+
 void Sharing::loaded() {
+    if (lookForMissing()) {
+        return;
+    }
+    missing_.reset();
     phase_ = Phase::ready;
     everLoaded_ = true;
     std::map<Key, std::optional<Record>> seen;
@@ -191,7 +222,7 @@ void Sharing::publish(const Key& key) {
         change->second.publishedAt = ostrel::monotonicSeconds();
     }
     const auto record = book_.find(key);
-    broker_.publish(topics_.record(key), record == book_.end() ? "" : encode(record->second), true);
+    broker_.publish(topics_.record(key), record == book_.end() ? "" : encode(record->second));
 }
 
 void Sharing::recordChanged(const Key& key, Record record) {

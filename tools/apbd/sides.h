@@ -20,10 +20,15 @@ public:
 class BrokerSide {
 public:
     virtual ~BrokerSide() = default;
-    // Takes `filters` in place of those before; each of them brings its retained messages again.
-    // Sharing::subscribed() follows once the broker has granted them.
-    virtual void subscribe(const std::vector<std::string>& filters) = 0;
-    virtual void publish(const std::string& topic, const std::string& payload, bool retain) = 0;
+    // Takes `filters` in place of those before, and the topic `marker`; the filters bring their
+    // retained messages again. Sharing::subscribed() follows once the broker has granted them.
+    virtual void subscribe(const std::string& marker, const std::vector<std::string>& filters) = 0;
+    // Brings the retained messages of these topics again, and then Sharing::subscribed().
+    virtual void lookAt(const std::vector<std::string>& topics) = 0;
+    // A retained message.
+    virtual void publish(const std::string& topic, const std::string& payload) = 0;
+    // A passing message that no full queue may cost.
+    virtual void mark(const std::string& marker, const std::string& payload) = 0;
 };
 
 }  // namespace apbd

@@ -24,11 +24,20 @@ public:
         Client(const Client&) = delete;
         Client& operator=(const Client&) = delete;
 
-        void subscribe(const std::vector<std::string>& filters) override {
-            broker_.uplink_.push_back({this, filters, "", "", false});
+        void subscribe(const std::string& marker,
+                       const std::vector<std::string>& filters) override {
+            std::vector<std::string> all = filters;
+            all.push_back(marker);
+            broker_.uplink_.push_back({this, all, "", "", false});
         }
-        void publish(const std::string& topic, const std::string& payload, bool retain) override {
-            broker_.uplink_.push_back({this, {}, topic, payload, retain});
+        void lookAt(const std::vector<std::string>& topics) override {
+            broker_.uplink_.push_back({this, topics, "", "", true});
+        }
+        void publish(const std::string& topic, const std::string& payload) override {
+            broker_.uplink_.push_back({this, {}, topic, payload, true});
+        }
+        void mark(const std::string& marker, const std::string& payload) override {
+            broker_.uplink_.push_back({this, {}, marker, payload, false});
         }
 
         Sharing* sharing = nullptr;
@@ -73,6 +82,8 @@ public:
     }
 
     std::map<std::string, std::string> retained;
+    // Retained messages that one subscription gets; others are dropped.
+    std::size_t queue = 1000000;
 
 private:
     struct Sent {
@@ -80,7 +91,7 @@ private:
         std::vector<std::string> filters;
         std::string topic;
         std::string payload;
-        bool retain;
+        bool retain;  // of filters: only to look
     };
 
     template <class Which>
@@ -103,9 +114,13 @@ private:
             return;
         }
         if (!sent.filters.empty()) {
-            sent.from->filters_ = sent.filters;
+            if (!sent.retain) {
+                sent.from->filters_ = sent.filters;
+            }
+            std::size_t room = queue;
             for (const auto& [topic, payload] : retained) {
-                if (matchesAny(sent.filters, topic)) {
+                if (matchesAny(sent.filters, topic) && room > 0) {
+                    --room;
                     sent.from->sharing->received(topic, payload);
                 }
             }

@@ -248,6 +248,24 @@ TEST_F(SharingTest, ABrokerThatLostItsStateGetsItBack) {
     EXPECT_THAT(b_.told(), ElementsAre("update-notify:disassoc"));
 }
 
+TEST_F(SharingTest, ABrokerThatDropsMessagesEndsNoSession) {
+    subscribeBoth();
+    for (int i = 0; i < 999; ++i) {
+        char mac[18];
+        std::snprintf(mac, sizeof mac, "02:00:00:00:%02x:%02x", i / 256, i % 256);
+        a_.add(userOf(mac));
+    }
+    broker_.run();
+    broker_.disconnect(b_.client);
+    a_.remove(userOf("02:00:00:00:03:e0"));
+    broker_.run();
+    b_.told();
+    broker_.queue = 300;
+    broker_.connect(b_.client, true);
+    broker_.run();
+    EXPECT_THAT(b_.told(), ElementsAre("del-notify"));
+}
+
 TEST_F(SharingTest, VestadIsAnsweredThroughAnOutageButNotBeforeTheFirstState) {
     broker_.disconnect(a_.client);
     a_.subscribe();
@@ -327,11 +345,11 @@ TEST_F(SharingTest, ALostMarkerAndALostPublicationAreMadeUpFor) {
 
 TEST_F(SharingTest, AWhiteListThatComesLaterIsHandedOnAtOnce) {
     subscribeBoth();
-    a_.client.publish("root/hall/Guest/permitted-ip", "10.1.0.0/16", true);
+    a_.client.publish("root/hall/Guest/permitted-ip", "10.1.0.0/16");
     broker_.run();
     EXPECT_EQ(a_.bus.told.at(0)["permitted-ip-list"][0]["permitted-ip"], "10.1.0.0/16");
     EXPECT_THAT(a_.told(), ElementsAre("subscribe-response"));
-    a_.client.publish("root/hall/Guest/permitted-ip", "\xff", true);
+    a_.client.publish("root/hall/Guest/permitted-ip", "\xff");
     broker_.run();
     EXPECT_THAT(a_.told(), IsEmpty());
 }
