@@ -159,6 +159,8 @@ bool IPCInformationCollector::parseResponseData(void* response,
     statistics.reserve(statistics.size() + count);
     for (std::size_t i = 0; i < count; ++i) {
         skipped += addStation(json_object_array_get_idx(stations, i), statistics) ? 0U : 1U;
+        // Released while the processor has it at hand; after the last one it would be fetched anew.
+        json_object_array_put_idx(stations, i, nullptr);
     }
     if (skipped > 0) {
         logger().Debug("%s: %zu records without \"interface\" or \"hw-addr\" skipped\n",

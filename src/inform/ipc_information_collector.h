@@ -25,9 +25,9 @@ public:
     // InformationCaller. Throws nothing.
     static void ipcResponseCallback(void* response, void* context, int status);
 
-    // Appends one record for each station of the answer, in its order; an element without interface
-    // or address is skipped, a counter that is missing or no number is 0. False, and one error
-    // record, when the answer has no list of stations.
+    // Appends one record for each station of the answer, in its order, and takes the stations out
+    // of the answer; an element without interface or address is skipped, a counter that is missing
+    // or no number is 0. False, and one error record, when the answer has no list of stations.
     [[nodiscard]] static bool parseResponseData(void* response,
                                                 std::vector<ClientStatisticInfo>& statistics);
 
