@@ -103,11 +103,13 @@ void printFindingRows(const Results& results) {
     const std::pair<const char*, const char*> keys[] = {
         {"MAC", "findByMac"}, {"IP", "findByIp"}, {"login", "findByLogin"}};
     for (const auto& [key, name] : keys) {
-        const double few = results.best(std::string(name) + "/1000");
-        const double many = results.best(std::string(name) + "/100000");
-        if (few <= 0 || many <= 0) {
+        const std::string inFew = std::string(name) + "/1000";
+        const std::string inMany = std::string(name) + "/100000";
+        if (!results.has(inFew) || !results.has(inMany)) {
             continue;
         }
+        const double few = results.best(inFew);
+        const double many = results.best(inMany);
         printRow("finding 1,000 stations by " + std::string(key) + " among 100,000 / among 1,000",
                  "at most 3 (constant but for caches)",
                  twoDigits(many / few) + " (" + twoDigits(many) + " / " + twoDigits(few) + " ns)",

@@ -4,37 +4,39 @@
 
 #include <algorithm>
 #include <iostream>
-#include <vector>
 
 namespace vesta::bench {
-namespace {
 
-class Reporter final : public benchmark::ConsoleReporter {
+class Results::Reporter final : public benchmark::ConsoleReporter {
 public:
-    explicit Reporter(std::map<std::string, double>& best)
-        : ConsoleReporter(OO_Tabular), best_(best) {
+    explicit Reporter(std::map<std::string, Rounds>& rounds)
+        : ConsoleReporter(OO_Tabular), rounds_(rounds) {
         SetOutputStream(&std::cerr);
     }
 
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration) {
-                const std::string name = run.run_name.function_name +
-                                         (run.run_name.args.empty() ? "" : "/" + run.run_name.args);
-                const double time = run.GetAdjustedCPUTime() * 1e9 /
-                                    benchmark::GetTimeUnitMultiplier(run.time_unit);
-                const auto place = best_.try_emplace(name, time).first;
-                place->second = std::min(place->second, time);
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+                keep(run);
             }
         }
     }
 
 private:
-    std::map<std::string, double>& best_;
-};
+    void keep(const Run& run) {
+        const std::string& arguments = run.run_name.args;
+        Rounds& rounds =
+            rounds_[run.run_name.function_name + (arguments.empty() ? "" : "/" + arguments)];
+        rounds.times.push_back(run.GetAdjustedCPUTime() * 1e9 /
+                               benchmark::GetTimeUnitMultiplier(run.time_unit));
+        for (const auto& [name, counter] : run.counters) {
+            rounds.counters[name].push_back(counter.value);
+        }
+    }
 
-}  // namespace
+    std::map<std::string, Rounds>& rounds_;
+};
 
 Results::Results(int argc, char** argv) {
     std::vector<std::string> options{argv[0], "--benchmark_repetitions=7",
@@ -48,13 +50,23 @@ Results::Results(int argc, char** argv) {
     int count = static_cast<int>(words.size());
     words.push_back(nullptr);
     benchmark::Initialize(&count, words.data());
-    Reporter reporter(best_);
+    Reporter reporter(rounds_);
     benchmark::RunSpecifiedBenchmarks(&reporter);
 }
 
-double Results::best(const std::string& name) const {
-    const auto found = best_.find(name);
-    return found != best_.end() ? found->second : 0;
+bool Results::has(const std::string& benchmark) const {
+    return rounds_.count(benchmark) != 0;
+}
+
+double Results::best(const std::string& benchmark) const {
+    const std::vector<double>& times = rounds_.at(benchmark).times;
+    return *std::min_element(times.begin(), times.end());
+}
+
+double Results::median(const std::string& benchmark, const std::string& counter) const {
+    std::vector<double> values = rounds_.at(benchmark).counters.at(counter);
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
 }
 
 }  // namespace vesta::bench

@@ -1,10 +1,10 @@
 #pragma once
 
-// Runs the registered benchmarks and keeps the best round of each: what else the machine does only
-// ever adds to a time.
+// Runs the registered benchmarks and keeps what they gave.
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace vesta::bench {
 
@@ -14,11 +14,20 @@ public:
     // all of them. Google Benchmark's own report goes to standard error. `argv` takes its options.
     Results(int argc, char** argv);
 
-    // Processor time of one iteration in nanoseconds; 0 when there is no such benchmark.
-    [[nodiscard]] double best(const std::string& name) const;
+    [[nodiscard]] bool has(const std::string& benchmark) const;
+    // Processor time of one iteration in nanoseconds, the best round.
+    [[nodiscard]] double best(const std::string& benchmark) const;
+    // The median of a counter over the rounds.
+    [[nodiscard]] double median(const std::string& benchmark, const std::string& counter) const;
 
 private:
-    std::map<std::string, double> best_;
+    struct Rounds {
+        std::vector<double> times;
+        std::map<std::string, std::vector<double>> counters;
+    };
+    class Reporter;
+
+    std::map<std::string, Rounds> rounds_;
 };
 
 }  // namespace vesta::bench
