@@ -31,9 +31,10 @@ std::runtime_error loopError() {
 
 }  // namespace
 
-Exchange::Exchange(std::uint32_t module, bool listens, int backlog, Sink sink)
+Exchange::Exchange(std::uint32_t module, bool listens, int backlog, std::string directory,
+                   Sink sink)
     : module_(module),
-      directory_(busDirectory()),
+      directory_(std::move(directory)),
       sink_(std::move(sink)),
       epoll_(epoll_create1(EPOLL_CLOEXEC)),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),

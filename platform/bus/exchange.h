@@ -32,9 +32,9 @@ class Exchange {
 public:
     using Sink = std::function<void(Arrival)>;
 
-    // `listens`: with a socket file of its own. Throws std::runtime_error when that or the event
-    // loop can't be made.
-    Exchange(std::uint32_t module, bool listens, int backlog, Sink sink);
+    // `listens`: with a socket file of its own in `directory`, where those of the others are.
+    // Throws std::runtime_error when that or the event loop can't be made.
+    Exchange(std::uint32_t module, bool listens, int backlog, std::string directory, Sink sink);
     ~Exchange();
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;

@@ -99,9 +99,9 @@ ipc_module_t ipc_tool_module() {
 
 class IpcInterface::Bus {
 public:
-    Bus(std::uint32_t module, bool listens, int backlog)
+    Bus(std::uint32_t module, bool listens, int backlog, const std::string& runtimeDirectory)
         : calls([this](Arrival arrival) { inbox.push(std::move(arrival)); }),
-          exchange(module, listens, backlog,
+          exchange(module, listens, backlog, runtimeDirectory + "/bus",
                    [this](Arrival arrival) { calls.accept(std::move(arrival)); }) {}
 
     // A callback may be sending, so the delivery thread ends while the exchange is still there.
@@ -112,9 +112,11 @@ public:
     Exchange exchange;
 };
 
-IpcInterface::IpcInterface(ipc_module_t module, bool anonymous, int backlog)
+IpcInterface::IpcInterface(ipc_module_t module, bool anonymous, int backlog,
+                           const std::string& runtimeDirectory)
     : bus_(std::make_unique<Bus>(moduleNumber(module),
-                                 !anonymous && moduleNumber(module) < kFirstTool, backlog)) {}
+                                 !anonymous && moduleNumber(module) < kFirstTool, backlog,
+                                 runtimeDirectory)) {}
 
 IpcInterface::~IpcInterface() = default;
 

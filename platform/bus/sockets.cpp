@@ -62,10 +62,6 @@ bool inGroup(int socket, gid_t group) {
 
 }  // namespace
 
-std::string busDirectory() {
-    return runtimeDirectory() + "/bus";
-}
-
 Peer peerOf(int socket, const std::string& directory) {
     ucred credentials{};
     socklen_t bytes = sizeof credentials;

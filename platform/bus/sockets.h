@@ -1,7 +1,7 @@
 #pragma once
 
-// The sockets of the bus: where they lie in the file system, who may use them, how one is made and
-// how one is reached.
+// The sockets of the bus: who may use them, how one is made and how one is reached. `directory` is
+// <runtime>/bus.
 //
 // Threads: the functions keep no state; a ListeningSocket belongs to its maker.
 
@@ -13,9 +13,6 @@
 #include "ostrel/runtime.h"
 
 namespace ostrel::bus {
-
-// <runtime>/bus
-[[nodiscard]] std::string busDirectory();
 
 // Who is at the other end of a connected socket.
 struct Peer {

@@ -16,6 +16,7 @@
 #include <string>
 
 #include "ostrel/json_source.h"
+#include "ostrel/runtime.h"
 
 enum ipc_module_t : int {
     IPC_MODULE_CONFIGURATION = 1,
@@ -33,15 +34,18 @@ public:
     // (JSON text, zero-terminated; null; module number of the sender)
     using Command = std::function<void(void* message, void* user, int sender)>;
     using CommandTable = std::map<std::string, Command>;
-    // (parsed json_object*, owned by the bus and valid during the call, null when no answer came in
-    // time; the context given to async_send; 0, or -1 without an answer)
+    // (parsed json_object*, owned by the bus and valid during the call, in which it may be changed;
+    // null when no answer came in time; the context given to async_send; 0, or -1 without an
+    // answer)
     using ResponseCallback = std::function<void(void* response, void* user, int status)>;
 
     // Takes its place on the bus as `module`. `anonymous`: without a socket file of its own (tools;
     // a module number from 65536 on implies it). `backlog`: connections that may wait to be
-    // accepted. Throws std::runtime_error, naming the path, when the bus directory or the socket
-    // can't be made, or another process listens there already.
-    IpcInterface(ipc_module_t module, bool anonymous, int backlog);
+    // accepted. `runtimeDirectory`: another one than the process's own, for who plays the modules
+    // of several access points. Throws std::runtime_error, naming the path, when the bus directory
+    // or the socket can't be made, or another process listens there already.
+    IpcInterface(ipc_module_t module, bool anonymous, int backlog,
+                 const std::string& runtimeDirectory = ostrel::runtimeDirectory());
     // Ends both threads and removes the socket file; outstanding calls get no callback any more,
     // and frames that still wait for a slow peer are lost. Not from within a callback, and not
     // while process() runs.
