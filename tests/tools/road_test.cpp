@@ -84,6 +84,16 @@ TEST(RoadTest, ForgetsWhatOnlyTheBuiltInRadiusServerCouldTell) {
     EXPECT_TRUE(road.stations[0].events[0].arguments.contains("deauth"));
 }
 
+TEST(RoadTest, JoinsStationsAndTakesTheFirstRadiusServer) {
+    Json withServer = document("[]");
+    withServer["radius"] = {{"secret", "s"}};
+    const Road road =
+        joinRoads({parseRoad(document("[]"), "r.json"), parseRoad(withServer, "s.json")});
+    EXPECT_EQ(road.stations.size(), 2U);
+    ASSERT_TRUE(road.radius);
+    EXPECT_EQ(road.radius->secret, "s");
+}
+
 TEST(RoadTest, NamesAStationThatCannotBe) {
     Json road = document("[]");
     road["stations"][0]["mac"] = "02:00:00:00:00";
@@ -91,10 +101,14 @@ TEST(RoadTest, NamesAStationThatCannotBe) {
     road["stations"][0]["mac"] = "02:00:00:00:00:0a";
     road["stations"][0]["ip"] = "10.1.0";
     EXPECT_EQ(errorOf(road), "r.json: station 1 (\"anna\"): \"ip\" is no IPv4 address");
-    EXPECT_THROW(
-        checkInterfaces(parseRoad(document("[]"), "r.json"),
-                        Json::parse(R"({"interface": [{"name": "wlan0-va2"}, 5]})"), "r.json"),
-        InputError);
+    EXPECT_THROW(checkInterfaces(parseRoad(document("[]"), "r.json"), {"wlan0-va2"}, "r.json"),
+                 InputError);
+    const Road walk = parseRoad(
+        document(R"([{"station": "anna", "do": "roam", "interface": "wlan1-va1"}])"), "r.json");
+    EXPECT_THROW(checkInterfaces(walk, {"wlan0-va1"}, "r.json"), InputError);
+    EXPECT_NO_THROW(checkInterfaces(walk, {"wlan0-va1", "wlan1-va1"}, "r.json"));
+    EXPECT_EQ(interfaceNames(Json::parse(R"({"interface": [{"name": "wlan0-va2"}, 5, {}]})")),
+              std::set<std::string>{"wlan0-va2"});
 }
 
 TEST(InputTest, NamesTheFileThatIsMissingOrNoJson) {
@@ -119,7 +133,7 @@ protected:
     StationResult play(const std::string& events) {
         Json all = document(events);
         all["radius"] = {{"secret", "s"}};
-        return RoadPlayer(accessPoint_).play(parseRoad(all, "r.json")).at(0);
+        return RoadPlayer({&accessPoint_}).play(parseRoad(all, "r.json")).at(0);
     }
 
     RuntimeDirectory runtime_;
@@ -140,7 +154,8 @@ protected:
                          }},
                         {"get", [](const std::string& request) {
                              return answer(request, Json::parse(R"({"value": {"clients": {"0":
-                  {"mac": "02:00:00:00:00:0a", "interface": "wlan0-va1", "login": "anna"}}}})"));
+                  {"mac": "02:00:00:00:00:0a", "interface": "wlan0-va1", "login": "anna",
+                   "session-time": 7}}}})"));
                          }}}};
 
     static std::string answer(const std::string& request, Json text) {
@@ -157,7 +172,8 @@ TEST_F(RoadPlayerTest, TellsWhatHappenedToAStationThatMetItsExpectations) {
         {"station": "anna", "do": "expect", "redirector": "forgotten", "state": "unknown"},
         {"station": "anna", "do": "login", "login": "anna", "password": "x"},
         {"station": "anna", "do": "expect", "redirector": "authed", "reaches": ["8.8.8.8"],
-         "state": {"cur-state": "session-end"}, "client": {"login": "anna"}, "shaper": "none"}])");
+         "state": {"cur-state": "session-end"}, "client": {"login": "anna", "session-time": {"at-least": 7}},
+         "shaper": "none"}])");
     EXPECT_TRUE(result.ok) << result.happened;
     EXPECT_EQ(result.happened, "authed");
     EXPECT_EQ(result.expected, "gets in");
@@ -180,6 +196,7 @@ TEST_F(RoadPlayerTest, NamesTheExpectationThatFailed) {
              {R"("radius": {"stop": "cause 1"})", "RADIUS saw no stop with \"cause 1\""},
              {R"("client": "absent")", "the daemon still has it"},
              {R"("client": {"status": "x"})", "the daemon has status missing, not x"},
+             {R"("client": {"session-time": {"at-least": 8}})", "has session-time 7, not"},
          }) {
         const StationResult result =
             play(std::string(R"([{"station": "anna", "do": "login", "login": "a", "password": "x"},
@@ -191,8 +208,46 @@ TEST_F(RoadPlayerTest, NamesTheExpectationThatFailed) {
     }
 }
 
+TEST_F(RoadPlayerTest, AStationRoamsToTheAccessPointThatHasTheInterface) {
+    const ostrel::testing::TempDirectory garden;
+    AccessPointOptions options;
+    options.log = &accessPoint_.events();
+    options.runtimeDirectory = garden.path();
+    AccessPoint second(Json::parse(R"({"interface": [{"name": "garden-va1"}]})"), options);
+    RoadPlayer player({&accessPoint_, &second});
+    const Road road = parseRoad(document(R"([
+        {"station": "anna", "do": "login", "login": "anna", "password": "x"},
+        {"station": "anna", "do": "roam", "interface": "garden-va1"},
+        {"station": "anna", "do": "expect", "redirector": "forgotten"},
+        {"station": "anna", "do": "kill-daemon"}])"),
+                                "r.json");
+    EXPECT_EQ(player.play(road).at(0).happened, "there is no daemon to kill");
+    const Event roam = *accessPoint_.events().waitFor(
+        [](const Event& event) { return event.what == "roam"; }, Milliseconds(0));
+    EXPECT_EQ(roam.station.interface, "garden-va1");
+    EXPECT_TRUE(second.events().waitFor(Party::station, "packet", roam.station, Milliseconds(0)));
+    EXPECT_EQ(second.modules().pendingNotifications(), 1U);
+    EXPECT_EQ(accessPoint_.associations().size(), 0U);
+}
+
+TEST_F(RoadPlayerTest, TrafficAnnouncesAStationThatTheRedirectorDoesNotKnow) {
+    const auto packets = [&] {
+        std::size_t count = 0;
+        for (const Event& event : accessPoint_.events().since()) {
+            count += event.what == "packet" ? 1U : 0U;
+        }
+        return count;
+    };
+    play(R"([{"station": "anna", "do": "associate"},
+             {"station": "anna", "do": "traffic", "rx": 1, "tx": 1}])");
+    EXPECT_EQ(packets(), 1U);
+    play(R"([{"station": "anna", "do": "login", "login": "anna", "password": "x"},
+             {"station": "anna", "do": "traffic", "rx": 1, "tx": 1}])");
+    EXPECT_EQ(packets(), 1U);
+}
+
 TEST_F(RoadPlayerTest, AStoppedRoadEndsAtOnceAndCountsAsFailed) {
-    RoadPlayer player(accessPoint_);
+    RoadPlayer player({&accessPoint_});
     player.stop();
     const Road road =
         parseRoad(document(R"([{"station": "anna", "do": "arrive", "at": 3600}])"), "r.json");

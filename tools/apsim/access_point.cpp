@@ -1,6 +1,10 @@
 #include "apsim/access_point.h"
 
+#include <signal.h>
+
 #include <utility>
+
+#include "apsim/input.h"
 
 namespace apsim {
 
@@ -54,21 +58,31 @@ bool Station::reaches(const std::string& destination) const {
 AccessPoint::AccessPoint(const Json& config, const AccessPointOptions& options)
     : ownEvents_(options.keepEvents),
       events_(options.log == nullptr ? ownEvents_ : *options.log),
-      modules_(events_, options.modules),
-      monitord_(associations_, events_),
-      portal_(options.answerSeconds),
-      configuration_(config.dump(), events_) {
+      runtimeDirectory_(options.runtimeDirectory),
+      interfaces_(interfaceNames(config)),
+      modules_(events_, options.modules, runtimeDirectory_),
+      monitord_(associations_, events_, runtimeDirectory_),
+      portal_(options.answerSeconds, runtimeDirectory_),
+      configuration_(config.dump(), events_, runtimeDirectory_) {
     modules_.setDeauthHandler([this](const StationId& id) { associations_.leave(id); });
 }
 
-bool AccessPoint::waitForDaemon(Milliseconds timeout) {
+bool AccessPoint::waitForDaemon(Milliseconds timeout, std::uint32_t gone) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    const bool configured =
-        events_.waitUntil([this] { return redirector().notifyPid() != 0; }, timeout);
+    const bool configured = events_.waitUntil(
+        [&] { return redirector().notifyPid() != 0 && redirector().notifyPid() != gone; }, timeout);
     if (!configured || std::chrono::steady_clock::now() >= deadline) {
         return configured;
     }
     return portal_.request({{"command", "get"}}).has_value();
+}
+
+std::uint32_t AccessPoint::killDaemon() {
+    const std::uint32_t process = redirector().notifyPid();
+    if (process != 0) {
+        kill(static_cast<pid_t>(process), SIGKILL);
+    }
+    return process;
 }
 
 Station AccessPoint::station(const std::string& interface, const std::string& mac,

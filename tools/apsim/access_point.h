@@ -14,6 +14,7 @@
 //
 // Threads: every function may be called from any thread.
 
+#include <set>
 #include <string>
 
 #include "apsim/associations.h"
@@ -67,6 +68,8 @@ struct AccessPointOptions {
     // Where events go; it outlives the access point. Null: to a log of its own.
     EventLog* log = nullptr;
     int answerSeconds = 5;  // how long the portal waits for an answer
+    // Where its sockets are: with another one than the environment's a process plays several.
+    std::string runtimeDirectory = ostrel::runtimeDirectory();
 };
 
 class AccessPoint {
@@ -75,8 +78,17 @@ public:
     // be had. A station for which deauth-client is run leaves.
     explicit AccessPoint(const Json& config, const AccessPointOptions& options = {});
 
-    // Whether a daemon has been configured and answers within `timeout`.
-    bool waitForDaemon(Milliseconds timeout);
+    // Whether a daemon, one that is not the process `gone`, has been configured and answers within
+    // `timeout`.
+    bool waitForDaemon(Milliseconds timeout, std::uint32_t gone = 0);
+    // Sends SIGKILL to the daemon that is there; its process id, 0 when there is none.
+    std::uint32_t killDaemon();
+
+    // Whether the configuration has this interface.
+    [[nodiscard]] bool hasInterface(const std::string& name) const {
+        return interfaces_.count(name) > 0;
+    }
+    [[nodiscard]] const std::string& runtimeDirectory() const { return runtimeDirectory_; }
 
     // `mac` in lower case.
     Station station(const std::string& interface, const std::string& mac, const std::string& ip);
@@ -91,6 +103,8 @@ public:
 private:
     EventLog ownEvents_;
     EventLog& events_;
+    const std::string runtimeDirectory_;
+    const std::set<std::string> interfaces_;
     Associations associations_;
     ModuleServer modules_;
     Monitord monitord_;

@@ -8,8 +8,9 @@ namespace {
 constexpr int kBacklog = 50;
 }
 
-BusModule::BusModule(ipc_module_t module, IpcInterface::CommandTable commands)
-    : ipc_(module, false, kBacklog), commands_(std::move(commands)) {
+BusModule::BusModule(ipc_module_t module, IpcInterface::CommandTable commands,
+                     const std::string& runtimeDirectory)
+    : ipc_(module, false, kBacklog, runtimeDirectory), commands_(std::move(commands)) {
     thread_ = std::thread([this] { ipc_.process(commands_); });
 }
 

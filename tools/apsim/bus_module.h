@@ -13,8 +13,9 @@ namespace apsim {
 
 class BusModule {
 public:
-    // Throws std::runtime_error when the place on the bus can't be taken.
-    BusModule(ipc_module_t module, IpcInterface::CommandTable commands);
+    // Throws std::runtime_error when the place on the bus of that runtime directory can't be taken.
+    BusModule(ipc_module_t module, IpcInterface::CommandTable commands,
+              const std::string& runtimeDirectory);
     // Stops and joins.
     ~BusModule();
     BusModule(const BusModule&) = delete;

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <deque>
 #include <map>
 #include <optional>
+#include <set>
 
 #include "apsim/access_point.h"
+#include "apsim/input.h"
 #include "apsim/load.h"
 #include "apsim/radius_server.h"
 #include "apsim/road_player.h"
@@ -29,7 +32,7 @@ std::vector<std::string> captiveInterfaces(const Json& config) {
 
 bool waitForDaemon(AccessPoint& accessPoint, const Options& options,
                    const std::atomic<bool>& stopped) {
-    std::printf("waiting for vestad in %s\n", ostrel::runtimeDirectory().c_str());
+    std::printf("waiting for vestad in %s\n", accessPoint.runtimeDirectory().c_str());
     std::fflush(stdout);
     for (int second = 0; second < options.wait && !stopped; ++second) {
         if (accessPoint.waitForDaemon(std::chrono::seconds(1))) {
@@ -42,20 +45,32 @@ bool waitForDaemon(AccessPoint& accessPoint, const Options& options,
     return false;
 }
 
-void stayUntilStopped(AccessPoint& accessPoint, const std::atomic<bool>& stopped) {
-    std::printf("\nserving in %s until interrupted\n", ostrel::runtimeDirectory().c_str());
+std::map<std::string, std::string> namesOf(const Road& road) {
+    std::map<std::string, std::string> names;
+    for (const RoadStation& station : road.stations) {
+        names[station.id.mac] = station.name;
+    }
+    return names;
+}
+
+void stayUntilStopped(EventLog& log, const std::atomic<bool>& stopped) {
+    std::printf("\nserving until interrupted\n");
     std::fflush(stdout);
-    while (!accessPoint.events().waitUntil([&] { return stopped.load(); }, std::chrono::hours(1))) {
+    while (!log.waitUntil([&] { return stopped.load(); }, std::chrono::hours(1))) {
     }
 }
 
-Road readRoad(const Options& options, const Json& config) {
-    Road road;
-    if (!options.road.empty()) {
-        road = loadRoad(options.road);
-        checkInterfaces(road, config, options.road);
+Road readRoads(const Options& options, const std::vector<Json>& configs) {
+    std::set<std::string> interfaces;
+    for (const Json& config : configs) {
+        interfaces.merge(interfaceNames(config));
     }
-    return road;
+    std::vector<Road> roads;
+    for (const std::string& path : options.roads) {
+        roads.push_back(loadRoad(path));
+        checkInterfaces(roads.back(), interfaces, path);
+    }
+    return joinRoads(std::move(roads));
 }
 
 // The RADIUS server of a road: the one that the user names, else the built-in one, when the road
@@ -83,6 +98,17 @@ private:
     std::optional<RadiusAddress> address_;
 };
 
+// Prints what came of a road.
+int judge(const std::vector<StationResult>& results, const Options& options, EventLog& log) {
+    if (!options.stay) {
+        log.setObserver(nullptr);  // what comes of the end of the road is no part of it
+    }
+    printResults(stdout, wantsColour(stdout), results);
+    const bool ok = std::all_of(results.begin(), results.end(),
+                                [](const StationResult& one) { return one.ok; });
+    return ok ? kAsExpected : kNotAsExpected;
+}
+
 std::vector<std::string> latencyRow(const char* name, const std::vector<double>& values) {
     const auto cell = [&](double share) {
         char text[32];
@@ -94,41 +120,39 @@ std::vector<std::string> latencyRow(const char* name, const std::vector<double>&
 
 }  // namespace
 
-int playRoad(const Options& options, Json config) {
-    Road road = readRoad(options, config);
-    std::map<std::string, std::string> names;
-    for (const RoadStation& station : road.stations) {
-        names[station.id.mac] = station.name;
+int playRoad(const Options& options) {
+    std::vector<Json> configs{loadConfiguration(options.config)};
+    if (!options.second.empty()) {
+        configs.push_back(loadConfiguration(options.second[0]));
     }
-    const bool colour = wantsColour(stdout);
-    Printer printer(stdout, colour, names);
+    Road road = readRoads(options, configs);
     EventLog log;
+    Printer printer(stdout, wantsColour(stdout), namesOf(road));
     if (!options.quiet) {
         log.setObserver([&](const Event& event) { printer.print(event); });
     }
     const RadiusSide radius(options, road, log);
-    radius.introduceTo(config);
-    AccessPointOptions accessPointOptions;
-    accessPointOptions.log = &log;
-    AccessPoint accessPoint(config, accessPointOptions);
-    RoadPlayer player(accessPoint, radius.secret());
-    const SignalWatcher signals([&] { player.stop(); });
-    if (!waitForDaemon(accessPoint, options, signals.stopped())) {
-        return kNotAsExpected;
-    }
-    int status = kAsExpected;
-    if (!options.road.empty()) {
-        const std::vector<StationResult> results = player.play(road);
-        if (!options.stay) {
-            log.setObserver(nullptr);  // what comes of the end of the road is no part of it
+    std::deque<AccessPoint> accessPoints;
+    std::vector<AccessPoint*> handles;
+    for (Json& config : configs) {
+        radius.introduceTo(config);
+        AccessPointOptions accessPointOptions;
+        accessPointOptions.log = &log;
+        if (!accessPoints.empty()) {
+            accessPointOptions.runtimeDirectory = options.second[1];
         }
-        printResults(stdout, colour, results);
-        const bool ok = std::all_of(results.begin(), results.end(),
-                                    [](const StationResult& one) { return one.ok; });
-        status = ok ? kAsExpected : kNotAsExpected;
+        handles.push_back(&accessPoints.emplace_back(config, accessPointOptions));
     }
+    RoadPlayer player(handles, radius.secret());
+    const SignalWatcher signals([&] { player.stop(); });
+    for (AccessPoint* accessPoint : handles) {
+        if (!waitForDaemon(*accessPoint, options, signals.stopped())) {
+            return kNotAsExpected;
+        }
+    }
+    const int status = options.roads.empty() ? kAsExpected : judge(player.play(road), options, log);
     if (options.stay && !signals.stopped()) {
-        stayUntilStopped(accessPoint, signals.stopped());
+        stayUntilStopped(log, signals.stopped());
     }
     return status;
 }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 namespace apsim {
 
@@ -14,7 +15,8 @@ enum Status { kAsExpected = 0, kNotAsExpected = 1, kWrongInput = 2 };
 
 struct Options {
     std::string config;
-    std::string road;
+    std::vector<std::string> second;  // configuration and runtime directory of another access point
+    std::vector<std::string> roads;
     std::string radius;  // HOST:PORT of a RADIUS server; "": the built-in one
     std::string secret;
     std::size_t stations = 0;
@@ -25,7 +27,7 @@ struct Options {
 };
 
 // Both return the exit status and throw InputError for what the user gave.
-int playRoad(const Options& options, nlohmann::json config);
+int playRoad(const Options& options);
 int makeLoad(const Options& options, const nlohmann::json& config);
 
 }  // namespace apsim

@@ -16,7 +16,8 @@ public:
     // `config` is the document as JSON text: what the daemon gets under "config". Each asking adds
     // the event (configuration, "get-initial-config"). Throws std::runtime_error when the place on
     // the bus can't be taken.
-    ConfigurationManager(const std::string& config, EventLog& log);
+    ConfigurationManager(const std::string& config, EventLog& log,
+                         const std::string& runtimeDirectory);
 
 private:
     const std::string answer_;

@@ -35,4 +35,15 @@ Json loadConfiguration(const std::string& path) {
     return document;
 }
 
+std::set<std::string> interfaceNames(const Json& configuration) {
+    std::set<std::string> names;
+    for (const Json& entry : configuration.value("interface", Json::array())) {
+        const Json name = entry.is_object() ? entry.value("name", Json()) : Json();
+        if (name.is_string()) {
+            names.insert(name.get<std::string>());
+        }
+    }
+    return names;
+}
+
 }  // namespace apsim

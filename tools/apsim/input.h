@@ -3,6 +3,7 @@
 // Files that a user wrote: what is wrong with one is told with its name.
 
 #include <nlohmann/json.hpp>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -20,5 +21,8 @@ nlohmann::json loadJsonObject(const std::string& path);
 // The same with the configuration document of an access point, which has a "captive-portal" object
 // and an "interface" array. Throws InputError.
 nlohmann::json loadConfiguration(const std::string& path);
+
+// The names of its interfaces; elements that have none are passed over.
+std::set<std::string> interfaceNames(const nlohmann::json& configuration);
 
 }  // namespace apsim

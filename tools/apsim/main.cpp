@@ -34,9 +34,16 @@ int deauthClient(int argc, char** argv) {
 void describe(CLI::App& app, Options& options) {
     app.add_option("--config", options.config,
                    "Configuration document that vestad is given (JSON file)");
-    auto* road = app.add_option("--road", options.road,
+    auto* road = app.add_option("--road", options.roads,
                                 "Play this road of timed events (JSON file), then print what "
-                                "happened to each station");
+                                "happened to each station; several are played side by side")
+                     ->expected(1)
+                     ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option("--second", options.second,
+                   "A second access point: its configuration and runtime directory. Interfaces "
+                   "have names of their own, so that a station can be told where it is")
+        ->expected(2)
+        ->type_name("FILE DIR");
     auto* stations =
         app.add_option("--stations", options.stations,
                        "Make load: this many stations arrive, log in and have traffic. Without "
@@ -71,10 +78,10 @@ int run(const Options& options) {
                                             ? apsim::builtInConfiguration()
                                             : apsim::loadConfiguration(options.config));
     }
-    if (options.config.empty() || (options.road.empty() && !options.stay)) {
+    if (options.config.empty() || (options.roads.empty() && !options.stay)) {
         throw apsim::InputError("needs --config with --road or --stay, or --stations; see --help");
     }
-    return apsim::playRoad(options, apsim::loadConfiguration(options.config));
+    return apsim::playRoad(options);
 }
 
 }  // namespace

@@ -23,9 +23,7 @@ constexpr std::size_t kNameBytes = 16;
 // How often a daemon that isn't there is looked for while notifications wait for it.
 constexpr int kRetryMilliseconds = 50;
 
-std::string modulePath(const std::string& name) {
-    return ostrel::runtimeDirectory() + "/modules/" + name;
-}
+constexpr const char* kDirectory = "/modules";
 
 std::string notification(const StationId& id, const std::string& ip, std::uint32_t value) {
     std::string datagram(kNetlinkHeader, '\0');
@@ -43,10 +41,11 @@ std::string notification(const StationId& id, const std::string& ip, std::uint32
 
 }  // namespace
 
-ModuleServer::ModuleServer(EventLog& log, const ModuleServerOptions& options)
+ModuleServer::ModuleServer(EventLog& log, const ModuleServerOptions& options,
+                           const std::string& runtimeDirectory)
     : log_(log),
       redirector_(log, options.proxy, options.gateway),
-      directory_(ostrel::runtimeDirectory() + "/modules"),
+      directory_(runtimeDirectory + kDirectory),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (!ostrel::makeDirectories(directory_, 0750)) {
         throw systemError("can't make " + directory_);
@@ -54,7 +53,7 @@ ModuleServer::ModuleServer(EventLog& log, const ModuleServerOptions& options)
     for (const auto& [file, name] :
          {std::pair(File::redirector, "redirector"), std::pair(File::shaper, "shaper"),
           std::pair(File::wifiAuth, "wifi-auth"), std::pair(File::deauth, "deauth")}) {
-        listeners_.emplace(file, listenAt(modulePath(name), kBacklog));
+        listeners_.emplace(file, listenAt(path(name), kBacklog));
     }
     thread_ = std::thread([this] { run(); });
 }
@@ -67,7 +66,7 @@ ModuleServer::~ModuleServer() {
     eventfd_write(wake_.get(), 1);
     thread_.join();
     for (const char* name : {"redirector", "shaper", "wifi-auth", "deauth"}) {
-        unlink(modulePath(name).c_str());
+        unlink(path(name).c_str());
     }
 }
 
@@ -242,7 +241,7 @@ bool ModuleServer::connectNotifications() {
     if (notifyPid_ == 0) {
         return false;
     }
-    notifySocket_ = connectTo(modulePath("notify-" + std::to_string(notifyPid_)), SOCK_DGRAM);
+    notifySocket_ = connectTo(path("notify-" + std::to_string(notifyPid_)), SOCK_DGRAM);
     return notifySocket_.valid();
 }
 
@@ -277,7 +276,8 @@ void ModuleServer::setDeauthHandler(std::function<void(const StationId&)> handle
 }
 
 bool sendDeauth(const StationId& id) {
-    const ostrel::Fd socket = connectTo(modulePath("deauth"), SOCK_SEQPACKET);
+    const ostrel::Fd socket =
+        connectTo(ostrel::runtimeDirectory() + kDirectory + "/deauth", SOCK_SEQPACKET);
     const std::string text = id.interface + " " + id.mac;
     return socket.valid() && send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL) >= 0;
 }

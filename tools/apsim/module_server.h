@@ -42,7 +42,8 @@ class ModuleServer {
 public:
     // Throws std::runtime_error, naming the path, when the directory or a socket can't be made. A
     // socket file that is left from a server that has died is taken over.
-    explicit ModuleServer(EventLog& log, const ModuleServerOptions& options = {});
+    explicit ModuleServer(EventLog& log, const ModuleServerOptions& options = {},
+                          const std::string& runtimeDirectory = ostrel::runtimeDirectory());
     ~ModuleServer();
     ModuleServer(const ModuleServer&) = delete;
     ModuleServer& operator=(const ModuleServer&) = delete;
@@ -87,6 +88,9 @@ private:
     void takeWifiAuth(const std::string& text) EXCLUDES(mutex_);
     void takeDeauth(const std::string& text) EXCLUDES(mutex_);
     bool connectNotifications();
+    [[nodiscard]] std::string path(const std::string& name) const {
+        return directory_ + "/" + name;
+    }
 
     EventLog& log_;
     RedirectorModule redirector_;
@@ -108,8 +112,8 @@ private:
     std::thread thread_;
 };
 
-// The other end of the deauth-client command: tells the server of this runtime directory. False
-// when none is there.
+// The other end of the deauth-client command: tells the server of the process's runtime directory.
+// False when none is there.
 bool sendDeauth(const StationId& id);
 
 }  // namespace apsim

@@ -20,16 +20,20 @@ Json parseObject(const char* text) {
 
 }  // namespace
 
-Monitord::Monitord(const Associations& associations, EventLog& log)
+Monitord::Monitord(const Associations& associations, EventLog& log,
+                   const std::string& runtimeDirectory)
     : associations_(associations),
       log_(log),
       traps_(IPC_MODULE_MONITORD_TRAPS,
              {{"cp-client-trap",
-               [this](void* text, void*, int) { receiveTrap(static_cast<const char*>(text)); }}}),
-      statistics_(IPC_MODULE_MONITORD_STATISTICS, {{"get", [this](void* text, void*, int sender) {
-                                                        answerStatistics(
-                                                            static_cast<const char*>(text), sender);
-                                                    }}}) {}
+               [this](void* text, void*, int) { receiveTrap(static_cast<const char*>(text)); }}},
+             runtimeDirectory),
+      statistics_(IPC_MODULE_MONITORD_STATISTICS,
+                  {{"get",
+                    [this](void* text, void*, int sender) {
+                        answerStatistics(static_cast<const char*>(text), sender);
+                    }}},
+                  runtimeDirectory) {}
 
 void Monitord::receiveTrap(const char* text) {
     const Json event = parseObject(text).value("event", Json::object());

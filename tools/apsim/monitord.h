@@ -18,7 +18,7 @@ class Monitord {
 public:
     // Each trap adds an event (trap, "cp-connected" etc.). Throws std::runtime_error when a place
     // on the bus can't be taken.
-    Monitord(const Associations& associations, EventLog& log);
+    Monitord(const Associations& associations, EventLog& log, const std::string& runtimeDirectory);
 
     // While false, statistics requests get no answer. True at start.
     void setAnswering(bool answering) EXCLUDES(mutex_);

@@ -27,8 +27,8 @@ Json addressed(const char* command, const std::string& ip) {
 
 }  // namespace
 
-PortalClient::PortalClient(int timeoutSeconds)
-    : timeoutSeconds_(timeoutSeconds), ipc_(ipc_tool_module(), true, 0) {}
+PortalClient::PortalClient(int timeoutSeconds, const std::string& runtimeDirectory)
+    : timeoutSeconds_(timeoutSeconds), ipc_(ipc_tool_module(), true, 0, runtimeDirectory) {}
 
 bool PortalClient::requestLater(const Json& message, Callback callback) {
     const JsonC object(json_tokener_parse(message.dump().c_str()), json_object_put);

@@ -4,7 +4,7 @@
 // daemon as a tool on the bus, and its answer is matched to it by its context.
 //
 // The sender number of a tool comes from its process id, so a process uses one object of this class
-// at a time; a second one's answers could go astray.
+// a bus at a time; a second one's answers could go astray.
 //
 // Threads: every function may be called from any thread. Callbacks are made on the bus's delivery
 // thread and must not wait for another answer.
@@ -27,7 +27,8 @@ public:
 
     // Throws std::runtime_error when the bus directory can't be made. `timeoutSeconds` is how long
     // an answer is waited for.
-    explicit PortalClient(int timeoutSeconds = 5);
+    explicit PortalClient(int timeoutSeconds = 5,
+                          const std::string& runtimeDirectory = ostrel::runtimeDirectory());
 
     // Sends `message` (an object; "context" is put in by the bus) and waits for the answer. Nothing
     // when the daemon isn't there or gave none in time.

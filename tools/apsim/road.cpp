@@ -31,6 +31,8 @@ const std::map<std::string, Arguments>& eventKinds() {
         {"leave", {}},
         {"browse", {}},
         {"disconnect", {}},
+        {"kill-daemon", {}},
+        {"roam", {{"interface", {Kind::text, true}}}},
         {"traffic",
          {{"rx", {Kind::number, true}},
           {"tx", {Kind::number, true}},
@@ -226,15 +228,33 @@ Road loadRoad(const std::string& path) {
     return parseRoad(loadJsonObject(path), path);
 }
 
-void checkInterfaces(const Road& road, const Json& configuration, const std::string& name) {
-    std::set<std::string> interfaces;
-    for (const Json& entry : configuration.at("interface")) {
-        interfaces.insert(entry.is_object() ? entry.value("name", "") : "");
+Road joinRoads(std::vector<Road> roads) {
+    Road all;
+    for (Road& road : roads) {
+        for (RoadStation& station : road.stations) {
+            all.stations.push_back(std::move(station));
+        }
+        if (!all.radius) {
+            all.radius = std::move(road.radius);
+        }
     }
-    for (const RoadStation& station : road.stations) {
-        if (interfaces.count(station.id.interface) == 0) {
+    return all;
+}
+
+void checkInterfaces(const Road& road, const std::set<std::string>& interfaces,
+                     const std::string& name) {
+    const auto check = [&](const RoadStation& station, const std::string& interface) {
+        if (interfaces.count(interface) == 0) {
             throw InputError(name + ": station \"" + station.name +
-                             "\": the configuration has no interface " + station.id.interface);
+                             "\": the configuration has no interface " + interface);
+        }
+    };
+    for (const RoadStation& station : road.stations) {
+        check(station, station.id.interface);
+        for (const RoadEvent& event : station.events) {
+            if (event.kind == "roam") {
+                check(station, event.arguments["interface"]);
+            }
         }
     }
 }

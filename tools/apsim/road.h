@@ -14,6 +14,7 @@
 
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,11 @@ void forgetRadiusExpectations(Road& road);
 
 Road loadRoad(const std::string& path);
 
-// Throws InputError when a station is on an interface that `configuration` doesn't have.
-void checkInterfaces(const Road& road, const nlohmann::json& configuration,
+// The stations of all roads, and whom the RADIUS server of the first one that has any knows.
+Road joinRoads(std::vector<Road> roads);
+
+// Throws InputError when a station is, or walks to, an interface that is none of `interfaces`.
+void checkInterfaces(const Road& road, const std::set<std::string>& interfaces,
                      const std::string& name);
 
 }  // namespace apsim

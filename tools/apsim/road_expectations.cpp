@@ -1,16 +1,29 @@
 #include "apsim/road_expectations.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace apsim {
 
 namespace {
 
+// A number may be written as a text.
+bool isAtLeast(const Json& given, double bound) {
+    return given.is_number() ? given.get<double>() >= bound
+                             : std::strtod(plainText(given).c_str(), nullptr) >= bound;
+}
+
+bool isAsWanted(const Json& given, const Json& wanted) {
+    return wanted.is_object() && wanted.contains("at-least")
+               ? isAtLeast(given, wanted["at-least"].get<double>())
+               : given == wanted;
+}
+
 // What of `wanted` is not so in `given`; empty when all of it is.
 std::string difference(const Json& wanted, const Json& given, const std::string& who) {
     for (const auto& [name, value] : wanted.items()) {
         const auto found = given.find(name);
-        if (found == given.end() || *found != value) {
+        if (found == given.end() || !isAsWanted(*found, value)) {
             return who + " has " + name + " " +
                    (found == given.end() ? "missing" : plainText(*found)) + ", not " +
                    plainText(value);

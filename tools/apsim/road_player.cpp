@@ -4,6 +4,7 @@
 #include <cmath>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "apsim/radius_server.h"
 #include "apsim/road_expectations.h"
@@ -17,6 +18,8 @@ using Clock = std::chrono::steady_clock;
 constexpr double kDefaultWithin = 5;  // seconds
 // How often the daemon is asked while an expectation about its answers is open.
 constexpr Milliseconds kAskInterval{200};
+// How long a killed daemon may take until it answers again.
+constexpr Milliseconds kRestart{5000};
 constexpr double kTrafficStep = 0.25;  // seconds
 
 Clock::duration seconds(double count) {
@@ -24,6 +27,11 @@ Clock::duration seconds(double count) {
 }
 
 }  // namespace
+
+RoadPlayer::RoadPlayer(std::vector<AccessPoint*> accessPoints, std::string radiusSecret)
+    : accessPoints_(std::move(accessPoints)),
+      log_(accessPoints_.front()->events()),
+      radiusSecret_(std::move(radiusSecret)) {}
 
 std::vector<StationResult> RoadPlayer::play(const Road& road) {
     const Time start = Clock::now();
@@ -40,12 +48,12 @@ std::vector<StationResult> RoadPlayer::play(const Road& road) {
 
 void RoadPlayer::stop() {
     stopped_ = true;
-    accessPoint_.events().add({Party::station, "stop", {}, ""});
+    log_.add({Party::station, "stop", {}, ""});
 }
 
 StationResult RoadPlayer::walk(const RoadStation& plan, Time start) {
-    const std::size_t from = accessPoint_.events().size();
-    Walk walk{plan, accessPoint_.station(plan.id.interface, plan.id.mac, plan.ip), from};
+    const std::size_t from = log_.size();
+    Walk walk{plan, stationAt(plan.id.interface, plan), from};
     StationResult result{plan.name, plan.id.interface, plan.story, "", true};
     for (const RoadEvent& event : plan.events) {
         const Time time = std::max(start + seconds(event.at), Clock::now() + seconds(event.after));
@@ -68,13 +76,19 @@ StationResult RoadPlayer::walk(const RoadStation& plan, Time start) {
     return result;
 }
 
+Station RoadPlayer::stationAt(const std::string& interface, const RoadStation& plan) const {
+    const auto found =
+        std::find_if(accessPoints_.begin(), accessPoints_.end(),
+                     [&](const AccessPoint* one) { return one->hasInterface(interface); });
+    AccessPoint& accessPoint = found == accessPoints_.end() ? *accessPoints_.front() : **found;
+    return accessPoint.station(interface, plan.id.mac, plan.ip);
+}
+
 std::string RoadPlayer::perform(Walk& walk, const RoadEvent& event) {
-    const Json& arguments = event.arguments;
     if (event.kind == "expect") {
-        return expect(walk, arguments);
+        return expect(walk, event.arguments);
     }
-    walk.mark = accessPoint_.events().size();
-    PortalClient& portal = accessPoint_.portal();
+    walk.mark = log_.size();
     if (event.kind == "associate") {
         walk.station.associate();
     } else if (event.kind == "packet") {
@@ -83,9 +97,26 @@ std::string RoadPlayer::perform(Walk& walk, const RoadEvent& event) {
         walk.station.arrive();
     } else if (event.kind == "leave") {
         walk.station.leave();
+    } else if (event.kind == "roam") {
+        roam(walk, event.arguments["interface"]);
     } else if (event.kind == "traffic") {
-        spreadTraffic(walk, arguments);
-    } else if (event.kind == "browse") {
+        spreadTraffic(walk, event.arguments);
+    } else if (event.kind == "kill-daemon") {
+        return killDaemon(walk);
+    } else if (event.kind == "radius-disconnect") {
+        return disconnectByRadius(walk, event.arguments);
+    } else {
+        askDaemon(walk, event);
+    }
+    return "";
+}
+
+// What the portal and the proxy ask on behalf of the station.
+void RoadPlayer::askDaemon(Walk& walk, const RoadEvent& event) {
+    const Json& arguments = event.arguments;
+    const StationId& id = walk.station.id();
+    PortalClient& portal = walk.station.accessPoint().portal();
+    if (event.kind == "browse") {
         browse(walk);
     } else if (event.kind == "login") {
         answered(walk, "validate", walk.station.login(arguments["login"], arguments["password"]));
@@ -98,18 +129,35 @@ std::string RoadPlayer::perform(Walk& walk, const RoadEvent& event) {
                  portal.update(walk.plan.ip, arguments["cur-scenario-id"],
                                arguments.value("constraints", Json::object())));
     } else if (event.kind == "disconnect") {
-        answered(walk, "cp-del-client",
-                 portal.deleteClient(walk.plan.id.interface, walk.plan.id.mac));
-    } else if (event.kind == "radius-disconnect") {
-        return disconnectByRadius(walk, arguments);
+        answered(walk, "cp-del-client", portal.deleteClient(id.interface, id.mac));
     }
-    return "";
+}
+
+// The station is out of the range of its access point at the moment when it is in that of the next.
+void RoadPlayer::roam(Walk& walk, const std::string& interface) {
+    const Station left = walk.station;
+    walk.station = stationAt(interface, walk.plan);
+    log_.add({Party::station, "roam", walk.station.id(), "from " + left.id().interface});
+    left.accessPoint().associations().leave(left.id());
+    walk.station.arrive();
+}
+
+// Whoever started the daemon starts it again. Empty when that has happened.
+std::string RoadPlayer::killDaemon(const Walk& walk) {
+    AccessPoint& accessPoint = walk.station.accessPoint();
+    const std::uint32_t gone = accessPoint.killDaemon();
+    if (gone == 0) {
+        return "there is no daemon to kill";
+    }
+    log_.add(
+        {Party::station, "daemon killed", walk.station.id(), "process " + std::to_string(gone)});
+    return accessPoint.waitForDaemon(kRestart, gone) ? "" : "nobody started the daemon again";
 }
 
 // What the proxy does with a web request of the station: it asks who that is and where to send it.
-void RoadPlayer::browse(Walk& walk) {
-    accessPoint_.events().add({Party::station, "browse", walk.plan.id, ""});
-    PortalClient& portal = accessPoint_.portal();
+void RoadPlayer::browse(const Walk& walk) {
+    log_.add({Party::station, "browse", walk.station.id(), ""});
+    PortalClient& portal = walk.station.accessPoint().portal();
     const PortalClient::Answer known = portal.validateIp(walk.plan.ip);
     answered(walk, "validate-ip", known);
     const PortalClient::Answer place = portal.redirectParams(walk.plan.ip);
@@ -129,8 +177,8 @@ std::string RoadPlayer::disconnectByRadius(const Walk& walk, const Json& argumen
     names.session = by == "session" ? ofClient("session-id") : "";
     const DisconnectAnswer answer = requestDisconnect(names, radiusSecret_);
     const std::string got = disconnectAnswerName(answer);
-    accessPoint_.events().add({Party::radius, "disconnect", walk.plan.id,
-                               "of " + names.mac + names.session + " " + names.user + ": " + got});
+    log_.add({Party::radius, "disconnect", walk.station.id(),
+              "of " + names.mac + names.session + " " + names.user + ": " + got});
     const std::string wanted = arguments.value("answer", "ACK");
     return got == wanted ? ""
                          : "the answer to the Disconnect-Request is " + got + ", not " + wanted;
@@ -154,24 +202,29 @@ void RoadPlayer::answered(const Walk& walk, const char* request,
             }
         }
     }
-    accessPoint_.events().add({Party::portal, request, walk.plan.id, detail});
+    log_.add({Party::portal, request, walk.station.id(), detail});
 }
 
+// The redirector announces a station that it doesn't know with each packet that comes from it, as
+// after its daemon has begun anew.
 void RoadPlayer::spreadTraffic(Walk& walk, const Json& arguments) {
     const auto rx = arguments["rx"].get<std::uint64_t>();
     const auto tx = arguments["tx"].get<std::uint64_t>();
     const double length = arguments.value("seconds", 0.0);
     const auto steps = static_cast<std::uint64_t>(std::max(1.0, std::ceil(length / kTrafficStep)));
-    accessPoint_.events().add({Party::station, "traffic", walk.plan.id,
-                               std::to_string(rx) + " bytes sent, " + std::to_string(tx) +
-                                   " received" + (length > 0 ? ", step by step" : "")});
+    log_.add({Party::station, "traffic", walk.station.id(),
+              std::to_string(rx) + " bytes sent, " + std::to_string(tx) + " received" +
+                  (length > 0 ? ", step by step" : "")});
     const Time start = Clock::now();
     for (std::uint64_t step = 0; step < steps; ++step) {
         // Shares that add up to the whole, whatever the division leaves over.
         const auto share = [&](std::uint64_t whole) {
             return whole * (step + 1) / steps - whole * step / steps;
         };
-        accessPoint_.associations().count(walk.plan.id, share(rx), share(tx));
+        walk.station.accessPoint().associations().count(walk.station.id(), share(rx), share(tx));
+        if (walk.station.access() == Access::unknown) {
+            walk.station.sendPacket();
+        }
         if (steps > 1 &&
             !pauseUntil(start + seconds(kTrafficStep * static_cast<double>(step + 1)))) {
             return;
@@ -181,11 +234,10 @@ void RoadPlayer::spreadTraffic(Walk& walk, const Json& arguments) {
 
 // Empty when all of it holds within its time, else what did not.
 std::string RoadPlayer::expect(const Walk& walk, const Json& arguments) {
-    EventLog& log = accessPoint_.events();
     const double within = arguments.value("within", kDefaultWithin);
     const Time deadline = Clock::now() + seconds(within);
     for (;;) {
-        const std::size_t seen = log.size();
+        const std::size_t seen = log_.size();
         std::string mismatch = firstMismatch(walk.station, walk.mark, arguments);
         const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now());
         if (mismatch.empty() || stopped_) {
@@ -196,16 +248,28 @@ std::string RoadPlayer::expect(const Walk& walk, const Json& arguments) {
             text << mismatch << " after " << within << " s";
             return text.str();
         }
-        log.waitUntil([&] { return log.size() != seen; }, std::min(left, kAskInterval));
+        log_.waitUntil([&] { return log_.size() != seen; }, std::min(left, kAskInterval));
     }
 }
 
+// What the access point that the station was on did with it, repetitions left out.
 std::string RoadPlayer::history(const Walk& walk, std::size_t from) {
     std::string text;
-    for (const Event& event : accessPoint_.events().since(from)) {
-        const bool move = event.party == Party::redirector && event.what != "white list";
-        if (event.station == walk.plan.id && (move || event.party == Party::deauth)) {
-            text += (text.empty() ? "" : ", ") + event.what;
+    std::string last;
+    StationId id = walk.plan.id;
+    for (const Event& event : log_.since(from)) {
+        const bool roams = event.party == Party::station && event.what == "roam";
+        if (roams && event.station.mac == id.mac) {
+            id = event.station;
+        }
+        const bool telling =
+            event.party == Party::station
+                ? roams || event.what == "daemon killed"
+                : event.party == Party::deauth ||
+                      (event.party == Party::redirector && event.what != "white list");
+        if (event.station == id && telling && (roams || event.what != last)) {
+            last = event.what;
+            text += (text.empty() ? "" : ", ") + last + (roams ? " to " + id.interface : "");
         }
     }
     return text;
@@ -214,7 +278,7 @@ std::string RoadPlayer::history(const Walk& walk, std::size_t from) {
 // False when the road was stopped.
 bool RoadPlayer::pauseUntil(Time time) {
     const auto left = std::chrono::duration_cast<Milliseconds>(time - Clock::now());
-    accessPoint_.events().waitUntil([this] { return stopped_.load(); }, left);
+    log_.waitUntil([this] { return stopped_.load(); }, left);
     return !stopped_;
 }
 

@@ -26,9 +26,9 @@ struct StationResult {
 
 class RoadPlayer {
 public:
-    // The access point outlives the player. `radiusSecret` signs the Disconnect-Requests.
-    explicit RoadPlayer(AccessPoint& accessPoint, std::string radiusSecret = "")
-        : accessPoint_(accessPoint), radiusSecret_(std::move(radiusSecret)) {}
+    // A station is on the access point that has its interface, else on the first. They outlive the
+    // player and write to one log. `radiusSecret` signs the Disconnect-Requests.
+    explicit RoadPlayer(std::vector<AccessPoint*> accessPoints, std::string radiusSecret = "");
 
     // Plays the road once. A station whose expectation fails does nothing more than leave.
     std::vector<StationResult> play(const Road& road);
@@ -47,8 +47,12 @@ private:
     };
 
     StationResult walk(const RoadStation& plan, Time start);
+    [[nodiscard]] Station stationAt(const std::string& interface, const RoadStation& plan) const;
     std::string perform(Walk& walk, const RoadEvent& event);
-    void browse(Walk& walk);
+    void askDaemon(Walk& walk, const RoadEvent& event);
+    void roam(Walk& walk, const std::string& interface);
+    std::string killDaemon(const Walk& walk);
+    void browse(const Walk& walk);
     void spreadTraffic(Walk& walk, const nlohmann::json& arguments);
     std::string expect(const Walk& walk, const nlohmann::json& arguments);
     std::string disconnectByRadius(const Walk& walk, const nlohmann::json& arguments);
@@ -56,7 +60,8 @@ private:
     void answered(const Walk& walk, const char* request, const PortalClient::Answer& answer);
     bool pauseUntil(Time time);
 
-    AccessPoint& accessPoint_;
+    const std::vector<AccessPoint*> accessPoints_;
+    EventLog& log_;
     const std::string radiusSecret_;
     std::atomic<bool> stopped_{false};
 };
