@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 
@@ -14,13 +15,26 @@
 namespace vesta {
 namespace {
 
+// The socket that questions are asked through, made at the first one and kept: each RADIUS request
+// asks for the uplink's address. -1 while there are no descriptors.
+int questionSocket() {
+    static std::atomic<int> kept{-1};
+    int fd = kept.load(std::memory_order_acquire);
+    if (fd < 0) {
+        ostrel::Fd made(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        if (kept.compare_exchange_strong(fd, made.get())) {
+            fd = made.release();
+        }
+    }
+    return fd;
+}
+
 bool askKernel(unsigned long question, const std::string& name, ifreq& request) {
     if (name.empty() || name.size() >= sizeof request.ifr_name) {
         return false;
     }
     name.copy(request.ifr_name, sizeof request.ifr_name - 1);
-    const ostrel::Fd socketFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    return socketFd.valid() && ioctl(socketFd.get(), question, &request) == 0;
+    return ioctl(questionSocket(), question, &request) == 0;
 }
 
 }  // namespace
