@@ -44,7 +44,6 @@ public:
     FakeDaemon& operator=(const FakeDaemon&) = delete;
 
     [[nodiscard]] const std::string& configuration() const { return configuration_; }
-    [[nodiscard]] ostrel::ModuleControl& redirector() { return *redirector_; }
     bool send(const std::string& text, int module) { return ipc_.send(text, module); }
 
     // The answer to the statistics request, as text.
@@ -64,12 +63,12 @@ public:
         return answer.get_future().get();
     }
 
-    // Tells the redirector one of the client requests for 10.1.0.5.
-    void tellClient(unsigned long request, const std::string& interface, const std::string& mac) {
-        std::string record = mac + interface;
+    // Tells the redirector that the station 02:00:00:00:00:0a, 10.1.0.5, is authorised.
+    void letAnnaIn() {
+        std::string record = std::string("\x02\0\0\0\0\x0a", 6) + "wlan0-va1";
         record.resize(42, '\0');
         record += std::string("\x0a\x01\0\x05", 4);
-        redirector_->request(request, record.data());
+        redirector_->request(9, record.data());
     }
 
 private:

@@ -49,39 +49,6 @@ protected:
     RedirectorModule module_{log_, "192.168.7.1", "10.9.8.7"};
 };
 
-TEST_F(RedirectorModuleTest, AnswersTheProxyAndTheGatewayAsBytesInNetworkOrder) {
-    EXPECT_EQ(module_.handle(word(6)), word(0) + std::string("\xc0\xa8\x07\x01", 4));
-    const std::string record = std::string("\x08\x08\x08\x08", 4) + std::string(48, '\0');
-    EXPECT_EQ(module_.handle(word(25) + record),
-              word(0) + record.substr(0, 48) + std::string("\x0a\x09\x08\x07", 4));
-    EXPECT_EQ(log_.size(), 0U);
-}
-
-TEST_F(RedirectorModuleTest, FollowsAStationFromRequestToRequest) {
-    struct Step {
-        std::uint32_t request;
-        Access access;
-        const char* event;
-    };
-    for (const Step& step : {Step{8, Access::unauthed, "unauthed"},
-                             {9, Access::authed, "authed"},
-                             {10, Access::drop, "drop"},
-                             {11, Access::unknown, "forgotten"}}) {
-        EXPECT_EQ(result(client(step.request)), 0);
-        EXPECT_EQ(module_.access(kAnna), step.access);
-        const Event event = log_.since().back();
-        EXPECT_EQ(event.what, step.event);
-        EXPECT_EQ(event.station, kAnna);
-        EXPECT_EQ(event.detail, "10.1.0.5");
-    }
-    EXPECT_EQ(module_.stations(), 0U);
-}
-
-TEST_F(RedirectorModuleTest, KeepsTheSameMacOnTwoInterfacesApart) {
-    result(client(9));
-    EXPECT_EQ(module_.access({"wlan0-va2", kAnna.mac}), Access::unknown);
-}
-
 TEST_F(RedirectorModuleTest, PutsChunksWithoutAnIdToTheListBefore) {
     const std::string first = word(3) + word(1) + pair("\x0a\0\0\0", "\xff\0\0\0");
     const std::string second = word(0) + word(1) + pair("\x08\x08\x08\x08", "\xff\xff\xff\xff");
@@ -120,19 +87,12 @@ TEST_F(RedirectorModuleTest, ReachesWhatTheStateAndTheWhiteListAllow) {
 
     result(client(9));
     EXPECT_TRUE(reaches("www.example.org"));
+    EXPECT_FALSE(module_.reaches({"wlan0-va2", kAnna.mac}, "www.example.org"));
     result(client(10));
     EXPECT_FALSE(reaches("example.org"));
-}
-
-TEST_F(RedirectorModuleTest, WipesListsAndStationsWhenADaemonStarts) {
-    result(chunk(21, word(4) + "example.org"));
-    result(client(9));
-    EXPECT_EQ(result(word(13) + word(4711)), 0);
-    EXPECT_EQ(module_.notifyPid(), 4711U);
-    EXPECT_EQ(result(word(24)), 0);
-    EXPECT_EQ(result(word(23)), 0);
-    EXPECT_EQ(module_.stations(), 0U);
-    EXPECT_TRUE(module_.whiteLists().empty());
+    result(client(11));
+    EXPECT_EQ(module_.access(kAnna), Access::unknown);
+    EXPECT_EQ(log_.since().back().what, "forgotten");
 }
 
 TEST_F(RedirectorModuleTest, RefusesWhatItCannotRead) {
@@ -150,13 +110,6 @@ TEST_F(RedirectorModuleTest, RefusesWhatItCannotRead) {
     }
     EXPECT_EQ(module_.stations(), 0U);
     EXPECT_EQ(log_.since().back().what, "refused");
-}
-
-TEST_F(RedirectorModuleTest, ReadsAChunkThatIsFullToItsLastByte) {
-    const std::string text(1027, 'a');  // with its terminating zero, all that follows the id
-    EXPECT_EQ(result(chunk(21, word(1) + text)), 0);
-    EXPECT_EQ(result(chunk(21, word(1) + text + "b")), 0);
-    EXPECT_EQ(module_.whiteLists().at(1).domains, (std::vector<std::string>{text, text + "b"}));
 }
 
 }  // namespace
