@@ -4,7 +4,7 @@
 # Needed to build the programs.
 build_packages="g++ cmake ninja-build pkg-config libjson-c-dev libssl-dev libcli11-dev nlohmann-json3-dev libmosquitto-dev"
 # Needed to build the tests and benchmarks besides.
-test_packages="libgtest-dev libgmock-dev libbenchmark-dev freeradius freeradius-utils tshark mosquitto"
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev freeradius freeradius-utils mosquitto"
 # Needed by the presets that build with clang.
 clang_packages="clang libclang-rt-dev"
 
