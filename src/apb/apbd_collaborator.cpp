@@ -22,6 +22,7 @@ namespace vesta {
 namespace {
 
 constexpr std::int64_t kRetrySeconds = 10;
+constexpr const char* kUser = "user";
 constexpr const char* kSessionTime = "cur-session-time";
 
 std::shared_ptr<MessageEntry> apbdSection(MessageEntry& config) {
@@ -40,19 +41,35 @@ bool isEnabled(MessageEntry& section) {
     }
 }
 
+// Adds the seconds that have passed since `time` (monotonic microseconds), rounded, so that many
+// hand-overs don't add up to a shorter session.
+void ageSince(std::int64_t time, MessageEntry& record) {
+    try {
+        const std::int64_t passed =
+            (ostrel::clock().monotonicMicroseconds() - time + 500000) / 1000000;
+        record.insertIntValue(kSessionTime, static_cast<int>(std::min<std::int64_t>(
+                                                record.getIntValue(kSessionTime) + passed,
+                                                std::numeric_limits<int>::max())));
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        logger().Warning("Record without \"%s\":\n'%s'\n", kSessionTime,
+                         record.getStringRepresentation());
+    }
+}
+
 // A copy of the record that nobody shares, with the session time that it has by now.
 std::shared_ptr<MessageEntry> agedCopy(const APBDEntry& entry) {
     std::shared_ptr<MessageEntry> copy = copyForThread(entry.message.get());
-    try {
-        const std::int64_t seconds =
-            copy->getIntValue(kSessionTime) + ostrel::monotonicSeconds() - entry.receivedAt;
-        copy->insertIntValue(kSessionTime, static_cast<int>(std::min<std::int64_t>(
-                                               seconds, std::numeric_limits<int>::max())));
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        logger().Warning("Record without \"%s\":\n'%s'\n", kSessionTime,
-                         copy->getStringRepresentation());
-    }
+    ageSince(entry.receivedAt, *copy);
     return copy;
+}
+
+// The request that waited since `time`, with the session time that its station has by now.
+std::string agedRequest(const std::string& text, std::int64_t time) {
+    JsonEntry request(text.c_str());
+    const std::shared_ptr<MessageEntry> user = request.getObjectValue(kUser);
+    ageSince(time, *user);
+    request.insertObjectValue(kUser, user);
+    return request.getStringRepresentation();
 }
 
 const char* templateOf(APBDOutbox::Kind kind) {
@@ -268,16 +285,20 @@ void APBDCollaborator::post(const Key& key, Kind kind, const Entry& record,
     } else if (kind != Kind::add) {
         request.insertStringValue("reason", kind == Kind::reset ? kApbdForced : kApbdAwayTimeout);
     }
-    outbox_.put(key, kind, request.getStringRepresentation());
+    outbox_.put(key, kind, request.getStringRepresentation(),
+                ostrel::clock().monotonicMicroseconds());
     if (subscribed_) {
         flush();
     }
 }
 
 void APBDCollaborator::flush() {
-    outbox_.flush([this](Kind kind, const std::string& text) {
-        logRequest(kind, text.c_str());
-        return ipc_->send(text, IPC_MODULE_APBD);
+    const std::int64_t now = ostrel::clock().monotonicMicroseconds();
+    outbox_.flush([this, now](Kind kind, const std::string& text, std::int64_t madeAt) {
+        const bool waited = now - madeAt > 1000000;
+        const std::string request = waited ? agedRequest(text, madeAt) : text;
+        logRequest(kind, request.c_str());
+        return ipc_->send(request, IPC_MODULE_APBD);
     });
 }
 
@@ -285,14 +306,14 @@ void APBDCollaborator::refresh(APBDEntry& entry, MessageEntry& received) {
     updateLastMessage(*entry.message, received);
     try {
         static_cast<void>(received.getIntValue(kSessionTime));
-        entry.receivedAt = ostrel::monotonicSeconds();
+        entry.receivedAt = ostrel::clock().monotonicMicroseconds();
     } catch (ENTRY_EXCEPTION_TYPE) {
         // The stored session time goes on from where it was.
     }
 }
 
 void APBDCollaborator::insertSingleUserValue(MessageEntry& request, const Entry& record) {
-    request.insertObjectValue("user", record);
+    request.insertObjectValue(kUser, record);
 }
 
 void APBDCollaborator::updateLastMessage(MessageEntry& stored, MessageEntry& received) {

@@ -32,7 +32,7 @@ struct APBDEntry {
     std::shared_ptr<MessageEntry> message;
     APBDEntryState state = APBDEntryState::received;
     std::string vap;              // where the station is, "" when it isn't here
-    std::int64_t receivedAt = 0;  // monotonic seconds; of the message's session time
+    std::int64_t receivedAt = 0;  // monotonic microseconds; of the message's session time
     // apbd has gone since: nothing is restored from this record until apbd tells it again, but what
     // becomes of the station meanwhile still concerns the others.
     bool cleared = false;

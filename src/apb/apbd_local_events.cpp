@@ -37,7 +37,7 @@ void warnFiltered(const char* operation, const Client& client) {
 
 void remember(APBDEntry& entry, MessageEntry& record) {
     entry.message = copyForThread(&record);
-    entry.receivedAt = ostrel::monotonicSeconds();
+    entry.receivedAt = ostrel::clock().monotonicMicroseconds();
     entry.cleared = false;
 }
 

@@ -152,7 +152,7 @@ bool APBDCollaborator::takeIn(const Key& key, MessageEntry& user) {
         return false;
     }
     entry->message = copyForThread(&user);
-    entry->receivedAt = ostrel::monotonicSeconds();
+    entry->receivedAt = ostrel::clock().monotonicMicroseconds();
     entry->cleared = false;
     return true;
 }

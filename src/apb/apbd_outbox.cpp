@@ -20,15 +20,18 @@ APBDOutbox::Kind APBDOutbox::waiting(const ClientInformationIdentity& key) const
     return place == places_.end() ? Kind::none : place->second->kind;
 }
 
-void APBDOutbox::put(const ClientInformationIdentity& key, Kind kind, std::string text) {
+void APBDOutbox::put(const ClientInformationIdentity& key, Kind kind, std::string text,
+                     std::int64_t madeAt) {
     const auto place = places_.find(key);
     if (place != places_.end()) {
         place->second->kind = kind;
         place->second->text = std::move(text);
+        place->second->madeAt = madeAt;
         return;
     }
     makeRoom();
-    places_.emplace(key, changes_.insert(changes_.end(), Change{key, kind, std::move(text)}));
+    places_.emplace(key,
+                    changes_.insert(changes_.end(), Change{key, kind, std::move(text), madeAt}));
 }
 
 void APBDOutbox::drop(const ClientInformationIdentity& key) {

@@ -7,6 +7,7 @@
 // Threads: no lock; guarded by its collaborator's mutex.
 
 #include <cstddef>
+#include <cstdint>
 #include <list>
 #include <map>
 #include <string>
@@ -35,12 +36,16 @@ public:
     // What waits for that station.
     [[nodiscard]] Kind waiting(const ClientInformationIdentity& key) const;
 
-    void put(const ClientInformationIdentity& key, Kind kind, std::string text);
+    // `madeAt`: monotonic microseconds.
+    void put(const ClientInformationIdentity& key, Kind kind, std::string text,
+             std::int64_t madeAt);
     void drop(const ClientInformationIdentity& key);
-    // Hands (kind, text) to `send` in order until it returns false; what it took is forgotten.
+    // Hands (kind, text, madeAt) to `send` in order until it returns false; what it took is
+    // forgotten.
     template <class Send>
     void flush(Send send) {
-        while (!changes_.empty() && send(changes_.front().kind, changes_.front().text)) {
+        while (!changes_.empty() &&
+               send(changes_.front().kind, changes_.front().text, changes_.front().madeAt)) {
             places_.erase(changes_.front().key);
             changes_.pop_front();
         }
@@ -52,6 +57,7 @@ private:
         ClientInformationIdentity key;
         Kind kind;
         std::string text;
+        std::int64_t madeAt;
     };
 
     void makeRoom();

@@ -191,11 +191,13 @@ TEST_F(RecordStates, WhatWaitsSaysAllInOneMessage) {
             inform(event);
         }
         EXPECT_THAT(sent(), ElementsAre());
+        clock_.advanceSeconds(30);
         subscribed();
         const std::vector<json> requests = this->requests();
         ASSERT_EQ(requests.size(), 1U);
         EXPECT_EQ(summary(requests[0]), c.expected);
         EXPECT_TRUE(requests[0]["user"].contains("scenario")) << requests[0];
+        EXPECT_EQ(requests[0]["user"]["cur-session-time"], 30);
         EXPECT_EQ(isRemembered(), c.remembered);
     }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <limits>
 
 #include "ostrel/clock.h"
@@ -10,11 +11,19 @@ namespace apbd {
 namespace {
 
 constexpr const char* kSessionTime = "cur-session-time";
-constexpr const char* kChanging[] = {"cur-scenario-id", kSessionTime, "cur-time-limit",
-                                     "cur-traffic-limit", "simultaneous-use"};
+constexpr const char* kScenario = "cur-scenario-id";
+constexpr const char* kChanging[] = {kScenario, kSessionTime, "cur-time-limit", "cur-traffic-limit",
+                                     "simultaneous-use"};
 
 // A clock that shows an earlier time was never set (2020-01-01).
-constexpr std::int64_t kEarliestTime = 1577836800;
+constexpr std::int64_t kEarliestTime = 1577836800000;
+
+// What a report of a session time may differ by from the one expected: whole seconds here and at
+// two access points.
+constexpr std::int64_t kTolerance = 3000;
+
+// A record's session time is a number of 32 bits.
+constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int32_t>::max();
 
 bool isMac(const std::string& text) {
     if (text.size() != 17) {
@@ -51,11 +60,19 @@ bool isAction(const std::string& text) {
 
 // Where one of the two clocks was never set, nothing is known of the time between.
 std::int64_t ageOf(std::int64_t publishedAt) {
-    const std::int64_t now = ostrel::wallSeconds();
+    const std::int64_t now = ostrel::wallMilliseconds();
     if (publishedAt < kEarliestTime || now < kEarliestTime) {
         return 0;
     }
     return std::max<std::int64_t>(now - publishedAt, 0);
+}
+
+std::int64_t agedSessionTime(const Record& record) {
+    return record.sessionTime + record.age + ostrel::monotonicMilliseconds() - record.receivedAt;
+}
+
+std::int64_t wholeSeconds(std::int64_t milliseconds) {
+    return std::min((milliseconds + 500) / 1000, kMostSeconds);
 }
 
 }  // namespace
@@ -74,10 +91,13 @@ std::optional<Key> keyOf(const Json& user) {
 }
 
 std::string encode(const Record& record) {
-    const Json publication = {
-        {"action", record.action},         {"time", record.time},
-        {"ap-mac", record.apMac},          {"instance", record.version.instance},
-        {"number", record.version.number}, {"user", Json::parse(record.user)}};
+    const Json publication = {{"action", record.action},
+                              {"time", record.time},
+                              {"session-time", record.sessionTime},
+                              {"ap-mac", record.apMac},
+                              {"instance", record.version.instance},
+                              {"number", record.version.number},
+                              {"user", Json::parse(record.user)}};
     return publication.dump();
 }
 
@@ -94,8 +114,12 @@ std::optional<Record> decode(const Key& key, const std::string& payload) {
                       static_cast<std::uint64_t>(numberOf(publication, "number"))};
     record.apMac = textOf(publication, "ap-mac");
     record.time = numberOf(publication, "time");
+    record.sessionTime = publication.contains("session-time")
+                             ? std::clamp<std::int64_t>(numberOf(publication, "session-time"), 0,
+                                                        kMostSeconds * 1000)
+                             : sessionTimeOf(publication["user"]);
     record.age = ageOf(record.time);
-    record.receivedAt = ostrel::monotonicSeconds();
+    record.receivedAt = ostrel::monotonicMilliseconds();
     if (!isAction(record.action) || record.version.instance.empty()) {
         return std::nullopt;
     }
@@ -104,16 +128,26 @@ std::optional<Record> decode(const Key& key, const std::string& payload) {
 
 Json agedUser(const Record& record) {
     Json user = Json::parse(record.user);
-    const auto sessionTime = user.find(kSessionTime);
-    if (sessionTime != user.end() && sessionTime->is_number_integer()) {
-        // The reader's number has 32 bits.
-        constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-        const std::int64_t before =
-            std::clamp<std::int64_t>(sessionTime->get<std::int64_t>(), 0, most);
-        const std::int64_t since = record.age + ostrel::monotonicSeconds() - record.receivedAt;
-        *sessionTime = std::min(before + std::clamp<std::int64_t>(since, 0, most), most);
-    }
+    user[kSessionTime] = wholeSeconds(agedSessionTime(record));
     return user;
+}
+
+void addSessionTime(Json& user, std::int64_t milliseconds) {
+    user[kSessionTime] = wholeSeconds(sessionTimeOf(user) + milliseconds);
+}
+
+std::int64_t sessionTimeOf(const Json& user) {
+    return std::clamp<std::int64_t>(numberOf(user, kSessionTime), 0, kMostSeconds) * 1000;
+}
+
+std::int64_t sessionTimeAfter(const Record& known, const Json& changes) {
+    const std::int64_t expected = agedSessionTime(known);
+    const std::int64_t reported =
+        changes.contains(kSessionTime) ? sessionTimeOf(changes) : expected;
+    const bool goesOn =
+        numberOf(Json::parse(known.user), kScenario) == numberOf(changes, kScenario) &&
+        std::abs(reported - expected) <= kTolerance;
+    return goesOn ? expected : reported;
 }
 
 std::string mergedUser(const std::string& user, const Json& changes) {

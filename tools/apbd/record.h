@@ -4,9 +4,10 @@
 // or state.
 //
 // The payload of a record's topic is one JSON object: "action" (what happened last: "add", "assoc",
-// "disassoc", "update" or "reset"), "time" (seconds since 1970 on the publisher's wall clock),
-// "ap-mac", "instance" and "number" (who published it, and which of its publications it is) and
-// "user" (the record, always whole). docs/roaming.md shows one.
+// "disassoc", "update" or "reset"), "time" (milliseconds since 1970 on the publisher's wall clock),
+// "ap-mac", "instance" and "number" (who published it, and which of its publications it is), "user"
+// (the record, always whole) and "session-time" (that of the record, in milliseconds).
+// docs/roaming.md shows one.
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
@@ -52,14 +53,16 @@ struct Version {
     bool operator!=(const Version& other) const { return !(*this == other); }
 };
 
+// Times and durations in milliseconds.
 struct Record {
     std::string user;  // JSON text: a tenth of what the parsed form takes
     std::string action;
     Version version;
     std::string apMac;
-    std::int64_t time = 0;        // seconds since 1970, the publisher's clock
-    std::int64_t age = 0;         // seconds between publication and receipt
-    std::int64_t receivedAt = 0;  // monotonic seconds
+    std::int64_t time = 0;         // since 1970, the publisher's clock
+    std::int64_t sessionTime = 0;  // at that time
+    std::int64_t age = 0;          // between publication and receipt
+    std::int64_t receivedAt = 0;   // monotonic
 };
 
 inline constexpr const char* kAdd = "add";
@@ -77,8 +80,16 @@ inline constexpr const char* kReset = "reset";
 // one, or names another station than its topic.
 [[nodiscard]] std::optional<Record> decode(const Key& key, const std::string& payload);
 
-// The client record with the seconds since its publication added to its session time.
+// The client record with the session time that it has by now.
 [[nodiscard]] Json agedUser(const Record& record);
+
+// Lets the session of a client record be `milliseconds` older.
+void addSessionTime(Json& user, std::int64_t milliseconds);
+// The session time that a client record names.
+[[nodiscard]] std::int64_t sessionTimeOf(const Json& user);
+// The session time after an update of `known`. An access point counts whole seconds, once a second:
+// what it reports of a session that just goes on would shift the session's begin with each walk.
+[[nodiscard]] std::int64_t sessionTimeAfter(const Record& known, const Json& changes);
 
 // Takes over what changes within a session: the current scenario, its limits and the session time.
 // The scenarios stay. Returns the JSON text.

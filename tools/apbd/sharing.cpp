@@ -13,7 +13,7 @@ Sharing::Sharing(BusSide& bus, BrokerSide& broker, const std::string& root, std:
       vestad_(bus),
       topics_(root),
       instance_(std::move(instance)),
-      startedAt_(ostrel::wallSeconds()) {}
+      startedAt_(ostrel::wallMilliseconds()) {}
 
 void Sharing::begin() {
     announcedAt_ = ostrel::monotonicSeconds();

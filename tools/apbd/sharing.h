@@ -64,12 +64,13 @@ private:
         std::optional<Version> base;  // what the broker had before it; nothing: no record
         bool removes = false;
         bool anew = false;             // a session begins: no deletion before it concerns it
-        std::int64_t time = 0;         // seconds since 1970
+        std::int64_t time = 0;         // milliseconds since 1970
         std::int64_t publishedAt = 0;  // monotonic seconds
     };
     struct EarlyRequest {
         Json request;
-        std::int64_t time;
+        std::int64_t time;        // milliseconds since 1970
+        std::int64_t receivedAt;  // monotonic milliseconds
     };
     struct WhiteList {
         Topics::Place place;
@@ -92,7 +93,7 @@ private:
     bool apply(const Json& request);
     bool applyUpdate(const Key& key, const Json& request);
     bool applyRemoval(const Key& key, const Json& request);
-    void put(const Key& key, std::string user, const std::string& action);
+    void put(const Key& key, std::string user, std::int64_t sessionTime, const std::string& action);
     void remove(const Key& key);
     Change& change(const Key& key);
     bool takeScopes(const Json& request);
@@ -123,7 +124,7 @@ private:
     VestadSide vestad_;
     const Topics topics_;
     const std::string instance_;
-    const std::int64_t startedAt_;  // seconds since 1970
+    const std::int64_t startedAt_;  // milliseconds since 1970
     std::string apMac_;
     std::uint64_t lastNumber_ = 0;
 

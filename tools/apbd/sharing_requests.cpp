@@ -189,13 +189,14 @@ void Sharing::keepEarly(const Json& request) {
                        early_.size());
         early_.pop_front();
     }
-    early_.push_back({request, ostrel::wallSeconds()});
+    early_.push_back({request, ostrel::wallMilliseconds(), ostrel::monotonicMilliseconds()});
 }
 
 void Sharing::replayEarly() {
     std::deque<EarlyRequest> early;
     early.swap(early_);
-    for (const EarlyRequest& one : early) {
+    for (EarlyRequest& one : early) {
+        addSessionTime(one.request["user"], ostrel::monotonicMilliseconds() - one.receivedAt);
         const bool ok = !isFromThePast(one) && scopes_.count(stationOf(one.request)->scope) > 0 &&
                         apply(one.request);
         vestad_.answer(answerTo(textOf(one.request, "cmd")), one.request, ok);
@@ -214,7 +215,7 @@ bool Sharing::apply(const Json& request) {
     const Key key = *stationOf(request);
     const std::string command = textOf(request, "cmd");
     if (command == kAddRequest) {
-        put(key, request["user"].dump(), kAdd);
+        put(key, request["user"].dump(), sessionTimeOf(request["user"]), kAdd);
         return true;
     }
     return command == kUpdateRequest ? applyUpdate(key, request) : applyRemoval(key, request);
@@ -229,13 +230,14 @@ bool Sharing::applyUpdate(const Key& key, const Json& request) {
                        action.c_str(), key.mac.c_str(), known ? "record" : "action");
         return false;
     }
-    put(key, mergedUser(record->second.user, request["user"]), action);
+    const Json& user = request["user"];
+    put(key, mergedUser(record->second.user, user), sessionTimeAfter(record->second, user), action);
     return true;
 }
 
 bool Sharing::applyRemoval(const Key& key, const Json& request) {
     if (textOf(request, "reason") == "forced") {
-        put(key, request["user"].dump(), kReset);
+        put(key, request["user"].dump(), sessionTimeOf(request["user"]), kReset);
         return true;
     }
     if (book_.count(key) > 0) {
@@ -244,7 +246,8 @@ bool Sharing::applyRemoval(const Key& key, const Json& request) {
     return true;
 }
 
-void Sharing::put(const Key& key, std::string user, const std::string& action) {
+void Sharing::put(const Key& key, std::string user, std::int64_t sessionTime,
+                  const std::string& action) {
     Change& made = change(key);
     made.anew = made.anew || made.removes || action == kAdd || action == kReset;
     made.removes = false;
@@ -255,7 +258,8 @@ void Sharing::put(const Key& key, std::string user, const std::string& action) {
     record.version = {instance_, made.number};
     record.apMac = apMac_;
     record.time = made.time;
-    record.receivedAt = ostrel::monotonicSeconds();
+    record.sessionTime = sessionTime;
+    record.receivedAt = ostrel::monotonicMilliseconds();
     publish(key);
 }
 
@@ -285,7 +289,7 @@ Sharing::Change& Sharing::change(const Key& key) {
     }
     Change& made = unconfirmed_[key];
     made.number = ++lastNumber_;
-    made.time = ostrel::wallSeconds();
+    made.time = ostrel::wallMilliseconds();
     made.publishedAt = ostrel::monotonicSeconds();
     return made;
 }

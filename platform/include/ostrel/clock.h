@@ -26,6 +26,11 @@ public:
 // keeps the object alive meanwhile.
 void setClock(const Clock* replacement);
 
+// Whole milliseconds of the monotonic clock.
+[[nodiscard]] inline std::int64_t monotonicMilliseconds() {
+    return clock().monotonicMicroseconds() / 1000;
+}
+
 // Whole seconds of the monotonic clock.
 [[nodiscard]] inline std::int64_t monotonicSeconds() {
     return clock().monotonicMicroseconds() / 1000000;
@@ -34,6 +39,11 @@ void setClock(const Clock* replacement);
 // Whole seconds since 1970-01-01 00:00 UTC.
 [[nodiscard]] inline std::int64_t wallSeconds() {
     return clock().wallMicroseconds() / 1000000;
+}
+
+// Whole milliseconds since 1970-01-01 00:00 UTC.
+[[nodiscard]] inline std::int64_t wallMilliseconds() {
+    return clock().wallMicroseconds() / 1000;
 }
 
 }  // namespace ostrel
