@@ -191,15 +191,13 @@ TEST_F(Accounting, FindsAStationByItsSessionAsLongAsThatIsItsSession) {
     EXPECT_FALSE(librad_find_radius_sta_by_acct_id(high, second, mac));
 }
 
-struct Course {
-    const char* what;
-    std::vector<librad_radius_sta_stats> before;
-    std::vector<librad_radius_sta_stats> during;
-    std::vector<std::uint64_t> input;  // after each record
-};
-
 TEST(StationCounters, CountOneSessionAndNeverFall) {
-    const std::vector<Course> courses = {
+    const struct {
+        const char* what;
+        std::vector<librad_radius_sta_stats> before;
+        std::vector<librad_radius_sta_stats> during;
+        std::vector<std::uint64_t> input;  // after each record
+    } courses[] = {
         {"from the last record before the Start", {traffic(500, 0)}, {traffic(700, 0)}, {200}},
         {"never told before", {}, {traffic(700, 0)}, {700}},
         {"a driver that begins anew",
@@ -214,7 +212,7 @@ TEST(StationCounters, CountOneSessionAndNeverFall) {
          {300, 300, 400}}};
     librad_radius_client_config config;
     config.acctServers.emplace_back();
-    for (const Course& course : courses) {
+    for (const auto& course : courses) {
         SCOPED_TRACE(course.what);
         const Station sta = makeStation();
         for (const auto& stats : course.before) {

@@ -103,27 +103,6 @@ TEST_F(RadiusClient, RepeatsASilentServersRequestByteByByteThenGivesItUp) {
     EXPECT_TRUE(told_.empty());
 }
 
-TEST_F(RadiusClient, TakesNoNoticeOfLateAndDoubledAnswers) {
-    makeClient();
-    const ByteString request = send();
-    const auto first = server_.receive();
-    const ByteString answer = makeAnswer(*first, 2);
-    server_.deliver(answer, first->from);
-    server_.deliver(answer, first->from);
-    EXPECT_EQ(told_, std::vector<ByteString>{request});
-    EXPECT_EQ(counters().unexpected, 1U);
-
-    send();
-    const auto second = server_.receive();
-    for (int i = 0; i < 40; ++i) {
-        clock_.advance(kSecond);
-    }
-    ASSERT_EQ(givenUp_.size(), 1U);
-    server_.deliver(makeAnswer(*second, 2), second->from);
-    EXPECT_EQ(told_.size(), 1U);
-    EXPECT_EQ(givenUp_.size(), 1U);
-}
-
 TEST_F(RadiusClient, KeepsARequestOutstandingWhoseAnswerIsForged) {
     makeClient();
     for (const bool gullible : {false, true}) {
@@ -147,9 +126,9 @@ TEST_F(RadiusClient, KeepsARequestOutstandingWhoseAnswerIsForged) {
     EXPECT_EQ(counters().badAuthenticator, 2U);
 }
 
-TEST_F(RadiusClient, HearsOnlyTheServersAddressAndPortAndOnlyAnswers) {
+TEST_F(RadiusClient, TakesNoNoticeOfWhatIsNoAnswerToARequestUnderWay) {
     makeClient();
-    send();
+    const ByteString request = send();
     const auto packet = server_.receive();
     const Peer stranger;
     stranger.deliver(makeAnswer(*packet, 2), packet->from);
@@ -160,6 +139,10 @@ TEST_F(RadiusClient, HearsOnlyTheServersAddressAndPortAndOnlyAnswers) {
     EXPECT_EQ(counters().unexpected, 1U);
     EXPECT_TRUE(told_.empty());
     EXPECT_EQ(outstanding(), 1U);
+    server_.deliver(makeAnswer(*packet, 2), packet->from);
+    server_.deliver(makeAnswer(*packet, 2), packet->from);  // doubled
+    EXPECT_EQ(counters().unexpected, 2U);
+    EXPECT_EQ(told_, std::vector<ByteString>{request});
 }
 
 TEST_F(RadiusClient, SignsAndTellsThreeHundredRequestsApartOnTwoPorts) {
@@ -184,20 +167,6 @@ TEST_F(RadiusClient, SignsAndTellsThreeHundredRequestsApartOnTwoPorts) {
         expected.push_back(packet->authenticator());
     }
     EXPECT_EQ(told_, expected);
-}
-
-TEST_F(RadiusClient, HandsOutIdentifiersThatAreNotInFlight) {
-    makeClient();
-    for (int i = 0; i < 255; ++i) {
-        send();
-    }
-    std::set<std::uint8_t> inFlight;
-    while (const auto packet = server_.receive()) {
-        inFlight.insert(packet->id());
-    }
-    ASSERT_EQ(inFlight.size(), 255U);
-    EXPECT_EQ(inFlight.count(librad_radius_client_get_id(client_)), 0U);
-    EXPECT_EQ(inFlight.count(librad_radius_client_get_id(client_)), 0U);
 }
 
 TEST_F(RadiusClient, LetsRequestsWaitInOrderWhenSixteenPortsAreFull) {
@@ -238,9 +207,7 @@ TEST_F(RadiusClient, LetsAHandlerSendTheNextRequestOrEndTheClient) {
     server_.send(makeAnswer(*packet, 2), packet->from);
     server_.deliver(makeAnswer(*packet, 2), packet->from);
     EXPECT_EQ(told_.size(), 2U);
-}
 
-TEST_F(RadiusClient, LetsAGiveUpEndTheClient) {
     makeClient();
     send();
     send();
@@ -269,26 +236,22 @@ TEST_F(RadiusClient, SendsNothingToAServerThatCanNotBeAsked) {
     EXPECT_FALSE(server_.receive());
 }
 
-struct Rule {
-    const char* what;
-    librad_require_message_authenticator setting;
-    // Accept, reject or challenge; a Message-Authenticator that is valid (+), wrong (x) or missing
-    // (-); whether the answer counts; 'e' for a request with EAP.
-    std::vector<std::string> answers;
-};
-
 TEST_F(RadiusClient, DecidesByTheMessageAuthenticatorWhetherAnAnswerCounts) {
-    const std::vector<Rule> rules = {
+    const struct {
+        const char* what;
+        librad_require_message_authenticator setting;
+        // Accept, reject or challenge; a Message-Authenticator that is valid (+), wrong (x) or
+        // missing (-); whether the answer counts; 'e' for a request with EAP.
+        std::vector<std::string> answers;
+    } rules[] = {
         {"never seen, not needed", LIBRAD_REQUIRE_ONCE_SEEN, {"A-y", "R-y", "A-y"}},
         {"wrong is wrong", LIBRAD_REQUIRE_ONCE_SEEN, {"Axn", "Rxn"}},
-        {"once seen then needed, in accepts alone",
-         LIBRAD_REQUIRE_ONCE_SEEN,
-         {"A+y", "A-n", "R-y"}},
+        {"then needed, in accepts alone", LIBRAD_REQUIRE_ONCE_SEEN, {"A+y", "A-n", "R-y"}},
         {"a reject with one binds nobody", LIBRAD_REQUIRE_ONCE_SEEN, {"R+y", "A-y"}},
         {"with EAP always needed", LIBRAD_REQUIRE_ONCE_SEEN, {"A-ne", "R-ne", "C+ye"}},
         {"needed from the start", LIBRAD_REQUIRE_ALWAYS, {"A-n", "R-n", "A+y"}},
         {"never needed, yet checked", LIBRAD_REQUIRE_NEVER, {"A+y", "A-y", "Axn", "A-ne"}}};
-    for (const Rule& rule : rules) {
+    for (const auto& rule : rules) {
         makeClient(rule.setting);
         for (const std::string& answer : rule.answers) {
             SCOPED_TRACE(rule.what + (": " + answer));

@@ -80,33 +80,6 @@ TEST_F(EventLoopThread, TakesInAClientMadeLaterAndEndsItOnlyBetweenItsCallbacks)
     ending.join();
 }
 
-TEST_F(EventLoopThread, ServesManySendersAtOnce) {
-    const Peer server;
-    librad_radius_client* client = makeClient(server);
-    std::vector<std::thread> senders;
-    for (int i = 0; i < 4; ++i) {
-        senders.emplace_back([client] {
-            for (int n = 0; n < 50; ++n) {
-                send(client);
-            }
-        });
-    }
-    for (int i = 0; i < 200; ++i) {
-        const auto packet = await(server);
-        ASSERT_TRUE(packet);
-        server.send(makeAnswer(*packet, 2), packet->from);
-    }
-    for (std::thread& sender : senders) {
-        sender.join();
-    }
-    for (int i = 0; i < 5000 && librad_radius_client_outstanding(client, LIBRAD_RADIUS_AUTH) > 0;
-         ++i) {
-        poll(nullptr, 0, 1);
-    }
-    EXPECT_EQ(librad_radius_client_get_counters(client).answered, 200U);
-    librad_radius_client_deinit(client);
-}
-
 // Three seconds ahead for every thread but the one that made it.
 class ClockAheadElsewhere final : public Clock {
 public:
