@@ -1,13 +1,14 @@
 // Two apbd processes with a real broker between them.
 
-#include "tools/apbd/processes.h"
-
+#include "support/broker.h"
 #include "tools/apbd/fakes.h"
+#include "tools/apbd/vestad.h"
 
 namespace apbd {
 namespace {
 
-constexpr const char* kMosquitto = "/usr/sbin/mosquitto";
+using vesta::testing::Broker;
+using vesta::testing::ChildProcess;
 
 std::string macOf(int number) {
     char mac[18];
@@ -18,23 +19,19 @@ std::string macOf(int number) {
 class IntegrationTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (access(kMosquitto, X_OK) != 0) {
-            GTEST_SKIP() << "no mosquitto installed (" << kMosquitto << ")";
+        if (!Broker::possible()) {
+            GTEST_SKIP() << "no mosquitto installed";
         }
-        ostrel::testing::writeFile(directory_.path("broker"),
-                                   "listener " + port_ +
-                                       " 127.0.0.1\nallow_anonymous true\npersistence false\n"
-                                       "max_queued_messages 0\nlog_type error\nlog_type warning\n");
-        broker_.start({kMosquitto, "-c", directory_.path("broker")});
+        broker_.start();
         a_ = std::make_unique<Vestad>(directory_.path("a"), "02:00:00:00:ff:0a");
         b_ = std::make_unique<Vestad>(directory_.path("b"), "02:00:00:00:ff:0b");
         startApbd("a", *a_, apbdA_);
         startApbd("b", *b_, apbdB_);
     }
 
-    void startApbd(const std::string& name, Vestad& vestad, Process& apbd) {
+    void startApbd(const std::string& name, Vestad& vestad, ChildProcess& apbd) {
         setenv("OSTREL_RUNTIME_DIR", directory_.path(name).c_str(), 1);
-        apbd.start({APBD_PROGRAM, "--port", port_, "--topic-root", "test/vestad"});
+        apbd.start({APBD_PROGRAM, "--port", broker_.port(), "--topic-root", "test/vestad"});
         EXPECT_EQ(vestad.next("connected")["command"], "connected");
         EXPECT_TRUE(vestad.subscribe());
     }
@@ -56,10 +53,9 @@ protected:
     }
 
     ostrel::testing::TempDirectory directory_;
-    const std::string port_ = std::to_string(freePort());
-    Process broker_;
-    Process apbdA_;
-    Process apbdB_;
+    Broker broker_{directory_.path()};
+    ChildProcess apbdA_;
+    ChildProcess apbdB_;
     std::unique_ptr<Vestad> a_;
     std::unique_ptr<Vestad> b_;
 };
@@ -79,10 +75,10 @@ TEST_F(IntegrationTest, StationsAreSharedThroughOutagesAndCrashes) {
     EXPECT_TRUE(b_->next("add-notify").is_object());
 
     // The broker goes, with all that it held.
-    EXPECT_EQ(broker_.end(SIGTERM), 0);
+    broker_.stop();
     b_->send({{"cmd", "add-request"}, {"user", userOf(macOf(2))}});
     EXPECT_EQ(b_->next("add-response")["status"], "success");
-    broker_.start({kMosquitto, "-c", directory_.path("broker")});
+    broker_.start();
     EXPECT_EQ(macsOf(a_->next("add-notify")), std::set{macOf(2)});
 
     // An apbd dies without a word, and a record ends meanwhile.
@@ -141,11 +137,11 @@ TEST(CommandLineTest, WrongInputEndsWithTwo) {
     for (const std::vector<std::string>& words : cases) {
         std::vector<std::string> arguments{APBD_PROGRAM};
         arguments.insert(arguments.end(), words.begin(), words.end());
-        Process apbd;
+        ChildProcess apbd;
         apbd.start(arguments);
         EXPECT_EQ(apbd.end(0), 2) << words.back();
     }
-    Process help;
+    ChildProcess help;
     help.start({APBD_PROGRAM, "--help"});
     EXPECT_EQ(help.end(0), 0);
 }

@@ -1,14 +1,8 @@
 #pragma once
 
-// The real thing for the tests of the whole: a mosquitto on a free port, apbd processes, and a
-// vestad of a few lines on the bus of each.
+// The other end of an apbd process: a vestad of a few lines on its bus.
 
-#include <arpa/inet.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <stdlib.h>
 
 #include <chrono>
 #include <deque>
@@ -19,55 +13,10 @@
 #include "ostrel/ipc.h"
 #include "ostrel/mutex.h"
 #include "ostrel/runtime.h"
-#include "platform/support.h"
 
 namespace apbd {
 
 constexpr std::chrono::seconds kLong{20};
-
-// A child process, ended with its object.
-class Process {
-public:
-    Process() = default;
-    ~Process() { end(SIGKILL); }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-
-    void start(std::vector<std::string> words) {
-        std::vector<char*> arguments;
-        for (std::string& word : words) {
-            arguments.push_back(word.data());
-        }
-        arguments.push_back(nullptr);
-        ASSERT_EQ(posix_spawn(&pid_, arguments[0], nullptr, nullptr, arguments.data(), environ), 0);
-    }
-    // The exit status, or minus the signal that ended it.
-    int end(int signal) {
-        if (pid_ <= 0) {
-            return 0;
-        }
-        kill(pid_, signal);
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        pid_ = 0;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-
-private:
-    pid_t pid_ = 0;
-};
-
-inline int freePort() {
-    const ostrel::Fd socket(::socket(AF_INET, SOCK_STREAM, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(socket.get(), generic, size), 0);
-    EXPECT_EQ(getsockname(socket.get(), generic, &size), 0);
-    return ntohs(address.sin_port);
-}
 
 class Vestad {
 public:
