@@ -36,39 +36,29 @@ protected:
         }
     }
     // What the instance was asked to do since the last call.
-    std::string done() {
-        std::string text;
-        for (const auto& move : std::exchange(owner_.moves, {})) {
-            text += move.first;
-        }
-        for (const auto& removal : std::exchange(owner_.deleted, {})) {
-            text += "deleted " + std::to_string(removal.second);
-        }
-        return text;
-    }
+    std::vector<std::string> asked() { return std::exchange(owner_.asked, {}); }
 
     std::unique_ptr<Authenticator> authenticator_;
 };
 
 TEST_F(AuthenticatorTest, ActsOnTheServersDecision) {
-    struct Case {
+    const struct {
         AUTH_MODE mode;
         std::uint8_t code;
         const char* attributes;
-        const char* done;
+        std::vector<std::string> asked;
+    } cases[] = {
+        {AUTH_MODE_RADIUS, kAccept, "", {"auth"}},
+        {AUTH_MODE_RADIUS, kReject, "", {"deleted 2"}},
+        {AUTH_MODE_PORTAL_MAC, kReject, "", {"deleted 2"}},
+        {AUTH_MODE_PORTAL_MAC, kAccept, "", {}},
+        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0a 00007ed9 1f04 0001", {}},
+        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed8 1f06 00000001", {}},
+        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed9 1f06 00000001", {"macSuccess"}},
+        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed9 1f06 01000000", {"macSuccess"}},
+        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed9 1f06 00000000", {"macFailure"}},
     };
-    const Case cases[] = {
-        {AUTH_MODE_RADIUS, kAccept, "", "auth"},
-        {AUTH_MODE_RADIUS, kReject, "", "deleted 2"},
-        {AUTH_MODE_PORTAL_MAC, kReject, "", "deleted 2"},
-        {AUTH_MODE_PORTAL_MAC, kAccept, "", ""},
-        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0a 00007ed9 1f04 0001", ""},
-        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed8 1f06 00000001", ""},
-        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed9 1f06 00000001", "macSuccess"},
-        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed9 1f06 01000000", "macSuccess"},
-        {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed9 1f06 00000000", "macFailure"},
-    };
-    for (const Case& given : cases) {
+    for (const auto& given : cases) {
         build(given.mode);
         const auto client = newClient();
         if (given.mode == AUTH_MODE_RADIUS) {
@@ -78,7 +68,7 @@ TEST_F(AuthenticatorTest, ActsOnTheServersDecision) {
             EXPECT_TRUE(authenticator_->authConnectedUser(client));
         }
         answer(request(), given.code, given.attributes);
-        EXPECT_EQ(done(), given.done) << given.mode << " " << given.attributes;
+        EXPECT_EQ(asked(), given.asked) << given.mode << " " << given.attributes;
     }
 }
 
@@ -100,8 +90,7 @@ TEST_F(AuthenticatorTest, LooksUpAStationByItsAddress) {
     EXPECT_EQ(authenticator_->makeAuthenticate(client, "bob", "hello"), NOT_AUTHENTICATED);
     EXPECT_TRUE(isSilent());
     authenticator_->authConnectedUser(client);
-    EXPECT_EQ(ostrel::testing::text(request().msg.get(), LIBRAD_RADIUS_ATTR_USER_NAME),
-              "0A-1B-2C-3D-4E-5F");
+    EXPECT_EQ(request().text(LIBRAD_RADIUS_ATTR_USER_NAME), "0A-1B-2C-3D-4E-5F");
     EXPECT_EQ(client->getLogin(), "0A-1B-2C-3D-4E-5F");
     EXPECT_EQ(client->getPassword(), "PLACEHOLDR");
 }

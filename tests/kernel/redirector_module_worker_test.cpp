@@ -34,7 +34,7 @@ TEST_F(RedirectorModuleWorkerTest, TurnsEventsIntoRequests) {
 TEST_F(RedirectorModuleWorkerTest, PutsADeauthenticatedStationUnderItsWhiteListIfThatIsKnown) {
     for (const char* list : {"free", "", "unknown"}) {
         SCOPED_TRACE(list);
-        instance.setWhiteIpListData({list, ""});
+        instance.whiteListId = list;
         EXPECT_TRUE(worker.informClientDeuthenticated(client, statistics));
         std::vector<std::string> expected{word(8) + clientRecordBytes()};
         if (list == std::string("free")) {
