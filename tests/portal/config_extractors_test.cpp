@@ -3,17 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "core/json_entry.h"
-#include "portal/config_instance_message_extractor.h"
-#include "portal/config_scenario_message_extractor.h"
-#include "whitelist/white_lists_store.h"
+#include "messages/scenario_message_extractor.h"
+#include "support/radius_instance.h"
 
 namespace vesta {
 namespace {
-
-class Store final : public WhiteListsStore {
-    void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList>) override {}
-    void whiteListsClearReaction() override {}
-};
 
 class ConfigExtractors : public ::testing::Test {
 protected:
@@ -25,27 +19,9 @@ protected:
         return std::make_shared<JsonEntry>(text);
     }
 
-    std::shared_ptr<Store> store = std::make_shared<Store>();
+    std::shared_ptr<testing::SilentStore> store = std::make_shared<testing::SilentStore>();
     ConfigInstanceMessageExtractor extractor{store, "hall", "wlan0-va1"};
 };
-
-TEST_F(ConfigExtractors, ReadAnInstance) {
-    const auto vap = entry(R"({"ssid": "Guest", "captive-portal": {"enabled": "TRUE",
-        "age-timeout": "300", "verification-mode": "portal", "default-white-list": "free",
-        "acct-enable": false, "scenarios": [{"name": "a"}, {"name": "b"}]},
-        "radius": {"domain": "hall.example"}})");
-    EXPECT_EQ(extractor.extractSsid(vap), "Guest");
-    EXPECT_EQ(extractor.extractMobilityDomain(vap), "hall");
-    EXPECT_EQ(extractor.extractVereficationMode(vap), "portal");
-    EXPECT_EQ(extractor.extractRadiusDomain(vap), "hall.example");
-    EXPECT_EQ(extractor.extractWhiteIpListId(vap),
-              std::make_pair(std::string("free"), store->getWhiteListHash("free")));
-    EXPECT_TRUE(extractor.extractInstanceEnabled(vap));
-    EXPECT_FALSE(extractor.extractRadiusAccounting(vap));
-    EXPECT_EQ(extractor.extractAgeTimeout(vap), 300);
-    EXPECT_EQ(extractor.extractScenarios(vap).size(), 2U);
-    EXPECT_NE(extractor.extractRadiusConfig(vap), nullptr);
-}
 
 TEST_F(ConfigExtractors, AnswerNeutrallyForAVapWithoutTheObjects) {
     const auto vap = entry(R"({"ssid": "Guest"})");
@@ -78,14 +54,6 @@ TEST_F(ConfigExtractors, ThrowForAKeyThatIsMissingInsideAnObject) {
     EXPECT_THROW(extractor.extractRadiusAccounting(vap), ENTRY_EXCEPTION_TYPE);
     EXPECT_THROW(extractor.extractAgeTimeout(vap), ENTRY_EXCEPTION_TYPE);
     EXPECT_THROW(extractor.extractScenarios(vap), ENTRY_EXCEPTION_TYPE);
-}
-
-TEST_F(ConfigExtractors, CountScenarioIdsFromZeroForEachList) {
-    for (int list = 0; list < 2; ++list) {
-        const auto scenarios = extractor.getScenarioExtractor();
-        EXPECT_EQ(scenarios->extractID(nullptr), 0U);
-        EXPECT_EQ(scenarios->extractID(nullptr), 1U);
-    }
 }
 
 TEST_F(ConfigExtractors, PairAScenariosListWithItsHash) {

@@ -12,8 +12,8 @@
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/scenario.h"
 #include "support/fake_clock.h"
+#include "support/radius_instance.h"
 #include "support/recording_informator.h"
-#include "whitelist/white_lists_store.h"
 
 namespace vesta {
 namespace {
@@ -23,11 +23,6 @@ using ::testing::IsEmpty;
 
 const char* const kMac = "02:00:00:00:00:01";
 const char* const kIp = "10.1.0.1";
-
-class Store final : public WhiteListsStore {
-    void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList>) override {}
-    void whiteListsClearReaction() override {}
-};
 
 class ThrowingInformator final : public Informator {
     bool informClientDeuthenticated(std::shared_ptr<Client>, ClientStatisticInfo&) override {
@@ -41,14 +36,14 @@ class ThrowingInformator final : public Informator {
 class PortalInstanceTest : public ::testing::Test {
 protected:
     void build(const std::string& mode, int ageTimeout, const std::string& scenarios) {
-        vap_ = std::make_shared<JsonEntry>(
+        const auto vap = std::make_shared<JsonEntry>(
             R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
                 "acct-enable": false, "verification-mode": ")" +
             mode + R"(", "age-timeout": )" + std::to_string(ageTimeout) + R"(, "scenarios": [)" +
             scenarios + "]}}");
-        auto extractor = std::make_shared<ConfigInstanceMessageExtractor>(store_, "hall");
-        instance_ =
-            PortalInstanceFactory::buildPortalInstance("wlan0-va1", "eth0", vap_, extractor);
+        const auto extractor = std::make_shared<ConfigInstanceMessageExtractor>(
+            std::make_shared<testing::SilentStore>(), "hall");
+        instance_ = PortalInstanceFactory::buildPortalInstance("wlan0-va1", "eth0", vap, extractor);
         // Whatever another one does, the recording one is told.
         instance_->addClientsEventsInformator(std::make_shared<ThrowingInformator>());
         instance_->addClientsEventsInformator(heard_);
@@ -72,6 +67,13 @@ protected:
         instance_->checkClientsExpired();
     }
 
+    // The station is here and connected, and of that no more is told.
+    void arrive() {
+        EXPECT_TRUE(instance_->addClient(kMac, kIp, 1500));
+        round({kMac});
+        heard_->take();
+    }
+
     int login(const std::string& password = "secret") {
         return instance_->authenticateClient(byIp_, "bob", password);
     }
@@ -82,8 +84,6 @@ protected:
     }
 
     testing::FakeClock clock_;
-    std::shared_ptr<Store> store_ = std::make_shared<Store>();
-    std::shared_ptr<MessageEntry> vap_;
     std::shared_ptr<PortalInstance> instance_;
     std::shared_ptr<testing::RecordingInformator> heard_ =
         std::make_shared<testing::RecordingInformator>();
@@ -111,9 +111,7 @@ TEST_F(PortalInstanceTest, WalksALocalLoginToItsAccess) {
 
 TEST_F(PortalInstanceTest, ForgetsAStationThatLeavesBeforeItsLogin) {
     buildUsual();
-    instance_->addClient(kMac, kIp, 1500);
-    round({kMac});
-    heard_->take();
+    arrive();
     round({});
     EXPECT_THAT(heard_->take(), ElementsAre("removed 02:00:00:00:00:01 4"));
     EXPECT_EQ(state(), "gone");
@@ -121,8 +119,7 @@ TEST_F(PortalInstanceTest, ForgetsAStationThatLeavesBeforeItsLogin) {
 
 TEST_F(PortalInstanceTest, KeepsAnAuthorisedStationUntilItAgesOut) {
     buildUsual("local", R"(, "away-timeout": 60)");
-    instance_->addClient(kMac, kIp, 1500);
-    round({kMac});
+    arrive();
     login();
     heard_->take();
     round({});
@@ -170,8 +167,7 @@ TEST_F(PortalInstanceTest, MovesAStationOnWhenItsTrafficIsUsedUp) {
 
 TEST_F(PortalInstanceTest, RemovesAStationWhoseScenariosRanOut) {
     buildUsual("local", R"(, "max-session-time": 10)");
-    instance_->addClient(kMac, kIp, 1500);
-    round({kMac});
+    arrive();
     login();
     heard_->take();
     clock_.advanceSeconds(9);
@@ -218,8 +214,7 @@ TEST_F(PortalInstanceTest, ChangesNothingForAClientThatIsGone) {
     buildUsual();
     const auto keeper = std::make_shared<Keeper>();
     instance_->addClientsEventsInformator(keeper);
-    instance_->addClient(kMac, kIp, 1500);
-    round({kMac});
+    arrive();
     round({});
     heard_->take();
     ASSERT_NE(keeper->kept, nullptr);
@@ -258,8 +253,7 @@ TEST_F(PortalInstanceTest, LetsThePortalSetScenariosWhereItIsManaged) {
 
 TEST_F(PortalInstanceTest, BoundsTheStationsThatNeverConnected) {
     buildUsual();
-    instance_->addClient(kMac, kIp, 1500);
-    round({kMac});
+    arrive();
     const auto mac = [](unsigned n) {
         char text[18];
         std::snprintf(text, sizeof text, "06:00:00:%02x:%02x:%02x", n >> 16 & 255U, n >> 8 & 255U,

@@ -58,24 +58,20 @@ protected:
         ClientIdentity identity("", ip, "", "");
         return instance_->authenticateClient(identity, name, "hello");
     }
-    // The request of that code that came last; answers accounting on the way.
-    std::optional<rad::Packet> request(std::uint8_t code = LIBRAD_RADIUS_CODE_ACCESS_REQUEST) {
+    // The login that came last; answers accounting on the way.
+    std::optional<rad::Packet> request() {
         std::optional<rad::Packet> found;
-        for (;;) {
-            librad_eloop_step();
-            auto packet = server_.receive();
-            if (!packet) {
-                return found;
-            }
-            if (packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST) {
+        librad_eloop_step();
+        while (auto packet = server_.receive()) {
+            if (packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCESS_REQUEST) {
+                found = std::move(packet);
+            } else {
                 server_.deliver(rad::makeAnswer(*packet, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE,
                                                 rad::Mac::none, "", kSecret),
                                 packet->from);
             }
-            if (packet->bytes[0] == code) {
-                found = std::move(packet);
-            }
         }
+        return found;
     }
     void answer(const std::optional<rad::Packet>& to, std::uint8_t code,
                 const std::string& attributes = "") {
@@ -93,22 +89,6 @@ protected:
         std::make_shared<testing::RecordingInformator>();
     std::shared_ptr<PortalInstanceInterface> instance_;
 };
-
-TEST_F(RadiusInstanceTest, OpensAccessWhenTheServerAccepts) {
-    build("radius", true);
-    add();
-    heard_->take();
-    EXPECT_EQ(login("bob"), 1);
-    EXPECT_THAT(heard_->take(), IsEmpty());
-    const auto asked = request();
-    answer(asked, kAccept, "1906 676f6c64");
-    EXPECT_THAT(heard_->take(), ElementsAre("authenticated 02:00:00:00:00:01"));
-    const auto start = request(LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST);
-    ASSERT_TRUE(start.has_value());
-    EXPECT_EQ(rad::text(start->msg.get(), LIBRAD_RADIUS_ATTR_CLASS), "gold");
-    EXPECT_EQ(rad::text(start->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID),
-              rad::text(asked->msg.get(), LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID));
-}
 
 TEST_F(RadiusInstanceTest, ChangesNothingWhenAnAnswerComesAfterTheStationWasRemoved) {
     build("radius");
@@ -153,13 +133,12 @@ TEST_F(RadiusInstanceTest, DoesNotStartWithoutItsServers) {
 TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
     const std::string phone = "02:00:00:00:00:0a";
     const std::string laptop = "02:00:00:00:00:0b";
-    struct Case {
+    const struct {
         std::string mac;
         bool withSession;  // the laptop's
         std::string name;
         std::string gone;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {laptop, false, "", laptop},
         {"", false, "bob", phone},
         {"", true, "", laptop},
@@ -171,7 +150,7 @@ TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
         {"02:00:00:00:00:0c", false, "bob", ""},
         {"", false, "alice", ""},
     };
-    for (const Case& given : cases) {
+    for (const auto& given : cases) {
         build("local", true);
         add(phone, "10.1.0.10");
         login("bob", "10.1.0.10");
