@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "messages/client_message_extractor.h"
-#include "ostrel/librad.h"
 #include "scenario/manageable_scenario_sequence.h"
 #include "support/fake_clock.h"
 #include "support/fake_portal_instance.h"
@@ -36,16 +35,6 @@ protected:
     FakePortalInstance owner_;
 };
 
-TEST_F(ClientTest, StartsItsFirstScenario) {
-    const auto client = makeClient("10.0.0.1");
-    clock_.advanceSeconds(100);
-    EXPECT_FALSE(client->checkScenarioExpire());
-    clock_.advanceSeconds(1);
-    EXPECT_TRUE(client->checkScenarioExpire());
-    EXPECT_EQ(client->getInterface(), "wlan0-va1");
-    EXPECT_EQ(client->getMtu(), 1500U);
-}
-
 TEST_F(ClientTest, IsConnectedAsLongAsRecordsCome) {
     const auto client = makeClient("10.0.0.1");
     ClientStatisticInfo record;
@@ -72,16 +61,6 @@ TEST_F(ClientTest, IsFoundByIpMacOrLogin) {
     EXPECT_TRUE(client->isThatYou({otherMac, "10.0.0.1", "", ""}));
     EXPECT_TRUE(client->isThatYou({otherMac, "", "", "anna"}));
     EXPECT_FALSE(client->isThatYou({otherMac, "10.0.0.10", "anna", "ann"}));
-}
-
-TEST_F(ClientTest, TakesItsSessionIdFromTheStationRecord) {
-    const auto client = makeClient("");
-    EXPECT_EQ(client->getSessionId(), "");
-    librad_radius_sta_info record;
-    record.acctSessionIdHigh = 1;
-    record.acctSessionIdLow = 255;
-    client->setRadiusSta(&record);
-    EXPECT_EQ(client->getSessionId(), "00000001-000000FF");
 }
 
 TEST_F(ClientTest, AnswersFromItsCurrentScenario) {

@@ -62,17 +62,6 @@ TEST(ManageableScenarioSequence, FallsBackToTheNextId) {
         << last;
 }
 
-TEST(ManageableScenarioSequence, PicksTheWayOnAfterMacAuthentication) {
-    const auto managed = sequence<ManageableScenarioSequence>(
-        {R"({"type": "drop", "id": 0, "name": "wait", "good": "guest", "bad": "over"})", kGuest,
-         kOver});
-    EXPECT_TRUE(managed->setMacAuthFailureScenario());
-    EXPECT_EQ(currentOf(*managed), "over");
-    EXPECT_TRUE(managed->setCurrentScenario("wait"));
-    EXPECT_TRUE(managed->setMacAuthSuccessScenario());
-    EXPECT_EQ(currentOf(*managed), "guest");
-}
-
 TEST(ManageableScenarioSequence, EntersByIdWithTheSessionAlreadySpent) {
     testing::FakeClock clock;
     const auto managed = sequence<ManageableScenarioSequence>({kLogin, kGuest});
