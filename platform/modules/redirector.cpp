@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "ostrel/modules.h"
 #include "ostrel/mutex.h"
@@ -21,6 +22,8 @@ constexpr std::size_t kWord = sizeof(std::uint32_t);
 constexpr std::size_t kChunk = 1032;
 constexpr std::size_t kGateway = 52;
 constexpr std::int32_t kMaxErrno = 4095;
+constexpr unsigned long kNoRequest = 0;
+constexpr unsigned long kSetNotified = 13;
 
 // The bytes that a request takes along, and those that its answer brings behind the result.
 struct Sizes {
@@ -37,7 +40,7 @@ std::optional<Sizes> sizesOf(unsigned long number) {
         case 10:
         case 11:
             return Sizes{46, 0};
-        case 13:  // whom to notify
+        case kSetNotified:
             return Sizes{kWord, 0};
         case 19:  // white list of a station
             return Sizes{26, 0};
@@ -63,11 +66,13 @@ int fail(int error) {
 class Redirector final : public ModuleControl {
 public:
     int request(unsigned long number, void* argument) override EXCLUDES(mutex_);
+    bool renewed() override EXCLUDES(mutex_);
 
 private:
-    bool openKernel() REQUIRES(mutex_);
-    int ask(unsigned long number, const Sizes& sizes, void* argument) REQUIRES(mutex_);
-    bool connectTo(const Deadline& deadline) REQUIRES(mutex_);
+    bool ready(unsigned long number, const Deadline& deadline) REQUIRES(mutex_);
+    bool isOpen() REQUIRES(mutex_);
+    bool open(const Deadline& deadline) REQUIRES(mutex_);
+    int issue(unsigned long number, void* argument, const Deadline& deadline) REQUIRES(mutex_);
     bool send(unsigned long number, const Sizes& sizes, const void* argument,
               const Deadline& deadline) REQUIRES(mutex_);
     std::optional<std::int32_t> receive(const Sizes& sizes, void* argument,
@@ -78,6 +83,8 @@ private:
     Fd kernel_ GUARDED_BY(mutex_);
     Fd server_ GUARDED_BY(mutex_);
     Health health_ GUARDED_BY(mutex_){"redirector module"};
+    std::optional<std::uint32_t> notified_ GUARDED_BY(mutex_);  // by the last such request
+    bool renewed_ GUARDED_BY(mutex_) = false;
 };
 
 int Redirector::request(unsigned long number, void* argument) {
@@ -89,49 +96,66 @@ int Redirector::request(unsigned long number, void* argument) {
         return fail(EFAULT);
     }
     const MutexLock lock(mutex_);
-    if (openKernel()) {
-        return ioctl(kernel_.get(), number, argument) < 0 ? -1 : 0;
-    }
-    return errno == ENOENT ? ask(number, *sizes, argument) : -1;
-}
-
-bool Redirector::openKernel() {
-    if (!kernel_.valid()) {
-        kernel_.reset(open(kRedirectorPath, O_RDWR | O_CLOEXEC));
-    }
-    return kernel_.valid();
-}
-
-int Redirector::ask(unsigned long number, const Sizes& sizes, void* argument) {
-    if (health_.resting()) {
-        return fail(EIO);
-    }
     const Deadline deadline(kAnswerBound);
-    if (!connectTo(deadline)) {
-        return -1;
+    const bool reached = ready(number, deadline);
+    if (number == kSetNotified) {
+        // Also where nobody is there to hear it: whoever comes later is told.
+        std::memcpy(&notified_.emplace(), argument, kWord);
     }
-    if (!send(number, sizes, argument, deadline)) {
-        return fail(EIO);
-    }
-    const std::optional<std::int32_t> result = receive(sizes, argument, deadline);
-    if (!result.has_value()) {
-        return fail(EIO);
-    }
-    health_.good();
-    return *result == 0 ? 0 : fail(-*result);
+    return reached ? issue(number, argument, deadline) : -1;
 }
 
-// Something to read before the request is sent is the end of the connection, or an answer to an
-// earlier request, which must not be taken for this one's.
-bool Redirector::connectTo(const Deadline& deadline) {
+bool Redirector::renewed() {
+    const MutexLock lock(mutex_);
+    if (notified_.has_value()) {
+        static_cast<void>(ready(kNoRequest, Deadline(kAnswerBound)));
+    }
+    return std::exchange(renewed_, false);
+}
+
+// Makes the way ready for request `number`. Who is reached anew may be somebody else than before:
+// the first that it hears is whom to notify.
+bool Redirector::ready(unsigned long number, const Deadline& deadline) {
+    if (isOpen()) {
+        return true;
+    }
+    if (!open(deadline)) {
+        return false;
+    }
+    if (!notified_.has_value()) {
+        return true;
+    }
+    if (number != kSetNotified) {
+        issue(kSetNotified, &*notified_, deadline);
+        if (!kernel_.valid() && !server_.valid()) {
+            return false;
+        }
+    }
+    renewed_ = true;
+    return true;
+}
+
+// Something to read before a request is sent is the end of the connection, or an answer to an
+// earlier request, which must not be taken for the next one's.
+bool Redirector::isOpen() {
     char byte = 0;
     if (server_.valid() && (recv(server_.get(), &byte, 1, MSG_DONTWAIT | MSG_PEEK) >= 0 ||
                             (errno != EAGAIN && errno != EWOULDBLOCK))) {
         server_.reset();
     }
-    if (!server_.valid()) {
-        server_ = modules::connectServer(modules::serverDirectory() + "/redirector", deadline);
+    return kernel_.valid() || server_.valid();
+}
+
+bool Redirector::open(const Deadline& deadline) {
+    kernel_.reset(::open(kRedirectorPath, O_RDWR | O_CLOEXEC));
+    if (kernel_.valid() || errno != ENOENT) {
+        return kernel_.valid();
     }
+    if (health_.resting()) {
+        errno = EIO;
+        return false;
+    }
+    server_ = modules::connectServer(modules::serverDirectory() + "/redirector", deadline);
     if (server_.valid()) {
         return true;
     }
@@ -143,6 +167,22 @@ bool Redirector::connectTo(const Deadline& deadline) {
     }
     errno = error;
     return false;
+}
+
+int Redirector::issue(unsigned long number, void* argument, const Deadline& deadline) {
+    if (kernel_.valid()) {
+        return ioctl(kernel_.get(), number, argument) < 0 ? -1 : 0;
+    }
+    const Sizes sizes = *sizesOf(number);
+    if (!send(number, sizes, argument, deadline)) {
+        return fail(EIO);
+    }
+    const std::optional<std::int32_t> result = receive(sizes, argument, deadline);
+    if (!result.has_value()) {
+        return fail(EIO);
+    }
+    health_.good();
+    return *result == 0 ? 0 : fail(-*result);
 }
 
 bool Redirector::send(unsigned long number, const Sizes& sizes, const void* argument,

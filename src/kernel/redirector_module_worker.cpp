@@ -4,7 +4,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -25,13 +24,6 @@ constexpr int kMostInARow = 1000;
 // though the socket is empty for a moment.
 constexpr int kBurstGapMilliseconds = 10;
 constexpr std::int64_t kRecoverySeconds = 1;
-// A name in a client record leaves room for the terminator.
-constexpr std::size_t kLongestName = 15;
-
-RedirectorClientRecord recordOf(const Client& client) {
-    return makeClientRecord(client.getMacAddress(), client.getInterface(), client.getIpAddress(),
-                            kLongestName);
-}
 
 }  // namespace
 
@@ -115,9 +107,6 @@ void RedirectorModuleWorker::notificationsFailed(const char* call, int error) {
 }
 
 void RedirectorModuleWorker::recover() {
-    if (notifySocket_.valid() && !moduleAway_.load(std::memory_order_relaxed)) {
-        return;
-    }
     const std::int64_t now = ostrel::monotonicSeconds();
     if (now < nextRecovery_) {
         return;
@@ -129,8 +118,43 @@ void RedirectorModuleWorker::recover() {
             return;
         }
         logger().Error("%s: notifications of new stations come in again\n", name_.c_str());
+        announcePid();
     }
-    announcePid();
+    if (control_->renewed()) {
+        tellAgain();
+    }
+}
+
+void RedirectorModuleWorker::tellAgain() {
+    std::optional<RedirectorStationKey> last;
+    {
+        const MutexLock lock(toldMutex_);
+        logger().Warning("%s: the module is back, telling it %zu white lists and %zu stations\n",
+                         name_.c_str(), lists_.size(), stations_.size());
+        // One that only was silent still has what it was told to forget meanwhile.
+        request(RedirectorRequest::REDIRECTOR_WIPE_ALL_CLIENTS, nullptr);
+        request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
+        for (const auto& entry : lists_) {
+            sendList(*entry.second.list, entry.second.id);
+        }
+    }
+    while (tellStationAfter(last)) {
+    }
+}
+
+bool RedirectorModuleWorker::tellStationAfter(std::optional<RedirectorStationKey>& last) {
+    const MutexLock lock(toldMutex_);
+    const auto next = last.has_value() ? stations_.upper_bound(*last) : stations_.begin();
+    if (next == stations_.end()) {
+        return false;
+    }
+    last = next->first;
+    ToldStation& station = next->second;
+    request(station.state, station.record.data());
+    if (station.listId != 0) {
+        sendStationList(station.record, station.listId);
+    }
+    return true;
 }
 
 std::string RedirectorModuleWorker::getProxyIPv4() {
@@ -139,66 +163,6 @@ std::string RedirectorModuleWorker::getProxyIPv4() {
     const std::string text = DataParser::castRowIpToString(address.data());
     logger().Debug("%s: Get proxy IPv4 from kernel %s\n", name_.c_str(), text.c_str());
     return text;
-}
-
-bool RedirectorModuleWorker::insertWhiteList(std::shared_ptr<WhiteAddressesList> list) {
-    const std::uint32_t id = reserveListId(list->getName());
-    logger().Debug("%s.%s: insert white list %s to recirector with id %d\n", name_.c_str(),
-                   "insertWhiteList", list->getHash().c_str(), static_cast<int>(id));
-    sendAddresses(*list, id);
-    sendStrings(RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS, id, list->domain_cbegin(),
-                list->domain_cend());
-    sendStrings(RedirectorRequest::REDIRECTOR_ADD_WHITE_REGEXPS, id, list->regexp_cbegin(),
-                list->regexp_cend());
-    return true;
-}
-
-bool RedirectorModuleWorker::wipeWhiteLists() {
-    logger().Debug("%s,%d,wipe all white lists in redirector\n", "wipeWhiteLists", 368);
-    {
-        const MutexLock lock(listsMutex_);
-        whiteListIds_.clear();
-    }
-    request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
-    return true;
-}
-
-void RedirectorModuleWorker::setClientWhiteList(std::shared_ptr<Client> client) {
-    const std::string listName = client->getWhiteIpListId();
-    if (listName.empty()) {
-        logger().Warning("%s,%d,Client %s does't has any white list\n", "setClientWhiteList", 235,
-                         client->getMacAddress().c_str());
-        return;
-    }
-    std::uint32_t id = 0;
-    {
-        const MutexLock lock(listsMutex_);
-        const auto found = whiteListIds_.find(listName);
-        id = found == whiteListIds_.end() ? 0 : found->second;
-    }
-    if (id == 0) {
-        logger().Warning("%s,%d,White list with id %s not found in redirector\n",
-                         "setClientWhiteList", 242, listName.c_str());
-        if (logger().isDebug()) {
-            logger().Debug("%s,%d,Full list is '%s'\n", "setClientWhiteList", 245,
-                           to_string().c_str());
-        }
-        return;
-    }
-    logger().Debug("%s,%d,For client %s on interface %s with list id %d\n", "setClientWhiteList",
-                   252, client->getMacAddress().c_str(), client->getInterface().c_str(),
-                   static_cast<int>(id));
-    RedirectorClientWhiteListRecord record = makeClientWhiteListRecord(recordOf(*client), id);
-    request(RedirectorRequest::REDIRECTOR_SET_CLIENT_WHITE_LIST, record.data());
-}
-
-std::string RedirectorModuleWorker::to_string() const {
-    std::string text = "Userspace to kernelspace white lists map: ";
-    const MutexLock lock(listsMutex_);
-    for (const auto& [name, id] : whiteListIds_) {
-        text += "\nhash = " + name + " / redirector id = " + std::to_string(id);
-    }
-    return text + "\n";
 }
 
 bool RedirectorModuleWorker::informClientAuthenticated(std::shared_ptr<Client> client,
@@ -238,17 +202,12 @@ bool RedirectorModuleWorker::informClientRemoved(std::shared_ptr<Client> client,
 }
 
 void RedirectorModuleWorker::announcePid() {
-    // Cleared first: the request below sets it again when it fails.
-    moduleAway_.store(false, std::memory_order_relaxed);
     std::uint32_t pid = static_cast<std::uint32_t>(getpid());
     request(RedirectorRequest::REDIRECTOR_SET_NOTIFY_PID, &pid);
 }
 
 void RedirectorModuleWorker::request(RedirectorRequest number, void* argument) {
-    if (control_->request(static_cast<unsigned long>(number), argument) != 0 &&
-        (errno == ENOENT || errno == EIO)) {
-        moduleAway_.store(true, std::memory_order_relaxed);
-    }
+    control_->request(static_cast<unsigned long>(number), argument);
 }
 
 void RedirectorModuleWorker::logClientEvent(const char* event, const Client& client) const {
@@ -256,65 +215,22 @@ void RedirectorModuleWorker::logClientEvent(const char* event, const Client& cli
                    client.getMacAddress().c_str(), client.getInterface().c_str());
 }
 
+RedirectorClientRecord RedirectorModuleWorker::recordOf(const Client& client) {
+    // Room for the terminator stays in the name's field.
+    constexpr std::size_t kLongestName = 15;
+    return makeClientRecord(client.getMacAddress(), client.getInterface(), client.getIpAddress(),
+                            kLongestName);
+}
+
 void RedirectorModuleWorker::clientRequest(RedirectorRequest number, const Client& client) {
     RedirectorClientRecord record = recordOf(client);
+    const MutexLock lock(toldMutex_);
+    if (number == RedirectorRequest::REDIRECTOR_WIPE_CLIENT) {
+        stations_.erase(stationOf(record));
+    } else {
+        stations_[stationOf(record)] = {number, 0, record};
+    }
     request(number, record.data());
-}
-
-// One more than the largest id in use.
-std::uint32_t RedirectorModuleWorker::reserveListId(const std::string& name) {
-    const MutexLock lock(listsMutex_);
-    std::uint32_t largest = 0;
-    for (const auto& entry : whiteListIds_) {
-        largest = std::max(largest, entry.second);
-    }
-    whiteListIds_.emplace(name, largest + 1);
-    return largest + 1;
-}
-
-void RedirectorModuleWorker::sendAddresses(const WhiteAddressesList& list, std::uint32_t id) {
-    AddressChunk chunk(id);
-    for (auto entry = list.ip_cbegin(); entry != list.ip_cend(); ++entry) {
-        if (chunk.full()) {
-            request(RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS, chunk.bytes().data());
-            chunk.clear();
-        }
-        chunk.add(entry->first, entry->second);
-        if (logger().isDebug()) {
-            logger().Debug("For white list %d add ip address\t%s subnet mask %s\n",
-                           static_cast<int>(id),
-                           DataParser::castRowIpToString(in_addr{entry->first}).c_str(),
-                           DataParser::castRowIpToString(in_addr{entry->second}).c_str());
-        }
-    }
-    if (!chunk.empty()) {
-        request(RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS, chunk.bytes().data());
-    }
-}
-
-void RedirectorModuleWorker::sendStrings(RedirectorRequest number, std::uint32_t id,
-                                         WhiteAddressesList::Strings::const_iterator first,
-                                         WhiteAddressesList::Strings::const_iterator last) {
-    StringChunk chunk(id);
-    for (auto text = first; text != last; ++text) {
-        if (StringChunk::neverFits(*text)) {
-            logger().Warning("White list %u: entry of %zu bytes is too long, skipped\n", id,
-                             text->size());
-            continue;
-        }
-        if (!chunk.fits(*text)) {
-            request(number, chunk.bytes().data());
-            chunk.clear();
-        }
-        chunk.add(*text);
-        // The record names domains and patterns alike by the command for domains.
-        logger().Debug(
-            "For white list %d send to redirect command %d with string: %s\n", static_cast<int>(id),
-            static_cast<int>(RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS), text->c_str());
-    }
-    if (!chunk.empty()) {
-        request(number, chunk.bytes().data());
-    }
 }
 
 }  // namespace vesta

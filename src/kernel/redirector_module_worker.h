@@ -5,13 +5,14 @@
 // reports to the portal.
 //
 // Threads: handle() and start() run on the worker's own thread; everything else may be called from
-// any thread, the informator's operations under an instance's lock. The map of the lists' ids has a
-// leaf lock, which is held during no request.
+// any thread, the informator's operations under an instance's lock. What the module was told has a
+// leaf lock, which is held until the module has been told, so that a module that has lost it all is
+// never told again what was taken back meanwhile.
 
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/mutex.h"
@@ -25,7 +26,8 @@ namespace vesta {
 class RedirectorModuleWorker final : public KernelWorker {
 public:
     // Opens the way to the module and empties it of stations and lists. Where there is no module
-    // the worker goes on without, says so once, and looks for it again at later passes.
+    // the worker goes on without, says so once, and looks for it again at later passes; one that
+    // comes late or comes back is told what it missed.
     explicit RedirectorModuleWorker(StationReceiver& portal);
     ~RedirectorModuleWorker() override = default;
 
@@ -35,38 +37,61 @@ public:
     void start() override;
 
     std::string getProxyIPv4() override;
-    // Loads the list under an id of its own. Always true. Lists that are inserted at the same time
-    // get different ids, but the caller keeps their chunks apart.
-    bool insertWhiteList(std::shared_ptr<WhiteAddressesList>) override EXCLUDES(listsMutex_);
+    // Loads the list under an id of its own, and keeps it for a module that has to be told again.
+    // Always true.
+    bool insertWhiteList(std::shared_ptr<WhiteAddressesList>) override EXCLUDES(toldMutex_);
     // Empties the module of lists; ids start at 1 again. Always true.
-    bool wipeWhiteLists() override EXCLUDES(listsMutex_);
+    bool wipeWhiteLists() override EXCLUDES(toldMutex_);
     // Tells the module which list the station has; does nothing for a station without a list, or
     // with one that was not inserted.
-    void setClientWhiteList(std::shared_ptr<Client>) EXCLUDES(listsMutex_);
+    void setClientWhiteList(std::shared_ptr<Client>) EXCLUDES(toldMutex_);
     // The names and ids of the inserted lists, for log records.
-    [[nodiscard]] std::string to_string() const EXCLUDES(listsMutex_);
+    [[nodiscard]] std::string to_string() const EXCLUDES(toldMutex_);
 
-    bool informClientAuthenticated(std::shared_ptr<Client>, ClientStatisticInfo&) override;
+    bool informClientAuthenticated(std::shared_ptr<Client>, ClientStatisticInfo&) override
+        EXCLUDES(toldMutex_);
     bool informUpdateClient(std::shared_ptr<Client>, ClientStatisticInfo&) override;
-    bool informClientDeuthenticated(std::shared_ptr<Client>, ClientStatisticInfo&) override;
-    bool informClientDrop(std::shared_ptr<Client>, ClientStatisticInfo&) override;
-    bool informClientRemoved(std::shared_ptr<Client>, ClientStatisticInfo&) override;
+    bool informClientDeuthenticated(std::shared_ptr<Client>, ClientStatisticInfo&) override
+        EXCLUDES(toldMutex_);
+    bool informClientDrop(std::shared_ptr<Client>, ClientStatisticInfo&) override
+        EXCLUDES(toldMutex_);
+    bool informClientRemoved(std::shared_ptr<Client>, ClientStatisticInfo&) override
+        EXCLUDES(toldMutex_);
 
 private:
+    struct ToldList {
+        std::uint32_t id;
+        std::shared_ptr<WhiteAddressesList> list;
+    };
+    struct ToldStation {
+        RedirectorRequest state{};
+        std::uint32_t listId = 0;  // 0: none
+        RedirectorClientRecord record{};
+    };
+
     // Waits until a notification can be read: greater than 0, 0 after the time, -1 with errno.
     int awaitNotification(int milliseconds) const;
     // Reports the failure and takes the socket for lost until it can be opened anew.
     void notificationsFailed(const char* call, int error);
-    // Opens what is lost and has the module know of it, at most once a second.
-    void recover();
+    // Makes good what is lost, at most once a second.
+    void recover() EXCLUDES(toldMutex_);
+    // Empties the module and tells it all lists and stations again.
+    void tellAgain() EXCLUDES(toldMutex_);
+    // Tells the module of the station behind `last`, which becomes that one; false behind the last.
+    // One at a time, so that nobody's event waits for thousands.
+    bool tellStationAfter(std::optional<RedirectorStationKey>& last) EXCLUDES(toldMutex_);
 
     void announcePid();
     // One request. Nobody depends on the module's taking it; the library reports its absence.
     void request(RedirectorRequest number, void* argument);
     void logClientEvent(const char* event, const Client& client) const;
-    void clientRequest(RedirectorRequest number, const Client& client);
-    std::uint32_t reserveListId(const std::string& name) EXCLUDES(listsMutex_);
+    static RedirectorClientRecord recordOf(const Client& client);
+    void clientRequest(RedirectorRequest number, const Client& client) EXCLUDES(toldMutex_);
+    std::uint32_t nextListId() const REQUIRES(toldMutex_);
+    std::string listsText() const REQUIRES(toldMutex_);
+    void sendList(const WhiteAddressesList& list, std::uint32_t id);
     void sendAddresses(const WhiteAddressesList& list, std::uint32_t id);
+    void sendStationList(const RedirectorClientRecord& station, std::uint32_t listId);
     void sendStrings(RedirectorRequest number, std::uint32_t id,
                      WhiteAddressesList::Strings::const_iterator first,
                      WhiteAddressesList::Strings::const_iterator last);
@@ -74,10 +99,9 @@ private:
     ostrel::Fd notifySocket_;
     std::int64_t nextRecovery_ = 0;  // monotonic seconds
     std::unique_ptr<ostrel::ModuleControl> control_;
-    // A module that is back may be a new one, which does not know whom to notify.
-    std::atomic<bool> moduleAway_{false};
-    mutable Mutex listsMutex_;
-    std::map<std::string, std::uint32_t> whiteListIds_ GUARDED_BY(listsMutex_);  // by list name
+    mutable Mutex toldMutex_;
+    std::map<std::string, ToldList> lists_ GUARDED_BY(toldMutex_);  // by list name
+    std::map<RedirectorStationKey, ToldStation> stations_ GUARDED_BY(toldMutex_);
 };
 
 }  // namespace vesta

@@ -54,6 +54,12 @@ RedirectorClientRecord makeClientRecord(const std::string& mac, const std::strin
     return record;
 }
 
+RedirectorStationKey stationOf(const RedirectorClientRecord& client) {
+    RedirectorStationKey key{};
+    std::copy_n(client.begin(), key.size(), key.begin());
+    return key;
+}
+
 RedirectorClientWhiteListRecord makeClientWhiteListRecord(const RedirectorClientRecord& client,
                                                           std::uint32_t listId) {
     RedirectorClientWhiteListRecord record{};

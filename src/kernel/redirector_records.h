@@ -34,6 +34,11 @@ using RedirectorClientRecord = std::array<unsigned char, 46>;
 RedirectorClientRecord makeClientRecord(const std::string& mac, const std::string& interfaceName,
                                         const std::string& ip, std::size_t longestName);
 
+// What tells the stations apart: MAC and interface name, as they open a client record.
+using RedirectorStationKey = std::array<unsigned char, 22>;
+
+RedirectorStationKey stationOf(const RedirectorClientRecord& client);
+
 // Which list a station has: MAC and interface name of its client record, then the list's id.
 using RedirectorClientWhiteListRecord = std::array<unsigned char, 26>;
 

@@ -30,6 +30,8 @@ public:
     AnsweringRedirector(const AnsweringRedirector&) = delete;
     AnsweringRedirector& operator=(const AnsweringRedirector&) = delete;
 
+    // Ends the connection, on which something has been requested.
+    void hangUp() { shutdown(server_.connection.get(), SHUT_RDWR); }
     // The requests since the last call.
     std::vector<std::string> take() { return requests_.take(); }
 
@@ -75,6 +77,12 @@ protected:
     RedirectorTest() { startModule(); }
 
     void startModule() { module = std::make_unique<AnsweringRedirector>(path("redirector")); }
+
+    // Another module takes the place of the one that is there, and of its memory.
+    void restartModule() {
+        module->hangUp();
+        startModule();
+    }
 
     RecordingPortal portal;
     std::unique_ptr<AnsweringRedirector> module;

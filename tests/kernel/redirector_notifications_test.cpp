@@ -115,7 +115,7 @@ TEST_F(RedirectorNotificationsTest, ALostSocketIsReportedOnceAndOpenedAnew) {
     clock.monotonic += 1000000;
     EXPECT_TRUE(worker->handle());
     EXPECT_EQ(errors(), 2);
-    EXPECT_THAT(module->take(), ElementsAre(word(13) + word(getpid())));
+    EXPECT_THAT(module->take(), ElementsAre(word(13) + word(getpid()), word(24), word(23)));
     Notifier(notifyPath()).send(Notifier::station(1));
     EXPECT_TRUE(worker->handle());
     EXPECT_EQ(portal.stations.take().size(), 1U);

@@ -28,8 +28,14 @@ public:
     virtual ~ModuleControl() = default;
     // Issues one request: `argument` is the record of that request (null where it has none), and is
     // filled where the module answers with one. 0, or -1 with errno set; EIO when a server gave no
-    // answer within one second.
+    // answer within one second. After a loss, a request first makes a new connection; on it the
+    // last request 13, if there was one, goes out before anything else.
     virtual int request(unsigned long number, void* argument) = 0;
+    // Looks after the way to the module while nothing is requested: a loss is noticed, and made
+    // good as above. True once after each time that a module was reached anew, here or by a
+    // request: but for request 13 it may know nothing of what was requested before. Never true
+    // before a request 13.
+    virtual bool renewed() = 0;
 };
 
 // Opens the redirector's control file. Never null: where nothing is there, every request fails with

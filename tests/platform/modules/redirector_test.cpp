@@ -74,6 +74,34 @@ TEST_F(RedirectorTest, WithoutAServerItIsNotThereAndALaterOneIsFound) {
     }
 }
 
+TEST_F(RedirectorTest, EveryLaterConnectionBeginsWithWhomToNotify) {
+    std::uint32_t pid = 4711;
+    EXPECT_EQ(ask(13, &pid), ENOENT);
+    EXPECT_FALSE(control->renewed());
+    for (const bool busy : {true, false}) {
+        SCOPED_TRACE(busy);
+        FakeServer server(path("redirector"));
+        auto result = std::async(std::launch::async,
+                                 [&] { return busy ? ask(24, nullptr) == 0 : control->renewed(); });
+        server.accept();
+        EXPECT_EQ(server.receive(), word(13) + word(4711));
+        server.send(word(-EPERM));
+        if (busy) {
+            EXPECT_EQ(server.receive(), word(24));
+            server.send(word(0));
+        }
+        EXPECT_TRUE(result.get());
+        EXPECT_EQ(control->renewed(), busy) << "also told of what a request found, and once";
+        EXPECT_FALSE(control->renewed());
+    }
+    FakeServer server(path("redirector"));
+    auto result = std::async(std::launch::async, [&] { return control->renewed(); });
+    server.accept();
+    server.receive();
+    server.connection.reset();
+    EXPECT_FALSE(result.get()) << "it went before it was told whom to notify";
+}
+
 TEST_F(RedirectorTest, AnAnswerThatMakesNoSenseEndsTheConnection) {
     FakeServer server(path("redirector"));
     for (const std::string& answer : {word(0) + "x", std::string("abc"), word(1), word(-4096),
