@@ -38,27 +38,6 @@ TEST(Logger, TakesTheReportsOfThePlatformUntilThereIsNoFileName) {
     EXPECT_EQ(log.records(), (Records{"|ERROR|100%n", "|WARNING|b", "|DEBUG|c"}));
 }
 
-TEST(Logger, NamesTheKeyThatTheConfigurationLacks) {
-    const struct {
-        const char *document, *complaint;
-    } rows[] = {
-        {"{}", "\"captive-portal\" of \"the document\" is missing"},
-        {R"({"captive-portal": {}})", "\"logfile\" of \"captive-portal\" is missing"},
-        {R"({"captive-portal": {"logfile": "", "loglevel": 1.5}})",
-         "\"loglevel\" of \"captive-portal\" has the wrong type"},
-        {R"({"captive-portal": {"logfile": "", "loglevel": 1}})",
-         "\"logfile-limit\" of \"captive-portal\" is missing"},
-    };
-    for (const auto& row : rows) {
-        Logger fresh;
-        testing::internal::CaptureStderr();
-        EXPECT_THROW(fresh.setTraceOpts(std::make_shared<JsonEntry>(row.document)),
-                     ENTRY_EXCEPTION_TYPE);
-        EXPECT_NE(testing::internal::GetCapturedStderr().find(row.complaint), std::string::npos)
-            << row.document;
-    }
-}
-
 TEST(Logger, RecordsOfTwoThreadsDoNotMix) {
     const TemporaryLog log(7);
     constexpr int kRecords = 500;

@@ -33,18 +33,6 @@ TEST_F(WireTest, AnonymousInterfaceHasNoSocketAndGetsItsAnswer) {
     EXPECT_FALSE(bus_.send("{}", ipc_tool_module() + 1));
 }
 
-TEST_F(WireTest, ReadsFramesInAnyPieces) {
-    const Worker server(bus_, {{"a", note()}, {"b", note()}});
-    RawPeer peer = RawPeer::connectedTo(kServer);
-    for (const char byte : handMadeFrame(9, R"({"command":"a"})")) {
-        peer.write(std::string_view(&byte, 1));
-    }
-    peer.write(handMadeFrame(9, R"({"command":"b"})") + handMadeFrame(11, R"({"cmd":"a",})"));
-    EXPECT_THAT(received_.waitFor(3),
-                ElementsAre(Message{R"({"command":"a"})", 9}, Message{R"({"command":"b"})", 9},
-                            Message{R"({"cmd":"a",})", 11}));
-}
-
 TEST_F(WireTest, HandlesWhatWasSentBeforeThePeerLeft) {
     RawPeer peer = RawPeer::connectedTo(kServer);
     peer.write(handMadeFrame(9, R"({"command":"a"})") + handMadeFrame(9, R"({"command":"a"})"));
