@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "utf8.h"
+
 namespace ostrel::bus {
 namespace {
 
@@ -56,7 +58,9 @@ Exchange::~Exchange() {
     stop();
 }
 
-bool Exchange::send(std::string_view payload, std::uint32_t module) {
+bool Exchange::send(std::string_view text, std::uint32_t module) {
+    std::string repaired;
+    const std::string_view payload = asUtf8(text, repaired);
     if (payload.empty() || payload.size() > kMaxPayloadBytes) {
         report(LogLevel::warning, "bus: a text of %zu bytes for module %u can't be sent",
                payload.size(), module);

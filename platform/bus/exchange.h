@@ -39,8 +39,9 @@ public:
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    // Queues one frame; never blocks. False, and counted, when it is dropped.
-    [[nodiscard]] bool send(std::string_view payload, std::uint32_t module);
+    // Queues `text`, made UTF-8, as one frame; never blocks. False, and counted, when it is
+    // dropped.
+    [[nodiscard]] bool send(std::string_view text, std::uint32_t module);
     [[nodiscard]] unsigned long long dropped() const { return dropped_; }
 
     // Ends the thread and closes every connection.

@@ -74,8 +74,9 @@ public:
     void close();
 
     // Queues one frame with the JSON text `text` (zero-terminated in the first form) for `module`;
-    // never blocks. False when the module isn't there, its queue is full (4 MiB) or the text is
-    // empty or longer than 16 MiB: the frame is dropped. A null pointer is refused.
+    // never blocks. Each byte that is not UTF-8 leaves as U+FFFD. False when the module isn't
+    // there, its queue is full (4 MiB) or the text is empty or longer than 16 MiB: the frame is
+    // dropped. A null pointer is refused.
     bool send(void* text, int module) const;
     bool send(const std::string& text, int module) const;
     bool send(const ostrel::JsonSource* object, int module) const;
