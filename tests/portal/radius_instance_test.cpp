@@ -4,9 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <thread>
-
 #include "client/client_identity.h"
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
@@ -169,71 +166,6 @@ TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
         ClientIdentity noSession("", "", "00000001-00000001", "bob");
         EXPECT_FALSE(instance_->isClientConnected(noSession));
     }
-}
-
-// Answers, disconnects, removals and the portal loop all at once; for the thread sanitizer.
-TEST(RadiusStress, AllThreadsAtOnce) {
-    constexpr unsigned kStations = 60;
-    const rad::Peer server;
-    auto instance = testing::buildInstance("portal-mac-auth", true,
-                                           testing::radiusObject(server.port(), server.port()));
-    std::atomic<bool> done{false};
-    std::atomic<int> decided{0};
-    const auto macOf = [](unsigned n) { return "02:00:00:00:01:" + std::to_string(10 + n); };
-
-    std::thread responder([&] {
-        while (!done) {
-            const auto packet = server.receive();
-            if (!packet) {
-                std::this_thread::yield();
-                continue;
-            }
-            const bool accounting = packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST;
-            const std::uint8_t verdict = packet->id() % 3 == 0 ? kReject : kAccept;
-            const std::uint8_t code =
-                accounting ? std::uint8_t{LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE} : verdict;
-            server.send(
-                rad::makeAnswer(*packet, code, rad::Mac::valid,
-                                accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001", kSecret),
-                packet->from);
-            ++decided;
-        }
-    });
-    std::thread arrivals([&] {
-        for (unsigned n = 0; !done; n = (n + 1) % kStations) {
-            instance->addClient(macOf(n), "10.1.0." + std::to_string(n), 1500);
-        }
-    });
-    std::thread disconnects([&] {
-        for (unsigned n = 0; !done; n = (n + 1) % 1000) {
-            char session[18];
-            std::snprintf(session, sizeof session, "%08X-%08X", 0U, n);
-            ClientIdentity bySession("", "", session, "");
-            instance->isClientConnected(bySession);
-            ClientIdentity byMac(n % 97 == 0 ? macOf(n % kStations) : "", "", "", "nobody");
-            instance->isClientConnected(byMac);
-            ClientIdentity toRemove(macOf(n % kStations), "", "", "");
-            if (n % 97 == 0) {
-                instance->disconnectClient(toRemove, CommandInfo(END_REASON_RADIUS_REQUEST));
-            }
-        }
-    });
-    for (int pass = 0; pass < 200 || decided < 500; ++pass) {
-        for (unsigned n = 0; n < kStations; ++n) {
-            if ((n + static_cast<unsigned>(pass)) % 7 != 0) {
-                ClientStatisticInfo record("wlan0-va1", macOf(n), 1, 1, 1, 1, 0, 0, 0, 0, 0, 1, 0);
-                instance->updateClientStatistic(record);
-            }
-        }
-        instance->checkClientsExpired();
-        instance->makeClientsPeriodicUpdate();
-    }
-    done = true;
-    responder.join();
-    arrivals.join();
-    disconnects.join();
-    Singleton<RadiusListener>::getInstance().stop();
-    EXPECT_GE(decided, 500);
 }
 
 }  // namespace

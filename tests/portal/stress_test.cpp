@@ -1,4 +1,4 @@
-// What the daemon's threads do, all at once, against two instances with a few hundred stations.
+// What the daemon's threads do, all at once, against three instances with a few hundred stations.
 // Meant for the thread sanitizer; without it, it still finds a deadlock or a lost station.
 
 #include <gtest/gtest.h>
@@ -9,12 +9,16 @@
 #include "client/client_identity.h"
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
+#include "core/singleton.h"
 #include "messages/ipc_dump_factories.h"
 #include "ostrel/ipc.h"
+#include "platform/librad/support.h"
 #include "portal/portal.h"
+#include "radius/radius_listener.h"
 #include "scenario/access_scenario_constraints.h"
 #include "support/fake_clock.h"
 #include "support/portal_document.h"
+#include "support/radius_instance.h"
 #include "support/runtime_directory.h"
 
 namespace vesta {
@@ -22,6 +26,7 @@ namespace {
 
 constexpr unsigned kStations = 300;
 constexpr int kVirtualSeconds = 20;
+constexpr int kAnswers = 500;
 
 std::string macOf(unsigned n) {
     char text[18];
@@ -34,7 +39,16 @@ std::string ipOf(unsigned n) {
 }
 
 const char* interfaceOf(unsigned n) {
-    return n % 2 == 0 ? "wlan0-va1" : "wlan1-va1";
+    const char* const interfaces[] = {"wlan0-va1", "wlan1-va1", "wlan2-va1"};
+    return interfaces[n % 3];
+}
+
+// A local, a portal's, and one that asks the RADIUS server at `port` for everything.
+std::string interfacesText(std::uint16_t port) {
+    return testing::vapText("wlan0-va1", "Guest") + "," +
+           testing::vapText("wlan1-va1", "Staff", "portal") +
+           R"(,{"name": "wlan2-va1", "common": {"type": "vap", "enabled": true}, "vap": )" +
+           testing::instanceText("portal-mac-auth", true, testing::radiusObject(port, port)) + "}";
 }
 
 class Stress : public ::testing::Test {
@@ -72,28 +86,53 @@ protected:
         }
     }
 
-    void radiusThread() {
+    void disconnectThread() {
         for (unsigned n = 0; !done_; n = (n + 7) % kStations) {
-            ClientIdentity identity(macOf(n), "", "", "");
-            portal_.getClientRadiusSharedKey(identity);
-            portal_.disconnectClient(identity, CommandInfo(END_REASON_RADIUS_REQUEST));
+            char session[18];
+            std::snprintf(session, sizeof session, "%08X-%08X", 0U, n);
+            for (ClientIdentity identity :
+                 {ClientIdentity(macOf(n), "", "", ""), ClientIdentity("", "", session, "")}) {
+                portal_.getClientRadiusSharedKey(identity);
+                portal_.disconnectClient(identity, CommandInfo(END_REASON_RADIUS_REQUEST));
+            }
+        }
+    }
+
+    // Admits two of three.
+    void serverThread() {
+        while (!done_) {
+            const auto packet = server_.receive();
+            if (!packet) {
+                std::this_thread::yield();
+                continue;
+            }
+            const bool accounting = packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST;
+            const auto code = accounting              ? LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE
+                              : packet->id() % 3 == 0 ? LIBRAD_RADIUS_CODE_ACCESS_REJECT
+                                                      : LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
+            const char* const known = accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001";
+            server_.send(ostrel::testing::makeAnswer(*packet, static_cast<std::uint8_t>(code),
+                                                     ostrel::testing::Mac::valid, known, "s3cret"),
+                         packet->from);
+            ++answered_;
         }
     }
 
     testing::RuntimeDirectory directory_;
     testing::FakeClock clock_;
+    ostrel::testing::Peer server_;
     Portal portal_{std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 50),
-                   testing::document(testing::vapText("wlan0-va1", "Guest") + "," +
-                                     testing::vapText("wlan1-va1", "Staff", "portal")),
-                   "", ""};
+                   testing::document(interfacesText(server_.port())), "", ""};
+    std::atomic<int> answered_{0};
     std::atomic<bool> done_{false};
 };
 
 TEST_F(Stress, AllThreadsAtOnce) {
     std::thread redirector([this] { redirectorThread(); });
     std::thread requests([this] { requestThread(); });
-    std::thread radius([this] { radiusThread(); });
-    for (int second = 0; second < kVirtualSeconds; ++second) {
+    std::thread disconnects([this] { disconnectThread(); });
+    std::thread server([this] { serverThread(); });
+    for (int second = 0; second < kVirtualSeconds || answered_ < kAnswers; ++second) {
         clock_.advanceSeconds(1);
         portal_.handle();
         deliverStatistics(second);
@@ -101,7 +140,9 @@ TEST_F(Stress, AllThreadsAtOnce) {
     done_ = true;
     redirector.join();
     requests.join();
-    radius.join();
+    disconnects.join();
+    server.join();
+    Singleton<RadiusListener>::getInstance().stop();
 
     // Nothing is stuck: each station can still come, and is there.
     for (unsigned n = 0; n < kStations; ++n) {

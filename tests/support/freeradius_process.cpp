@@ -3,16 +3,12 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include "ostrel/runtime.h"
@@ -41,11 +37,6 @@ bool FreeradiusProcess::installed() {
 
 FreeradiusProcess::FreeradiusProcess(const std::string& secret, const std::string& users)
     : authPort_(freePort()), acctPort_(freePort()) {
-    char path[] = "/tmp/vesta-freeradius-XXXXXX";
-    if (mkdtemp(path) == nullptr) {
-        throw std::runtime_error("no temporary directory");
-    }
-    directory_ = path;
     writeConfiguration(secret, users);
     start();
 }
@@ -55,26 +46,23 @@ FreeradiusProcess::~FreeradiusProcess() {
         kill(pid_, SIGTERM);
         waitpid(pid_, nullptr, 0);
     }
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
 }
 
 void FreeradiusProcess::writeConfiguration(const std::string& secret,
                                            const std::string& users) const {
-    std::stringstream configuration;
-    configuration << std::ifstream(FREERADIUS_FILES "/radiusd.conf.in").rdbuf();
-    std::string text = configuration.str();
-    for (const auto& [name, value] : {std::pair<std::string, std::string>{"@DIR@", directory_},
-                                      {"@SECRET@", secret},
-                                      {"@AUTH@", std::to_string(authPort_)},
-                                      {"@ACCT@", std::to_string(acctPort_)}}) {
+    std::string text = ostrel::testing::readFile(FREERADIUS_FILES "/radiusd.conf.in");
+    for (const auto& [name, value] :
+         {std::pair<std::string, std::string>{"@DIR@", directory_.path()},
+          {"@SECRET@", secret},
+          {"@AUTH@", std::to_string(authPort_)},
+          {"@ACCT@", std::to_string(acctPort_)}}) {
         for (std::size_t at = 0; (at = text.find(name)) != std::string::npos;) {
             text.replace(at, name.size(), value);
         }
     }
-    std::ofstream(directory_ + "/radiusd.conf") << text;
-    std::filesystem::copy(FREERADIUS_FILES "/dictionary", directory_);
-    std::ofstream(directory_ + "/users") << users;
+    ostrel::testing::writeFile(directory_.path("radiusd.conf"), text);
+    std::filesystem::copy(FREERADIUS_FILES "/dictionary", directory_.path());
+    ostrel::testing::writeFile(directory_.path("users"), users);
 }
 
 void FreeradiusProcess::start() {
@@ -89,7 +77,7 @@ void FreeradiusProcess::start() {
         umask(077);
         dup2(input.get(), STDOUT_FILENO);
         dup2(input.get(), STDERR_FILENO);
-        execlp("freeradius", "freeradius", "-f", "-l", "stdout", "-d", directory_.c_str(),
+        execlp("freeradius", "freeradius", "-f", "-l", "stdout", "-d", directory_.path().c_str(),
                static_cast<char*>(nullptr));
         _exit(127);
     }
@@ -106,9 +94,7 @@ void FreeradiusProcess::start() {
 }
 
 std::string FreeradiusProcess::detail() const {
-    std::ostringstream text;
-    text << std::ifstream(directory_ + "/detail").rdbuf();
-    return text.str();
+    return ostrel::testing::readFile(directory_.path("detail"));
 }
 
 bool FreeradiusProcess::disconnect(std::uint16_t port, const std::string& secret,

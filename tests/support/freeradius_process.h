@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/support.h"
+
 namespace vesta::testing {
 
 class FreeradiusProcess {
@@ -35,7 +37,7 @@ private:
     void writeConfiguration(const std::string& secret, const std::string& users) const;
     void start();
 
-    std::string directory_;
+    ostrel::testing::TempDirectory directory_;
     std::uint16_t authPort_;
     std::uint16_t acctPort_;
     pid_t pid_ = -1;

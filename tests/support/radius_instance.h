@@ -21,24 +21,27 @@ class SilentStore final : public WhiteListsStore {
     void whiteListsClearReaction() override {}
 };
 
-// `radius` is the member "radius" with a comma before it, or "".
-inline std::shared_ptr<PortalInstanceInterface> buildInstance(const std::string& mode,
-                                                              bool accounting,
-                                                              const std::string& radius) {
+// The object "vap"; `radius` is its member "radius" with a comma before it, or "".
+inline std::string instanceText(const std::string& mode, bool accounting,
+                                const std::string& radius) {
     const std::string wait =
         R"({"access-type": "drop", "name": "wait", "mac-auth-success-scenario": "guest",
             "mac-auth-failure-scenario": "login"},)";
-    const auto vap = std::make_shared<JsonEntry>(
-        R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
+    return R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
             "age-timeout": 300, "verification-mode": ")" +
-        mode + R"(", "acct-enable": )" + (accounting ? "true" : "false") + R"(, "scenarios": [)" +
-        (mode == "portal-mac-auth" ? wait : "") + R"(
+           mode + R"(", "acct-enable": )" + (accounting ? "true" : "false") +
+           R"(, "scenarios": [)" + (mode == "portal-mac-auth" ? wait : "") + R"(
             {"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
              "virtual-portal-name": "main", "auth-scenario": "guest"},
             {"access-type": "allow", "name": "guest", "deauth-scenario": "login"}]})" +
-        radius + "}");
+           radius + "}";
+}
+
+inline std::shared_ptr<PortalInstanceInterface> buildInstance(const std::string& mode,
+                                                              bool accounting,
+                                                              const std::string& radius) {
     return PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
-        "wlan0-va1", "lo", vap,
+        "wlan0-va1", "lo", std::make_shared<JsonEntry>(instanceText(mode, accounting, radius)),
         std::make_shared<ConfigInstanceMessageExtractor>(std::make_shared<SilentStore>(), "hall",
                                                          "wlan0-va1"));
 }
