@@ -82,24 +82,5 @@ TEST_F(RedirectorWhiteListsTest, CountsIdsOnAndFromOneAgainAfterAWipe) {
               "Userspace to kernelspace white lists map: \nhash = d / redirector id = 1\n");
 }
 
-TEST_F(RedirectorWhiteListsTest, GivesListsInsertedAtTheSameTimeDifferentIds) {
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([this, thread] {
-            for (int i = 0; i < 25; ++i) {
-                const std::string name = std::to_string(thread) + "-" + std::to_string(i);
-                worker.insertWhiteList(std::make_shared<WhiteAddressesList>(name, "x"));
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    std::vector<std::string> requests = module->take();
-    std::sort(requests.begin(), requests.end());
-    EXPECT_EQ(requests.size(), 100U);
-    EXPECT_EQ(std::unique(requests.begin(), requests.end()), requests.end());
-}
-
 }  // namespace
 }  // namespace vesta::testing
