@@ -35,22 +35,6 @@ protected:
     FakePortalInstance owner_;
 };
 
-TEST_F(ClientTest, IsConnectedAsLongAsRecordsCome) {
-    const auto client = makeClient("10.0.0.1");
-    ClientStatisticInfo record;
-    clock_.advanceSeconds(5);
-    client->updateStatistic(record);
-    EXPECT_FALSE(client->isConnected());
-    EXPECT_TRUE(client->updateConnectStatus());
-    EXPECT_TRUE(client->isConnected());
-    EXPECT_EQ(client->getLastUpdate(), ostrel::monotonicSeconds());
-    client->updateStatistic(record);
-    EXPECT_FALSE(client->updateConnectStatus());
-    EXPECT_TRUE(client->updateConnectStatus());
-    EXPECT_FALSE(client->isConnected());
-    EXPECT_FALSE(client->updateConnectStatus());
-}
-
 TEST_F(ClientTest, IsFoundByIpMacOrLogin) {
     const auto client = makeClient("");
     const char* const otherMac = "02:00:00:00:00:01";

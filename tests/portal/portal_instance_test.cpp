@@ -191,15 +191,6 @@ TEST_F(PortalInstanceTest, RefusesTheZeroAddressAndKnowsAStationTwice) {
     EXPECT_FALSE(instance_->isClientConnected(byIp_));
 }
 
-TEST_F(PortalInstanceTest, DisconnectsAStationOnCommand) {
-    buildUsual();
-    instance_->addClient(kMac, kIp, 1500);
-    ClientIdentity other("02:00:00:00:00:02", "", "", "");
-    EXPECT_FALSE(instance_->disconnectClient(other, CommandInfo(END_REASON_RADIUS_REQUEST)));
-    EXPECT_TRUE(instance_->disconnectClient(byIp_, CommandInfo(END_REASON_RADIUS_REQUEST)));
-    EXPECT_THAT(heard_->take(), ElementsAre("removed 02:00:00:00:00:01 2"));
-}
-
 // Keeps the client that it was told of, as a RADIUS request does.
 class Keeper final : public Informator {
 public:

@@ -138,20 +138,24 @@ TEST_F(AccountingTest, SendsNoUpdatesUnlessTheyAreConfigured) {
     }
 }
 
-TEST_F(AccountingTest, FindsTheStationOfASessionById) {
+TEST_F(AccountingTest, FindsTheStationOfASessionAsLongAsThatIsItsSession) {
     buildAccounting();
     const auto client = newSession();
-    ClientIdentity identity("", "", client->getSessionId(), "");
-    EXPECT_TRUE(RadiusWorker::fillClientIdentityOnAcctId(identity));
-    EXPECT_EQ(identity.mac, client->getMac());
-
-    const std::string good = client->getSessionId();
-    for (const std::string& bad : {std::string(), good + "0", good.substr(1), " " + good.substr(1),
-                                   good.substr(0, 8) + "+" + good.substr(9),
-                                   good.substr(0, 9) + "0x00000F", std::string("garbage")}) {
-        ClientIdentity unknown("", "", bad, "");
-        EXPECT_FALSE(RadiusWorker::fillClientIdentityOnAcctId(unknown)) << bad;
+    const std::string session = client->getSessionId();
+    const auto found = [](const std::string& id) {
+        ClientIdentity identity("", "", id, "");
+        return RadiusWorker::fillClientIdentityOnAcctId(identity) ? identity.mac.to_string() : "";
+    };
+    EXPECT_EQ(found(session), client->getMacAddress());
+    for (const std::string& bad :
+         {std::string(), session + "0", session.substr(1), " " + session.substr(1),
+          session.substr(0, 8) + "+" + session.substr(9), session.substr(0, 9) + "0x00000F",
+          std::string("garbage")}) {
+        EXPECT_EQ(found(bad), "") << bad;
     }
+    worker_->informClientDeuthenticated(client, none_);
+    EXPECT_EQ(found(session), "");
+    EXPECT_EQ(found(client->getSessionId()), client->getMacAddress());
 }
 
 }  // namespace

@@ -182,22 +182,6 @@ TEST_F(RoadPlayerTest, AStationRoamsToTheAccessPointThatHasTheInterface) {
     EXPECT_EQ(accessPoint_.associations().size(), 0U);
 }
 
-TEST_F(RoadPlayerTest, TrafficAnnouncesAStationThatTheRedirectorDoesNotKnow) {
-    const auto packets = [&] {
-        std::size_t count = 0;
-        for (const Event& event : accessPoint_.events().since()) {
-            count += event.what == "packet" ? 1U : 0U;
-        }
-        return count;
-    };
-    play(R"([{"station": "anna", "do": "associate"},
-             {"station": "anna", "do": "traffic", "rx": 1, "tx": 1}])");
-    EXPECT_EQ(packets(), 1U);
-    play(R"([{"station": "anna", "do": "login", "login": "anna", "password": "x"},
-             {"station": "anna", "do": "traffic", "rx": 1, "tx": 1}])");
-    EXPECT_EQ(packets(), 1U);
-}
-
 TEST_F(RoadPlayerTest, AStoppedRoadEndsAtOnceAndCountsAsFailed) {
     RoadPlayer player({&accessPoint_});
     player.stop();

@@ -167,23 +167,6 @@ TEST_F(Accounting, KeepsStartsUpdatesAndStopsInTheirOrderAndRepeatsOnlyTheLastUp
     EXPECT_EQ(librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT), 1U);
 }
 
-TEST_F(Accounting, FindsAStationByItsSessionAsLongAsThatIsItsSession) {
-    std::uint8_t mac[6] = {};
-    Station sta = startedStation();
-    const std::uint32_t high = sta->acctSessionIdHigh;
-    const std::uint32_t first = sta->acctSessionIdLow;
-    EXPECT_NE(high, 0U);
-    ASSERT_TRUE(librad_find_radius_sta_by_acct_id(high, first, mac));
-    EXPECT_EQ(toHex(mac, 6), "aabbcc001122");
-    EXPECT_FALSE(librad_find_radius_sta_by_acct_id(high + 1, first, mac));
-    sendStop(sta);
-    EXPECT_FALSE(librad_find_radius_sta_by_acct_id(high, first, mac));
-    const std::uint32_t second = sta->acctSessionIdLow;
-    EXPECT_TRUE(librad_find_radius_sta_by_acct_id(high, second, mac));
-    sta.reset();
-    EXPECT_FALSE(librad_find_radius_sta_by_acct_id(high, second, mac));
-}
-
 TEST(StationCounters, CountOneSessionAndNeverFall) {
     const struct {
         const char* what;
