@@ -25,16 +25,14 @@ int codeOf(const Message& answer) {
     return answer ? librad_radius_msg_get_code(answer.get()) : 0;
 }
 
-Message requestOf(const std::string& user) {
+Message requestOf(const std::string& user, const std::string& eap = "",
+                  const std::string& state = "") {
     Message msg = accessRequest(7);
     EXPECT_TRUE(librad_radius_msg_add_attr(msg.get(), LIBRAD_RADIUS_ATTR_USER_NAME, user.data(),
                                            user.size()));
-    return msg;
-}
-
-Message eapRequestOf(const std::string& user, const std::string& packet, const std::string& state) {
-    Message msg = requestOf(user);
-    EXPECT_TRUE(librad_radius_msg_add_eap(msg.get(), bytesOf(packet), packet.size()));
+    if (!eap.empty()) {
+        EXPECT_TRUE(librad_radius_msg_add_eap(msg.get(), bytesOf(eap), eap.size()));
+    }
     if (!state.empty()) {
         EXPECT_TRUE(librad_radius_msg_add_attr(msg.get(), LIBRAD_RADIUS_ATTR_STATE, state.data(),
                                                state.size()));
@@ -62,19 +60,19 @@ protected:
     }
     Message identity(const std::string& user) {
         const auto length = static_cast<char>(5 + user.size());
-        return ask(eapRequestOf(user, std::string{'\2', '\5', '\0', length, '\1'} + user, ""));
+        return ask(requestOf(user, std::string{'\2', '\5', '\0', length, '\1'} + user));
     }
     // What comes of `user` answering that challenge with `password`.
     int answerChallenge(const Message& challenge, const std::string& user,
                         const std::string& password) {
         const std::string eap = text(challenge.get(), LIBRAD_RADIUS_ATTR_EAP_MESSAGE);
         EXPECT_EQ(eap.substr(0, 6), std::string("\1\6\0\x16\4\x10", 6));
-        const std::string hashed = eap[1] + password + eap.substr(6);
+        const std::string value = eap.substr(6);
         std::string digest(16, '\0');
-        EVP_Digest(hashed.data(), hashed.size(), reinterpret_cast<unsigned char*>(digest.data()),
-                   nullptr, EVP_md5(), nullptr);
-        return codeOf(ask(eapRequestOf(user, std::string("\2\6\0\x16\4\x10", 6) + digest,
-                                       text(challenge.get(), LIBRAD_RADIUS_ATTR_STATE))));
+        EXPECT_TRUE(librad_chap_md5(6, bytesOf(password), password.size(), bytesOf(value),
+                                    value.size(), reinterpret_cast<unsigned char*>(digest.data())));
+        return codeOf(ask(requestOf(user, std::string("\2\6\0\x16\4\x10", 6) + digest,
+                                    text(challenge.get(), LIBRAD_RADIUS_ATTR_STATE))));
     }
 
     EventLog log_;
