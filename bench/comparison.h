@@ -6,9 +6,10 @@
 #include <benchmark/benchmark.h>
 #include <time.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
+
+#include "median.h"
 
 namespace vesta::bench {
 
@@ -45,10 +46,6 @@ private:
         timespec now{};
         clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
         return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) * 1e-3;
-    }
-    static double medianOf(std::vector<double> values) {
-        std::sort(values.begin(), values.end());
-        return values.empty() ? 0 : values[values.size() / 2];
     }
 
     std::vector<double> bases_;

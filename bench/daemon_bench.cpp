@@ -1,8 +1,6 @@
 // What the daemon costs as a process beside a simulated access point: rows of the table on standard
 // output, progress on standard error. The stations that one measurement brings stay for the next.
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -11,9 +9,9 @@
 #include <thread>
 #include <vector>
 
-#include "apsim/access_point.h"
 #include "bus_caller.h"
-#include "child_process.h"
+#include "median.h"
+#include "running_daemon.h"
 #include "stations.h"
 #include "support/runtime_directory.h"
 #include "table.h"
@@ -22,14 +20,6 @@ namespace vesta::bench {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using apsim::Json;
-
-constexpr std::chrono::seconds kPatience{60};
-
-double medianOf(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 class Measurement {
 public:
@@ -44,44 +34,22 @@ private:
     void announce(std::size_t until);
     void connect(std::size_t until);
     void logIn(std::size_t from, std::size_t to);
-    void waitForPasses(std::uint64_t passes);
     std::size_t stationsOfDaemon();
-    double residentKiB();
 
-    apsim::AccessPoint accessPoint_;
-    ChildProcess daemon_;
+    RunningDaemon daemon_;
+    apsim::AccessPoint& accessPoint_ = daemon_.accessPoint();
     ChildProcess echo_;
     std::size_t announced_ = 0;
     double emptyKiB_ = 0;
 };
 
-Json configuration(const std::string& logFile) {
-    Json config = Json::parse(configurationText(1));
-    config["captive-portal"]["logfile"] = logFile;
-    config["captive-portal"]["loglevel"] = 3;
-    return config;
-}
-
-apsim::AccessPointOptions countingOnly() {
-    apsim::AccessPointOptions options;
-    options.keepEvents = false;
-    return options;
-}
-
 Measurement::Measurement(const std::string& runtimeDirectory, const std::string& self)
-    : accessPoint_(configuration(runtimeDirectory + "/vestad.log"), countingOnly()),
-      daemon_(ChildProcess::isolated(VESTAD_PROGRAM)),
-      echo_({self, "echo"}) {
-    if (!accessPoint_.waitForDaemon(kPatience)) {
-        throw std::runtime_error("the daemon does not answer");
-    }
-}
+    : daemon_(daemonConfiguration(runtimeDirectory), ChildProcess::isolated(VESTAD_PROGRAM)),
+      echo_({self, "echo"}) {}
 
 void Measurement::announce(std::size_t until) {
     for (; announced_ < until; ++announced_) {
-        const apsim::StationId id{interfaceOf(0), macOf(announced_)};
-        accessPoint_.associations().associate(id);
-        accessPoint_.modules().notify(id, ipOf(announced_));
+        daemon_.announce(announced_);
     }
 }
 
@@ -105,37 +73,19 @@ void Measurement::logIn(std::size_t from, std::size_t to) {
     }
 }
 
-void Measurement::waitForPasses(std::uint64_t passes) {
-    apsim::Monitord& monitord = accessPoint_.monitord();
-    if (!monitord.waitForAnswers(monitord.answers() + passes, kPatience)) {
-        throw std::runtime_error("the daemon asks for no statistics");
-    }
-}
-
 std::size_t Measurement::stationsOfDaemon() {
     const auto answer = accessPoint_.portal().status();
     return answer ? (*answer)["value"]["clients"].size() : 0;
 }
 
-// Between two passes: while an answer of monitord is worked on, its nodes are there besides.
-double Measurement::residentKiB() {
-    std::vector<double> samples;
-    for (int i = 0; i < 100; ++i) {
-        samples.push_back(static_cast<double>(daemon_.residentKiB()));
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 10];
-}
-
 void Measurement::idle() {
     constexpr long kSeconds = 10;
     constexpr double kMostASecond = 20;
-    waitForPasses(3);
-    emptyKiB_ = residentKiB();
-    const std::vector<long> before = daemon_.sleeps();
+    daemon_.waitForPasses(3);
+    emptyKiB_ = daemon_.residentKiB();
+    const std::vector<long> before = daemon_.process().sleeps();
     std::this_thread::sleep_for(std::chrono::seconds(kSeconds));
-    const std::vector<long> after = daemon_.sleeps();
+    const std::vector<long> after = daemon_.process().sleeps();
     double most = 0;
     double all = 0;
     for (std::size_t i = 0; i < std::min(before.size(), after.size()); ++i) {
@@ -204,8 +154,8 @@ void Measurement::memory() {
     const std::size_t before = announced_;
     connect(kStations);
     logIn(before, kStations);
-    waitForPasses(3);
-    const double bytes = (residentKiB() - emptyKiB_) * 1024 / kStations;
+    daemon_.waitForPasses(3);
+    const double bytes = (daemon_.residentKiB() - emptyKiB_) * 1024 / kStations;
     printRow("resident bytes a station between two passes, 20,000 with three scenarios each",
              "at most 2,048",
              twoDigits(bytes) + " (the empty daemon: " + twoDigits(emptyKiB_) + " KiB)",

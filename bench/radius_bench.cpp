@@ -86,7 +86,7 @@ void printBursts(RadiusLoad& load, std::uint16_t port, const std::string& runtim
     printRow("2,000 stations that RadiusWorker asks about at once", "all decided",
              std::to_string(alone.undecided) + " undecided, " + twoDigits(alone.seconds) + " s",
              alone.undecided == 0);
-    const RadiusBurst whole = burstAtDaemon(kBurst, port, kSecret, runtimeDirectory);
+    const RunningDaemon::Arrival whole = burstAtDaemon(kBurst, port, kSecret, runtimeDirectory);
     printRow("2,000 stations that come to the daemon at once, MAC authentication", "all decided",
              std::to_string(whole.undecided) + " undecided, " + twoDigits(whole.seconds) + " s, " +
                  twoDigits(static_cast<double>(kBurst) / whole.seconds) + " a second",

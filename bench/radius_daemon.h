@@ -6,15 +6,12 @@
 #include <cstdint>
 #include <string>
 
+#include "running_daemon.h"
+
 namespace vesta::bench {
 
-struct RadiusBurst {
-    double seconds;
-    std::size_t undecided;  // after a minute
-};
-
-// `stations` come at once; from the first notification until the redirector has let in the last.
-RadiusBurst burstAtDaemon(std::size_t stations, std::uint16_t port, const std::string& secret,
-                          const std::string& runtimeDirectory);
+RunningDaemon::Arrival burstAtDaemon(std::size_t stations, std::uint16_t port,
+                                     const std::string& secret,
+                                     const std::string& runtimeDirectory);
 
 }  // namespace vesta::bench

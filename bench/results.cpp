@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iostream>
 
+#include "median.h"
+
 namespace vesta::bench {
 
 class Results::Reporter final : public benchmark::ConsoleReporter {
@@ -64,9 +66,7 @@ double Results::best(const std::string& benchmark) const {
 }
 
 double Results::median(const std::string& benchmark, const std::string& counter) const {
-    std::vector<double> values = rounds_.at(benchmark).counters.at(counter);
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    return medianOf(rounds_.at(benchmark).counters.at(counter));
 }
 
 }  // namespace vesta::bench
