@@ -4,14 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "client/client_identity.h"
-#include "client/client_statistic_info.h"
 #include "client/command_info.h"
-#include "core/singleton.h"
-#include "messages/ipc_dump_factories.h"
 #include "platform/librad/support.h"
-#include "radius/radius_listener.h"
-#include "support/fake_clock.h"
 #include "support/radius_instance.h"
 #include "support/recording_informator.h"
 
@@ -28,32 +22,22 @@ constexpr const char* kSecret = "s3cret";
 constexpr std::uint8_t kAccept = LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
 constexpr std::uint8_t kReject = LIBRAD_RADIUS_CODE_ACCESS_REJECT;
 
-class RadiusInstanceTest : public ::testing::Test {
+class RadiusInstanceTest : public testing::InstanceTest {
 protected:
     void build(const std::string& mode, bool accounting = false) {
-        instance_ = testing::buildInstance(mode, accounting,
-                                           testing::radiusObject(server_.port(), server_.port()));
+        InstanceTest::build(mode, accounting, server_.port(), server_.port());
         instance_->addClientsEventsInformator(heard_);
         Singleton<RadiusListener>::getInstance().stop();
     }
     // A second with statistics of these stations.
     void round(const std::vector<std::string>& macs) {
         clock_.advanceSeconds(1);
-        for (const std::string& mac : macs) {
-            ClientStatisticInfo record("wlan0-va1", mac, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-            instance_->updateClientStatistic(record);
-        }
-        instance_->checkClientsExpired();
-        instance_->makeClientsPeriodicUpdate();
+        report(macs, 1);
         librad_eloop_step();
     }
     void add(const std::string& mac = kMac, const std::string& ip = kIp) {
         EXPECT_TRUE(instance_->addClient(mac, ip, 1500));
         round({mac});
-    }
-    int login(const std::string& name, const std::string& ip = kIp) {
-        ClientIdentity identity("", ip, "", "");
-        return instance_->authenticateClient(identity, name, "hello");
     }
     // The login that came last; answers accounting on the way.
     std::optional<rad::Packet> request() {
@@ -75,22 +59,16 @@ protected:
         ASSERT_TRUE(to.has_value());
         server_.deliver(rad::makeAnswer(*to, code, rad::Mac::valid, attributes, kSecret), to->from);
     }
-    std::shared_ptr<MessageEntry> dump(const std::string& mac = kMac) {
-        return instance_->dumpClientToMessage(ClientIdentity(mac, "", "", ""),
-                                              std::make_shared<IPCDumpClientMessageFactory>());
-    }
 
-    testing::FakeClock clock_;
     rad::Peer server_;
     std::shared_ptr<testing::RecordingInformator> heard_ =
         std::make_shared<testing::RecordingInformator>();
-    std::shared_ptr<PortalInstanceInterface> instance_;
 };
 
 TEST_F(RadiusInstanceTest, ChangesNothingWhenAnAnswerComesAfterTheStationWasRemoved) {
     build("radius");
     add();
-    login("bob");
+    login("bob", kIp, "hello");
     const auto asked = request();
     ClientIdentity identity(kMac, "", "", "");
     EXPECT_TRUE(instance_->disconnectClient(identity, CommandInfo()));
@@ -150,9 +128,9 @@ TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
     for (const auto& given : cases) {
         build("local", true);
         add(phone, "10.1.0.10");
-        login("bob", "10.1.0.10");
+        login("bob", "10.1.0.10", "hello");
         add(laptop, "10.1.0.11");
-        login("bob", "10.1.0.11");
+        login("bob", "10.1.0.11", "hello");
         round({phone, laptop});
         const std::string session = dump(laptop)->getCharValue("session-id");
         ClientIdentity identity(given.mac, "", given.withSession ? session : "", given.name);

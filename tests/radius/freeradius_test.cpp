@@ -3,14 +3,8 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include "client/client_identity.h"
-#include "client/client_statistic_info.h"
 #include "client/command_info.h"
-#include "core/singleton.h"
-#include "messages/ipc_dump_factories.h"
 #include "radius/radius_das_handler.h"
-#include "radius/radius_listener.h"
-#include "support/fake_clock.h"
 #include "support/freeradius_process.h"
 #include "support/radius_instance.h"
 
@@ -18,6 +12,7 @@ namespace vesta {
 namespace {
 
 const char* const kSecret = "s3cret";
+const char* const kIp = "10.1.0.1";
 const char* const kKnown = "02:00:00:00:00:01";
 const char* const kUnknown = "02:00:00:00:00:02";
 const char* const kBarred = "02:00:00:00:00:03";
@@ -46,7 +41,7 @@ private:
     std::shared_ptr<PortalInstanceInterface> instance_;
 };
 
-class FreeradiusTest : public ::testing::Test {
+class FreeradiusTest : public testing::InstanceTest {
 protected:
     void SetUp() override {
         if (!testing::FreeradiusProcess::installed()) {
@@ -54,11 +49,8 @@ protected:
         }
         server_ = std::make_unique<testing::FreeradiusProcess>(kSecret, kUsers);
     }
-    void TearDown() override { Singleton<RadiusListener>::getInstance().stop(); }
-
     void build(const std::string& mode) {
-        instance_ = testing::buildInstance(
-            mode, true, testing::radiusObject(server_->authPort(), server_->acctPort()));
+        InstanceTest::build(mode, true, server_->authPort(), server_->acctPort());
     }
 
     // What becomes of a station within ten seconds: "gone" or its access, when that is what it
@@ -72,23 +64,9 @@ protected:
         }
         return now;
     }
-    void report(const std::string& mac, unsigned long long bytes) {
-        ClientStatisticInfo record("wlan0-va1", mac, bytes, 2 * bytes, 5, 6, 0, 0, 0, 0, 0, 1, 0);
-        instance_->updateClientStatistic(record);
-        instance_->checkClientsExpired();
-        instance_->makeClientsPeriodicUpdate();
-    }
     void arrive(const std::string& mac) {
         instance_->addClient(mac, "10.1.0." + mac.substr(mac.size() - 1), 1500);
-        report(mac, 1000);
-    }
-    void login(const std::string& name, const std::string& password) {
-        ClientIdentity identity("", "10.1.0.1", "", "");
-        EXPECT_EQ(instance_->authenticateClient(identity, name, password), 1);
-    }
-    std::shared_ptr<MessageEntry> dump(const char* mac) {
-        return instance_->dumpClientToMessage(ClientIdentity(mac, "", "", ""),
-                                              std::make_shared<IPCDumpClientMessageFactory>());
+        report({mac}, 1000);
     }
     // The accounting record that contains `text`, as the server wrote it down; "" when none comes.
     std::string recordWith(const std::string& text) {
@@ -106,9 +84,7 @@ protected:
         return "";
     }
 
-    testing::FakeClock clock_;
     std::unique_ptr<testing::FreeradiusProcess> server_;
-    std::shared_ptr<PortalInstanceInterface> instance_;
 };
 
 TEST_F(FreeradiusTest, KnowsStationsByTheirAddress) {
@@ -129,10 +105,10 @@ bool holds(const std::string& record, const std::string& attribute) {
 TEST_F(FreeradiusTest, ChecksThePasswordByEapAndWritesDownTheSession) {
     build("radius");
     arrive(kKnown);
-    login("bob", "wrong");
+    login("bob", kIp, "wrong");
     EXPECT_EQ(becomes(kKnown, "gone"), "gone");
     arrive(kKnown);
-    login("bob", "hello");
+    login("bob", kIp, "hello");
     ASSERT_EQ(becomes(kKnown, "Allow"), "Allow");
     const std::string start = recordWith("Acct-Status-Type = Start");
     const std::string session = dump(kKnown)->getCharValue("session-id");
@@ -148,7 +124,7 @@ TEST_F(FreeradiusTest, ChecksThePasswordByEapAndWritesDownTheSession) {
         EXPECT_TRUE(holds(start, attribute)) << attribute << " in" << start;
     }
     clock_.advanceSeconds(60);
-    report(kKnown, 4000);
+    report({kKnown}, 4000);
     const std::string interim = recordWith("Acct-Status-Type = Interim-Update");
     EXPECT_TRUE(holds(interim, sessionLine)) << interim;
     EXPECT_TRUE(holds(interim, "Acct-Input-Octets = 3000")) << interim;
@@ -169,7 +145,7 @@ TEST_F(FreeradiusTest, IsToldToDisconnect) {
     };
     for (const std::string key : {"mac", "name", "session"}) {
         arrive(kKnown);
-        login("bob", "hello");
+        login("bob", kIp, "hello");
         ASSERT_EQ(becomes(kKnown, "Allow"), "Allow");
         const std::string session =
             "Acct-Session-Id = \"" + dump(kKnown)->getCharValue("session-id") + "\"";

@@ -3,15 +3,24 @@
 // An instance behind its lock, on wlan0-va1 with SSID "Guest" and secret "s3cret": its stations
 // begin at the login, or where MAC authentication picks their way, and go on to open access.
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "client/client_identity.h"
+#include "client/client_statistic_info.h"
 #include "client/portal_instance_interface.h"
 #include "core/json_entry.h"
+#include "core/singleton.h"
+#include "messages/ipc_dump_factories.h"
 #include "portal/config_instance_message_extractor.h"
 #include "portal/portal_instance_factory.h"
+#include "radius/radius_listener.h"
 #include "support/factory_file.h"
+#include "support/fake_clock.h"
 #include "whitelist/white_lists_store.h"
 
 namespace vesta::testing {
@@ -53,5 +62,36 @@ inline std::string radiusObject(std::uint16_t authPort, std::uint16_t acctPort) 
            "acct-password": "s3cret", "acct-periodic": true, "acct-interval": 60, "acct-port": )" +
            std::to_string(acctPort) + "}";
 }
+
+class InstanceTest : public ::testing::Test {
+protected:
+    ~InstanceTest() override { Singleton<RadiusListener>::getInstance().stop(); }
+
+    void build(const std::string& mode, bool accounting, std::uint16_t authPort,
+               std::uint16_t acctPort) {
+        instance_ = buildInstance(mode, accounting, radiusObject(authPort, acctPort));
+    }
+    // One statistics answer with these stations, and what follows it.
+    void report(const std::vector<std::string>& macs, unsigned long long bytes) {
+        for (const std::string& mac : macs) {
+            ClientStatisticInfo record("wlan0-va1", mac, bytes, 2 * bytes, 5, 6, 0, 0, 0, 0, 0, 1,
+                                       0);
+            instance_->updateClientStatistic(record);
+        }
+        instance_->checkClientsExpired();
+        instance_->makeClientsPeriodicUpdate();
+    }
+    int login(const std::string& name, const std::string& ip, const std::string& password) {
+        ClientIdentity identity("", ip, "", "");
+        return instance_->authenticateClient(identity, name, password);
+    }
+    std::shared_ptr<MessageEntry> dump(const std::string& mac) {
+        return instance_->dumpClientToMessage(ClientIdentity(mac, "", "", ""),
+                                              std::make_shared<IPCDumpClientMessageFactory>());
+    }
+
+    FakeClock clock_;
+    std::shared_ptr<PortalInstanceInterface> instance_;
+};
 
 }  // namespace vesta::testing
