@@ -22,21 +22,21 @@ void serveEcho() {
     std::_Exit(0);
 }
 
-BusCaller::BusCaller() : ipc_(static_cast<ipc_module_t>(kCallerModule), false, 5) {}
-
-BusCaller::~BusCaller() = default;
-
-BusCaller::Microseconds BusCaller::ask(int module, const std::string& question) {
+Microseconds ask(IpcInterface& ipc, int module, const std::string& question) {
     std::promise<Clock::time_point> answered;
     const auto callback = [&answered](void* response, void*, int) {
         answered.set_value(response != nullptr ? Clock::now() : Clock::time_point());
     };
     json_object* const message = json_tokener_parse(question.c_str());
     const Clock::time_point start = Clock::now();
-    const bool sent = ipc_.async_send(message, module, nullptr, callback, kTimeoutSeconds);
+    const bool sent = ipc.async_send(message, module, nullptr, callback, kTimeoutSeconds);
     const Clock::time_point end = sent ? answered.get_future().get() : Clock::time_point();
     json_object_put(message);
     return end != Clock::time_point() ? end - start : Microseconds(-1);
 }
+
+BusCaller::BusCaller() : ipc_(static_cast<ipc_module_t>(kCallerModule), false, 5) {}
+
+BusCaller::~BusCaller() = default;
 
 }  // namespace vesta::bench

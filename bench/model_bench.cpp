@@ -18,6 +18,7 @@ int main(int argc, char** argv) {
     vesta::bench::printPassRows(results);
     vesta::bench::printFindingRows(results);
     vesta::bench::printGetRows(results);
+    vesta::bench::printNotificationRows(results);
     std::fflush(stdout);
     // The bus is the process's own and runs threads, so nothing static is destroyed.
     std::_Exit(0);

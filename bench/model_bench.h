@@ -10,5 +10,6 @@ class Results;
 void printPassRows(const Results& results);
 void printFindingRows(const Results& results);
 void printGetRows(const Results& results);
+void printNotificationRows(const Results& results);
 
 }  // namespace vesta::bench

@@ -40,12 +40,15 @@ std::string interfaceOf(std::size_t instance) {
     return "wlan0-va" + std::to_string(instance + 1);
 }
 
+std::string ssidOf(std::size_t instance) {
+    return "Guest" + std::to_string(instance);
+}
+
 std::string configurationText(std::size_t instances) {
     std::string vaps;
     for (std::size_t i = 0; i < instances; ++i) {
         vaps += vaps.empty() ? "" : ",";
-        vaps +=
-            testing::vapText(interfaceOf(i), "Guest" + std::to_string(i), "local", kThreeScenarios);
+        vaps += testing::vapText(interfaceOf(i), ssidOf(i), "local", kThreeScenarios);
     }
     return testing::documentText(vaps);
 }
