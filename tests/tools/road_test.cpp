@@ -55,15 +55,30 @@ TEST(RoadTest, NamesFileAndEventOfEveryMistake) {
     }
 }
 
-TEST(RoadTest, NamesAStationThatCannotBe) {
-    for (const auto& [key, value, error] :
-         {std::tuple("mac", "02:00:00:00:00", "\"mac\" is no MAC address"),
-          {"ip", "10.1.0", "\"ip\" is no IPv4 address"}}) {
+TEST(RoadTest, NamesTheMistakeInAStationOrInTheRadiusServersBook) {
+    const struct {
+        const char* place;
+        Json value;
+        const char* error;
+    } cases[] = {
+        {"/stations/0/mac", "02:00:00:00:00", "station 1 (\"anna\"): \"mac\" is no MAC address"},
+        {"/stations/0/ip", "10.1.0", "station 1 (\"anna\"): \"ip\" is no IPv4 address"},
+        {"/radius/users", Json::object(), "secret"},
+        {"/radius", {{"secret", "s"}, {"users", {{"anna", 5}}}}, "\"radius\": "},
+        {"/radius", {{"secret", "s"}, {"stations", {{"02:00", 5}}}}, "no MAC address"},
+        {"/radius",
+         {{"secret", "s"}, {"stations", {{"02:00:00:00:00:01", Json::object()}}}},
+         "known"}};
+    for (const auto& one : cases) {
         Json road = document("[]");
-        road["stations"][0][key] = value;
-        EXPECT_EQ(errorOf([&] { parseRoad(road, "r.json"); }),
-                  std::string("r.json: station 1 (\"anna\"): ") + error);
+        road[Json::json_pointer(one.place)] = one.value;
+        const std::string said = errorOf([&] { parseRoad(road, "r.json"); });
+        EXPECT_THAT(said, ::testing::StartsWith("r.json: "));
+        EXPECT_THAT(said, HasSubstr(one.error));
     }
+}
+
+TEST(RoadTest, NamesAnInterfaceThatTheConfigurationLacks) {
     const Road walk = parseRoad(
         document(R"([{"station": "anna", "do": "roam", "interface": "wlan1-va1"}])"), "r.json");
     EXPECT_THROW(checkInterfaces(walk, {"wlan1-va1"}, "r.json"), InputError);
