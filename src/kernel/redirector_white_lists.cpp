@@ -1,3 +1,5 @@
+#include "kernel/redirector_module_worker.h"
+
 #include <netinet/in.h>
 
 #include <algorithm>
@@ -5,7 +7,6 @@
 #include "client/client.h"
 #include "core/data_parser.h"
 #include "core/logger.h"
-#include "kernel/redirector_module_worker.h"
 
 namespace vesta {
 
