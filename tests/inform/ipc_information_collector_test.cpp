@@ -4,8 +4,8 @@
 
 #include <stdexcept>
 
-#include "inform/bus_peer.h"
 #include "inform/json_support.h"
+#include "support/bus_peer.h"
 
 namespace vesta::testing {
 namespace {
@@ -41,7 +41,7 @@ protected:
                                       IPC_MODULE_VESTAD));
     }
 
-    BusPeer monitord{IPC_MODULE_MONITORD_STATISTICS, "get"};
+    BusPeer monitord{IPC_MODULE_MONITORD_STATISTICS, {"get"}};
     RecordingCaller caller;
     IPCInformationCollector collector{ipc};
 };
@@ -83,7 +83,7 @@ TEST_F(BusTest, ARequestThatCouldNotBeSentDoesNotCountAndAMissingAnswerIsNotTold
     for (int i = 0; i < 5; ++i) {
         collector.getClientsInformation(&caller);
     }
-    BusPeer monitord(IPC_MODULE_MONITORD_STATISTICS, "get");
+    BusPeer monitord(IPC_MODULE_MONITORD_STATISTICS, {"get"});
     collector.getClientsInformation(&caller);
     EXPECT_EQ(monitord.takeFrom(*ipc, IPC_MODULE_MONITORD_STATISTICS).size(), 1U);
     ipc->close();

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "inform/bus_peer.h"
+#include "support/bus_peer.h"
 #include "support/fake_portal_instance.h"
 #include "support/test_client.h"
 
@@ -23,7 +23,7 @@ protected:
         return sent;
     }
 
-    BusPeer monitord{IPC_MODULE_MONITORD_TRAPS, "cp-client-trap"};
+    BusPeer monitord{IPC_MODULE_MONITORD_TRAPS, {"cp-client-trap"}};
     FakePortalInstance instance;
     ClientStatisticInfo statistics;
     TrapInformator informator{ipc};

@@ -1,10 +1,9 @@
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "core/temporary_log.h"
 #include "portal_fixture.h"
-#include "support/collected.h"
+#include "support/bus_peer.h"
 
 namespace vesta::testing {
 namespace {
@@ -12,40 +11,6 @@ namespace {
 constexpr const char* kAnna = "02:00:00:00:00:01";
 constexpr const char* kBert = "02:00:00:00:00:02";
 constexpr int kPeer = 77;
-
-// A module that collects every answer it is sent.
-class Peer {
-public:
-    Peer() {
-        for (const char* command : {"get-response", "get-redirect-params-response",
-                                    "validate-ip-response", "validate-response", "update-response",
-                                    "update-scenario-response", "cp-del-client-response"}) {
-            commands_[command] = [this](void* text, void*, int) {
-                answers_.add(static_cast<const char*>(text));
-            };
-        }
-        thread_ = std::thread([this] { bus_.process(commands_); });
-    }
-    ~Peer() {
-        bus_.stop();
-        thread_.join();
-    }
-
-    // The one answer since the last; "" after five seconds without it.
-    std::string next() {
-        const std::vector<std::string> answers = answers_.take(1);
-        EXPECT_LE(answers.size(), 1U);
-        return answers.empty() ? "" : answers.front();
-    }
-
-    IpcInterface& bus() { return bus_; }
-
-private:
-    IpcInterface bus_{static_cast<ipc_module_t>(kPeer), false, 5};
-    IpcInterface::CommandTable commands_;
-    Collected<std::string> answers_;
-    std::thread thread_;
-};
 
 std::string vapWithUrl(const std::string& interface, const std::string& url) {
     return vapText(
@@ -70,7 +35,10 @@ protected:
         return jsonOf(listener_.handleVestadStateScenarios(message(request)))["value"];
     }
 
-    Peer peer_;
+    BusPeer peer_{static_cast<ipc_module_t>(kPeer),
+                  {"get-response", "get-redirect-params-response", "validate-ip-response",
+                   "validate-response", "update-response", "update-scenario-response",
+                   "cp-del-client-response"}};
 };
 
 TEST_F(DispatcherTest, EveryAnsweringCommandOfTheBusGivesBackItsContext) {
@@ -100,7 +68,7 @@ TEST_F(DispatcherTest, EveryAnsweringCommandOfTheBusGivesBackItsContext) {
     };
     ASSERT_TRUE(listener_.run());
     for (const auto& [request, answer] : cases) {
-        ASSERT_TRUE(peer_.bus().send(std::string(request), IPC_MODULE_VESTAD)) << request;
+        ASSERT_TRUE(peer_.ipc.send(std::string(request), IPC_MODULE_VESTAD)) << request;
         EXPECT_EQ(json::parse(peer_.next(), nullptr, false), json::parse(answer)) << request;
     }
     listener_.stop();

@@ -16,13 +16,15 @@
 
 namespace vesta::testing {
 
-// Takes the messages of one command on a thread of its own.
+// Takes the messages of these commands on a thread of its own.
 class BusPeer {
 public:
-    BusPeer(ipc_module_t module, const char* command) : ipc(module, false, 8) {
-        commands_[command] = [this](void* message, void*, int) {
-            messages_.add(static_cast<const char*>(message));
-        };
+    BusPeer(ipc_module_t module, const std::vector<std::string>& commands) : ipc(module, false, 8) {
+        for (const std::string& command : commands) {
+            commands_[command] = [this](void* message, void*, int) {
+                messages_.add(static_cast<const char*>(message));
+            };
+        }
         commands_["mark"] = [this](void*, void*, int) { marks_.add(0); };
         thread_ = std::thread([this] { ipc.process(commands_); });
     }
@@ -33,6 +35,12 @@ public:
     BusPeer(const BusPeer&) = delete;
     BusPeer& operator=(const BusPeer&) = delete;
 
+    // The one message since the last; "" after five seconds without it.
+    std::string next() {
+        const std::vector<std::string> messages = messages_.take(1);
+        EXPECT_LE(messages.size(), 1U);
+        return messages.empty() ? "" : messages.front();
+    }
     // The messages that `sender` sent before this call.
     std::vector<std::string> takeFrom(IpcInterface& sender, int module) {
         EXPECT_TRUE(sender.send(std::string(R"({"command": "mark"})"), module));
