@@ -4,29 +4,14 @@
 #include <chrono>
 #include <exception>
 
+#include "free_memory.h"
 #include "ostrel/clock.h"
 #include "ostrel/runtime.h"
-
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
 
 namespace ostrel::bus {
 namespace {
 
-// Parsing takes about fifteen times the text's size for a moment. Of a text of this size that is
-// worth giving back at once; below it the allocator does better with what it has.
-constexpr std::size_t kLargePayload = std::size_t{1} << 20U;
-
 constexpr std::uint32_t kLargestNumber = 0x7fffffff;  // fits every JSON library's integer
-
-// What an allocator keeps for later counts as the process's memory, and a tree of nodes comes back
-// to it in pieces too small to leave by themselves.
-void releaseFreeMemory() {
-#ifdef __GLIBC__
-    malloc_trim(0);
-#endif
-}
 
 void callBack(const Calls::Callback& callback, json_object* response, void* user, int status) {
     try {

@@ -10,6 +10,7 @@
 
 #include "calls.h"
 #include "exchange.h"
+#include "free_memory.h"
 #include "inbox.h"
 #include "json_text.h"
 #include "ostrel/runtime.h"
@@ -155,6 +156,10 @@ void IpcInterface::process(const CommandTable& commands) {
         // What comes behind something unreadable on the same connection is not handled.
         if (!arrival.from->condemned()) {
             dispatch(commands, reader, arrival);
+        }
+        if (arrival.frame.payload.size() >= kLargePayload) {
+            arrival = Arrival{};
+            releaseFreeMemory();
         }
     }
 }

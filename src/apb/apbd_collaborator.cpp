@@ -56,11 +56,11 @@ void ageSince(std::int64_t time, MessageEntry& record) {
     }
 }
 
-// A copy of the record that nobody shares, with the session time that it has by now.
-std::shared_ptr<MessageEntry> agedCopy(const APBDEntry& entry) {
-    std::shared_ptr<MessageEntry> copy = copyForThread(entry.message.get());
-    ageSince(entry.receivedAt, *copy);
-    return copy;
+// The record with the session time that it has by now.
+std::shared_ptr<MessageEntry> agedMessage(const APBDEntry& entry) {
+    std::shared_ptr<MessageEntry> message = entry.message();
+    ageSince(entry.receivedAt, *message);
+    return message;
 }
 
 // The request that waited since `time`, with the session time that its station has by now.
@@ -217,7 +217,7 @@ std::shared_ptr<MessageEntry> APBDCollaborator::getMessageForClient(const Key& i
     if (entry == nullptr || entry->cleared) {
         return nullptr;
     }
-    std::shared_ptr<MessageEntry> message = agedCopy(*entry);
+    std::shared_ptr<MessageEntry> message = agedMessage(*entry);
     if (logger().isDebug()) {
         logger().Debug("client %s found in messages:\n'%s'\n",
                        message->getCharValue("sta-mac").c_str(),
@@ -303,7 +303,9 @@ void APBDCollaborator::flush() {
 }
 
 void APBDCollaborator::refresh(APBDEntry& entry, MessageEntry& received) {
-    updateLastMessage(*entry.message, received);
+    const Entry stored = entry.message();
+    updateLastMessage(*stored, received);
+    entry.text = stored->getStringRepresentation();
     try {
         static_cast<void>(received.getIntValue(kSessionTime));
         entry.receivedAt = ostrel::clock().monotonicMicroseconds();

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "core/message_entry.h"
+#include "core/json_entry.h"
 
 namespace vesta {
 
@@ -29,10 +29,14 @@ struct APBDEntry {
         return !vap.empty() && vap != name;
     }
 
-    std::shared_ptr<MessageEntry> message;
+    [[nodiscard]] std::shared_ptr<MessageEntry> message() const {
+        return std::make_shared<JsonEntry>(text.c_str());
+    }
+
+    std::string text;  // of the last record: a tenth of what its nodes take
     APBDEntryState state = APBDEntryState::received;
     std::string vap;              // where the station is, "" when it isn't here
-    std::int64_t receivedAt = 0;  // monotonic microseconds; of the message's session time
+    std::int64_t receivedAt = 0;  // monotonic microseconds; of the record's session time
     // apbd has gone since: nothing is restored from this record until apbd tells it again, but what
     // becomes of the station meanwhile still concerns the others.
     bool cleared = false;

@@ -36,7 +36,7 @@ void warnFiltered(const char* operation, const Client& client) {
 }
 
 void remember(APBDEntry& entry, MessageEntry& record) {
-    entry.message = copyForThread(&record);
+    entry.text = record.getStringRepresentation();
     entry.receivedAt = ostrel::clock().monotonicMicroseconds();
     entry.cleared = false;
 }
@@ -77,7 +77,7 @@ bool APBDCollaborator::informClientDeuthenticated(std::shared_ptr<Client> client
     }
     if (!sendUpdate(client, *entry, "update")) {
         // Back in front of the login: the others must not let it in either.
-        withdraw(key, entry->message);
+        withdraw(key, entry->message());
     }
     return true;
 }
@@ -187,7 +187,7 @@ void APBDCollaborator::sendDelRequest(std::shared_ptr<Client> client,
     if (reason != kApbdForced) {
         // A station that never got in here says nothing about its session elsewhere.
         if (record != nullptr || entry->isHere()) {
-            withdraw(key, record != nullptr ? record : entry->message);
+            withdraw(key, record != nullptr ? record : entry->message());
         }
         return;
     }

@@ -144,14 +144,14 @@ bool APBDCollaborator::takeIn(const Key& key, MessageEntry& user) {
     if (entry != nullptr && !entry->cleared) {
         if (waiting == Kind::add) {
             // The others have an older record of the station than the one that waits for them.
-            post(key, Kind::reset, entry->message);
+            post(key, Kind::reset, entry->message());
         }
         return true;
     }
     if (entry == nullptr && (entry = insert(key)) == nullptr) {
         return false;
     }
-    entry->message = copyForThread(&user);
+    entry->text = user.getStringRepresentation();
     entry->receivedAt = ostrel::clock().monotonicMicroseconds();
     entry->cleared = false;
     return true;

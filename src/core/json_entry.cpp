@@ -224,17 +224,4 @@ void JsonEntry::addMember(const char* key, json_object* value) {
     }
 }
 
-std::shared_ptr<MessageEntry> copyForThread(MessageEntry* entry) {
-    if (entry == nullptr) {
-        return nullptr;
-    }
-    if (dynamic_cast<JsonEntry*>(entry) == nullptr) {
-        return std::make_shared<JsonEntry>(entry->getStringRepresentation());
-    }
-    json_object* copy = nullptr;
-    json_object_deep_copy(asNode(entry->getRowMessage()), &copy, nullptr);
-    const Node owned(copy);
-    return makeView(copy);
-}
-
 }  // namespace vesta

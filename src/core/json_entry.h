@@ -3,8 +3,8 @@
 // The message model over json-c. Copies are deep in effect, not in cost: entries share nodes and
 // the first write through one of two sharing entries copies (also where a constructor took the node
 // from elsewhere: whoever gave it never sees a change). json-c's reference counts are plain
-// integers and serialising writes into a node, so entries that share nodes must stay on one thread;
-// copyForThread() makes one that shares nothing.
+// integers and serialising writes into a node, so entries that share nodes must stay on one thread:
+// what another one is to have goes there as text.
 
 #include <memory>
 #include <string>
@@ -64,9 +64,5 @@ private:
     // Whether another entry or tree may hold node_, so that a write must copy it first.
     bool shared_;
 };
-
-// A copy of `entry` that shares no node with anything, to be handed to another thread. Null for
-// null.
-[[nodiscard]] std::shared_ptr<MessageEntry> copyForThread(MessageEntry* entry);
 
 }  // namespace vesta

@@ -166,14 +166,5 @@ TEST(JsonEntry, ANodeFromElsewhereStaysUnchanged) {
     EXPECT_THROW(origin.getIntValue("b"), ENTRY_EXCEPTION_TYPE);
 }
 
-TEST(JsonEntry, ACopyForAnotherThreadSharesNoNode) {
-    const Entry entry = make(R"({"a": {"b": [1.50, null]}, "c": "d"})");
-    const Entry copy = copyForThread(entry.get());
-    EXPECT_STREQ(copy->getStringRepresentation(), entry->getStringRepresentation());
-    EXPECT_NE(copy->getObjectValue("a")->getRowMessage(),
-              entry->getObjectValue("a")->getRowMessage());
-    EXPECT_THROW(copyForThread(make("no JSON").get())->getArrayValue(), ENTRY_EXCEPTION_TYPE);
-}
-
 }  // namespace
 }  // namespace vesta
