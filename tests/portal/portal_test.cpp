@@ -11,8 +11,6 @@
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
 #include "kernel/kernel_white_list_store.h"
-#include "messages/client_information_store.h"
-#include "messages/client_message_extractor.h"
 #include "messages/ipc_dump_factories.h"
 #include "messages/portal_instance_message_extractor.h"
 #include "ostrel/ipc.h"
@@ -183,27 +181,6 @@ TEST_F(PortalTest, TakesListsOfItsDomainAndPutsItsOwnBack) {
     portal_->clearWhiteIPLists();
     EXPECT_FALSE(reachesAfterConnecting("192.0.2.1"));
     EXPECT_TRUE(reachesAfterConnecting("10.0.0.1"));
-}
-
-// A store with one record that can't be read.
-class BrokenRecord final : public ClientInformationStore, public ClientMessageExtractor {
-public:
-    std::shared_ptr<MessageEntry> getMessageForClient(const ClientInformationIdentity&) override {
-        return std::make_shared<JsonEntry>("{}");
-    }
-    void updateState() override {}
-    std::shared_ptr<ClientMessageExtractor> getMessageExtractor() override {
-        return std::make_shared<BrokenRecord>();
-    }
-    std::shared_ptr<ScenarioMessageExtractor> getScenarioExtractor() override { return nullptr; }
-    std::string extractMac(Entry entry) override { return entry->getCharValue("sta-mac"); }
-};
-
-TEST_F(PortalTest, AdmitsAStationWhoseRecordIsBroken) {
-    const auto store = std::make_shared<BrokenRecord>();
-    portal_->setClientInformationStore(store);
-    EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1"));
-    EXPECT_EQ(dumped(kMac, "access-type"), "Redirect");
 }
 
 }  // namespace
