@@ -91,23 +91,18 @@ TEST_F(PortalTest, AsksTheInstanceThatHasTheStationConnected) {
 }
 
 TEST_F(PortalTest, DisconnectsWhereItIsToldTo) {
+    build(vapText("wlan0-va1", "Guest") + "," + vapText("wlan1-va1", "Guest") + "," +
+          vapText("wlan2-va1", "Staff"));
     const CommandInfo command(END_REASON_APBD_REQUEST);
     ClientIdentity identity(kMac, "", "", "");
-    portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1");
+    for (const char* interface : {"wlan0-va1", "wlan1-va1"}) {
+        portal_->addClient(kMac, "10.1.0.1", 1500, interface);
+    }
     EXPECT_FALSE(portal_->disconnectClientFromInterface("wlan9-va9", identity, command));
-    EXPECT_FALSE(portal_->disconnectClientFromInterface("wlan1-va1", identity, command));
+    EXPECT_FALSE(portal_->disconnectClientFromInterface("wlan2-va1", identity, command));
     EXPECT_FALSE(portal_->disconnectClientFrom("guest", identity, command));  // exact case
-    EXPECT_TRUE(portal_->disconnectClientFrom("Guest", identity, command));
+    EXPECT_TRUE(portal_->disconnectClientFrom("Guest", identity, command));   // from every radio
     EXPECT_FALSE(portal_->disconnectClient(identity, command));
-}
-
-TEST_F(PortalTest, DisconnectsFromEveryRadioOfAnSsid) {
-    build(vapText("wlan0-va1", "Guest") + "," + vapText("wlan1-va1", "Guest"));
-    ClientIdentity identity(kMac, "", "", "");
-    portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1");
-    portal_->addClient(kMac, "10.1.0.1", 1500, "wlan1-va1");
-    EXPECT_TRUE(portal_->disconnectClientFrom("Guest", identity, CommandInfo()));
-    EXPECT_EQ(dumped(kMac, "mac"), "none");
 }
 
 TEST_F(PortalTest, ServesOnlyEnabledVapsWithAPortal) {

@@ -205,7 +205,8 @@ TEST_F(AuthenticationTest, AsksAgainForAMacAfterAnOutage) {
     const auto gone = newClient(std::string(254, 'x'));
     EXPECT_FALSE(worker_->sendAuthPacket(gone, gone->getLogin()));
     ClientStatisticInfo statistics;
-    worker_->informClientRemoved(gone, statistics);
+    EXPECT_TRUE(worker_->informClientRemoved(gone, statistics));
+    EXPECT_EQ(gone->getRadiusSta(), nullptr);
     clock_.advanceSeconds(30);
     EXPECT_THAT(worker_->takeUnanswered(), ElementsAre(tooLong));
 }
