@@ -51,5 +51,15 @@ TEST_F(RedirectorTest, IsAskedForProxyAndGateway) {
     EXPECT_THAT(module->take(), ElementsAre(word(6), word(25) + "\x0a\x09\x08\x07" + zeros(48)));
 }
 
+TEST(RedirectorModuleWorkerAlone, WorksOnWithoutAModule) {
+    setenv("OSTREL_RUNTIME_DIR", "/dev/null/nowhere", 1);
+    RecordingPortal portal;
+    RedirectorModuleWorker worker(portal);
+    EXPECT_EQ(worker.getProxyIPv4(), "0.0.0.0");
+    EXPECT_TRUE(worker.insertWhiteList(std::make_shared<WhiteAddressesList>("a", "1.2.3.4")));
+    EXPECT_FALSE(worker.handle());
+    unsetenv("OSTREL_RUNTIME_DIR");
+}
+
 }  // namespace
 }  // namespace vesta::testing

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "client/client.h"
+#include "client/deauth_tool.h"
 #include "core/json_entry.h"
+#include "core/singleton.h"
 #include "portal/config_instance_message_extractor.h"
 #include "portal/portal_instance_factory.h"
 #include "scenario/access_scenario_constraints.h"
@@ -35,6 +37,11 @@ class ThrowingInformator final : public Informator {
 
 class PortalInstanceTest : public ::testing::Test {
 protected:
+    PortalInstanceTest() {
+        // No tool is run: its thread reads the environment, which the next test changes.
+        Singleton<DeauthTool>::getInstance().stop();
+    }
+
     void build(const std::string& mode, int ageTimeout, const std::string& scenarios) {
         const auto vap = std::make_shared<JsonEntry>(
             R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",

@@ -10,6 +10,8 @@
 #include "client/client_identity.h"
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
+#include "client/deauth_tool.h"
+#include "core/singleton.h"
 #include "kernel/kernel_white_list_store.h"
 #include "messages/ipc_dump_factories.h"
 #include "messages/portal_instance_message_extractor.h"
@@ -29,6 +31,8 @@ const char* const kMac = "02:00:00:00:00:01";
 class PortalTest : public ::testing::Test {
 protected:
     PortalTest() {
+        // No tool is run: its thread reads the environment, which the next test changes.
+        Singleton<DeauthTool>::getInstance().stop();
         build(vapText("wlan0-va1", "Guest") + "," + vapText("wlan1-va1", "Staff", "portal"));
     }
 

@@ -9,6 +9,7 @@
 #include "client/client_identity.h"
 #include "client/client_statistic_info.h"
 #include "client/command_info.h"
+#include "client/deauth_tool.h"
 #include "core/singleton.h"
 #include "messages/ipc_dump_factories.h"
 #include "ostrel/ipc.h"
@@ -53,6 +54,11 @@ std::string interfacesText(std::uint16_t port) {
 
 class Stress : public ::testing::Test {
 protected:
+    Stress() {
+        // No tool is run: its thread reads the environment, which the next test changes.
+        Singleton<DeauthTool>::getInstance().stop();
+    }
+
     // The statistics answer of one second; every seventh station is away, by turns.
     void deliverStatistics(int second) {
         std::vector<ClientStatisticInfo> records;

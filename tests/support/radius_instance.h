@@ -12,6 +12,7 @@
 
 #include "client/client_identity.h"
 #include "client/client_statistic_info.h"
+#include "client/deauth_tool.h"
 #include "client/portal_instance_interface.h"
 #include "core/json_entry.h"
 #include "core/singleton.h"
@@ -65,6 +66,10 @@ inline std::string radiusObject(std::uint16_t authPort, std::uint16_t acctPort) 
 
 class InstanceTest : public ::testing::Test {
 protected:
+    InstanceTest() {
+        // No tool is run: its thread reads the environment, which the next test changes.
+        Singleton<DeauthTool>::getInstance().stop();
+    }
     ~InstanceTest() override { Singleton<RadiusListener>::getInstance().stop(); }
 
     void build(const std::string& mode, bool accounting, std::uint16_t authPort,
