@@ -3,9 +3,6 @@
 
 #include "apb/apbd_collaborator.h"
 
-#include <algorithm>
-#include <limits>
-
 #include "apb/apbd_client_message_extractor.h"
 #include "apb/apbd_portal_instance_message_factory.h"
 #include "apb/apbd_requests.h"
@@ -21,7 +18,7 @@
 namespace vesta {
 namespace {
 
-constexpr std::int64_t kRetrySeconds = 10;
+constexpr std::int64_t kRetryMicroseconds = 10000000;
 constexpr const char* kUser = "user";
 constexpr const char* kSessionTime = "cur-session-time";
 
@@ -39,28 +36,6 @@ bool isEnabled(MessageEntry& section) {
     } catch (ENTRY_EXCEPTION_TYPE) {
         return false;
     }
-}
-
-// Adds the seconds that have passed since `time` (monotonic microseconds), rounded, so that many
-// hand-overs don't add up to a shorter session.
-void ageSince(std::int64_t time, MessageEntry& record) {
-    try {
-        const std::int64_t passed =
-            (ostrel::clock().monotonicMicroseconds() - time + 500000) / 1000000;
-        record.insertIntValue(kSessionTime, static_cast<int>(std::min<std::int64_t>(
-                                                record.getIntValue(kSessionTime) + passed,
-                                                std::numeric_limits<int>::max())));
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        logger().Warning("Record without \"%s\":\n'%s'\n", kSessionTime,
-                         record.getStringRepresentation());
-    }
-}
-
-// The record with the session time that it has by now.
-std::shared_ptr<MessageEntry> agedMessage(const APBDEntry& entry) {
-    std::shared_ptr<MessageEntry> message = entry.message();
-    ageSince(entry.receivedAt, *message);
-    return message;
 }
 
 // The request that waited since `time`, with the session time that its station has by now.
@@ -150,8 +125,12 @@ void APBDCollaborator::connectedNotify() {
     {
         const MutexLock lock(mutex_);
         lastAttempt_ = ostrel::clock().monotonicMicroseconds();
+        settleAt_ = kNever;
+        for (auto& record : records_) {
+            record.second.untold = true;
+        }
         if (subscribed_) {
-            flush();  // a new apbd, before it looks up what to answer
+            flush();  // before apbd looks up what to answer
         }
     }
     sendSubscribeRequest(portal_.lock());
@@ -170,14 +149,9 @@ void APBDCollaborator::disconnectedNotify() {
                        "disconnectedNotify", __LINE__);
         subscribed_ = false;
         refusing_ = false;
-        for (auto record = records_.begin(); record != records_.end();) {
-            // What was cleared before and has not been told since is known to nobody.
-            if (record->second.cleared) {
-                record = records_.erase(record);
-            } else {
-                record->second.cleared = true;
-                ++record;
-            }
+        for (auto& record : records_) {
+            record.second.untold = true;
+            record.second.cleared = true;
         }
     }
     if (const std::shared_ptr<Portal> portal = portal_.lock()) {
@@ -196,8 +170,9 @@ void APBDCollaborator::updateState() {
         const MutexLock lock(mutex_);
         const std::int64_t now = ostrel::clock().monotonicMicroseconds();
         if (subscribed_) {
+            settleUntold(now);
             flush();
-        } else if (now - lastAttempt_ > kRetrySeconds * 1000000) {
+        } else if (now - lastAttempt_ > kRetryMicroseconds) {
             lastAttempt_ = now;
             subscribe = true;
         }
@@ -211,13 +186,51 @@ void APBDCollaborator::updateState() {
     }
 }
 
+// What an apbd does not tell of after it has come is over for the others, or it was lost with the
+// apbd before and its broker.
+void APBDCollaborator::settleUntold(std::int64_t now) {
+    if (now < settleAt_) {
+        return;
+    }
+    settleAt_ = kNever;
+    for (auto record = records_.begin(); record != records_.end();) {
+        APBDEntry& entry = record->second;
+        if (entry.untold && !entry.isHere()) {
+            record = records_.erase(record);
+            continue;
+        }
+        if (entry.untold) {
+            entry.untold = false;
+            entry.cleared = false;
+            post(record->first, outbox_.merged(record->first, Kind::add), entry.agedMessage());
+        }
+        ++record;
+    }
+}
+
 std::shared_ptr<MessageEntry> APBDCollaborator::getMessageForClient(const Key& identity) {
     const MutexLock lock(mutex_);
-    const APBDEntry* const entry = find(identity);
+    return messageOf(find(identity));
+}
+
+std::shared_ptr<MessageEntry> APBDCollaborator::takeMessageForClient(const Key& identity,
+                                                                     const std::string& vap) {
+    const MutexLock lock(mutex_);
+    APBDEntry* const entry = find(identity);
+    std::shared_ptr<MessageEntry> message = messageOf(entry);
+    if (message != nullptr) {
+        entry->state = APBDEntryState::associatedHere;
+        entry->vap = vap;
+        departing_.insert(identity);  // a copy on another radio of this access point
+    }
+    return message;
+}
+
+std::shared_ptr<MessageEntry> APBDCollaborator::messageOf(const APBDEntry* entry) {
     if (entry == nullptr || entry->cleared) {
         return nullptr;
     }
-    std::shared_ptr<MessageEntry> message = agedMessage(*entry);
+    std::shared_ptr<MessageEntry> message = entry->agedMessage();
     if (logger().isDebug()) {
         logger().Debug("client %s found in messages:\n'%s'\n",
                        message->getCharValue("sta-mac").c_str(),
@@ -226,19 +239,18 @@ std::shared_ptr<MessageEntry> APBDCollaborator::getMessageForClient(const Key& i
     return message;
 }
 
-std::shared_ptr<MessageEntry> APBDCollaborator::takeMessageForClient(const Key& identity,
-                                                                     const std::string& vap) {
-    std::shared_ptr<MessageEntry> message = getMessageForClient(identity);
-    if (message == nullptr) {
-        return nullptr;
-    }
+bool APBDCollaborator::confirmPresence(const Key& identity, const std::string& vap) {
     const MutexLock lock(mutex_);
-    if (APBDEntry* const entry = find(identity)) {
+    APBDEntry* const entry = find(identity);
+    if (entry == nullptr || entry->cleared) {
+        return true;
+    }
+    if (entry->state == APBDEntryState::received) {
+        // News from its past may be under way; the others are told as soon as it is connected.
         entry->state = APBDEntryState::associatedHere;
         entry->vap = vap;
-        departing_.insert(identity);  // a copy on another radio of this access point
     }
-    return message;
+    return entry->state != APBDEntryState::associatedElsewhere;
 }
 
 void APBDCollaborator::discardMessage(const Key& identity) {
@@ -279,10 +291,11 @@ APBDEntry* APBDCollaborator::insert(const Key& key) {
 void APBDCollaborator::post(const Key& key, Kind kind, const Entry& record,
                             const std::string& action) {
     JsonEntry request(templateOf(kind));
-    insertSingleUserValue(request, record);
     if (kind == Kind::update) {
         request.insertStringValue("action", action.c_str());
-    } else if (kind != Kind::add) {
+    }
+    insertSingleUserValue(request, record);
+    if (kind == Kind::remove || kind == Kind::reset) {
         request.insertStringValue("reason", kind == Kind::reset ? kApbdForced : kApbdAwayTimeout);
     }
     outbox_.put(key, kind, request.getStringRepresentation(),

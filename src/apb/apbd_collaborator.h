@@ -38,6 +38,8 @@ class APBDCollaborator final : public Informator, public ClientInformationStore 
 public:
     // Records of the domain; beyond this many new ones are refused, with one warning.
     static constexpr std::size_t kMaxRecords = 65536;
+    // apbd's answer holds a limited number of users; the others are told of within this time.
+    static constexpr std::int64_t kTellingMicroseconds = 3000000;
 
     // Reads the configuration document and, where enabled, asks apbd for its status. The portal is
     // kept as a weak pointer: it owns the collaborator as an informator of its instances.
@@ -65,10 +67,13 @@ public:
     std::shared_ptr<MessageEntry> takeMessageForClient(const ClientInformationIdentity& identity,
                                                        const std::string& vap) override
         EXCLUDES(mutex_);
+    bool confirmPresence(const ClientInformationIdentity& identity, const std::string& vap) override
+        EXCLUDES(mutex_);
     void discardMessage(const ClientInformationIdentity& identity) override EXCLUDES(mutex_);
     std::shared_ptr<ClientMessageExtractor> getMessageExtractor() override;
-    // Once a second: subscribes again every 10 s until apbd answers, sends what waits, and removes
-    // the copies of stations that are elsewhere and no longer connected here.
+    // Once a second: subscribes again every 10 s until apbd answers, sends what waits, settles
+    // what a new apbd did not tell of, and removes the copies of stations that are elsewhere and no
+    // longer connected here.
     void updateState() override EXCLUDES(mutex_);
 
     void sendStatusRequest();
@@ -109,6 +114,8 @@ private:
     void post(const Key& key, Kind kind, const Entry& record, const std::string& action = "")
         REQUIRES(mutex_);
     void flush() REQUIRES(mutex_);
+    void settleUntold(std::int64_t now) REQUIRES(mutex_);
+    std::shared_ptr<MessageEntry> messageOf(const APBDEntry* entry) REQUIRES(mutex_);
 
     // Takes the users' records in; returns the stations that have a record now.
     std::vector<Key> processClientsMessages(const std::vector<Entry>& users, Source source)
@@ -137,6 +144,9 @@ private:
     Mutex mutex_;
     // apbd's users were taken in and it has not gone since: requests go out, notifications count.
     bool subscribed_ GUARDED_BY(mutex_) = false;
+    // Monotonic microseconds.
+    static constexpr std::int64_t kNever = INT64_MAX;
+    std::int64_t settleAt_ GUARDED_BY(mutex_) = kNever;
     std::int64_t lastAttempt_ GUARDED_BY(mutex_) = 0;  // monotonic microseconds
     std::map<Key, APBDEntry> records_ GUARDED_BY(mutex_);
     bool refusing_ GUARDED_BY(mutex_) = false;  // there is no room, and that was said

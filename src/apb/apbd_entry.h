@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "core/json_entry.h"
+#include "core/message_entry.h"
 
 namespace vesta {
 
@@ -29,17 +29,23 @@ struct APBDEntry {
         return !vap.empty() && vap != name;
     }
 
-    [[nodiscard]] std::shared_ptr<MessageEntry> message() const {
-        return std::make_shared<JsonEntry>(text.c_str());
-    }
+    // The record, shared with nobody, and the same with the session time that it has by now.
+    [[nodiscard]] std::shared_ptr<MessageEntry> message() const;
+    [[nodiscard]] std::shared_ptr<MessageEntry> agedMessage() const;
 
     std::string text;  // of the last record: a tenth of what its nodes take
     APBDEntryState state = APBDEntryState::received;
     std::string vap;              // where the station is, "" when it isn't here
     std::int64_t receivedAt = 0;  // monotonic microseconds; of the record's session time
-    // apbd has gone since: nothing is restored from this record until apbd tells it again, but what
-    // becomes of the station meanwhile still concerns the others.
+    // apbd has come or gone since it told of this record last.
+    bool untold = false;
+    // It has gone: nothing is restored from this record until apbd tells it again, but what becomes
+    // of the station meanwhile still concerns the others.
     bool cleared = false;
 };
+
+// Adds the seconds that have passed since `time` (monotonic microseconds), rounded, to the record's
+// session time.
+void ageSince(std::int64_t time, MessageEntry& record);
 
 }  // namespace vesta

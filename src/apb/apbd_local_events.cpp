@@ -38,6 +38,7 @@ void warnFiltered(const char* operation, const Client& client) {
 void remember(APBDEntry& entry, MessageEntry& record) {
     entry.text = record.getStringRepresentation();
     entry.receivedAt = ostrel::clock().monotonicMicroseconds();
+    entry.untold = false;
     entry.cleared = false;
 }
 
@@ -59,7 +60,7 @@ bool APBDCollaborator::informClientAuthenticated(std::shared_ptr<Client> client,
     }
     logger().Debug("%s,%d,send update to APB for exsisted client\n", "informClientAuthenticated",
                    __LINE__);
-    sendUpdate(client, *entry, "update");
+    sendUpdate(client, *entry, kApbdUpdate);
     return true;
 }
 
@@ -75,7 +76,7 @@ bool APBDCollaborator::informClientDeuthenticated(std::shared_ptr<Client> client
     if (entry == nullptr || !entry->isHere() || entry->isOnOtherVap(vapOf(*client))) {
         return true;
     }
-    if (!sendUpdate(client, *entry, "update")) {
+    if (!sendUpdate(client, *entry, kApbdUpdate)) {
         // Back in front of the login: the others must not let it in either.
         withdraw(key, entry->message());
     }
@@ -91,7 +92,7 @@ bool APBDCollaborator::informClientConnected(std::shared_ptr<Client> client, Cli
     if (entry != nullptr && !entry->isOnOtherVap(vapOf(*client))) {
         logger().Debug("%s,%d,send assoc to APB for exsisted client\n", "informClientConnected",
                        __LINE__);
-        sendUpdate(client, *entry, "assoc");
+        sendUpdate(client, *entry, kApbdAssoc);
     }
     return true;
 }
@@ -103,8 +104,9 @@ bool APBDCollaborator::informClientDisconnected(std::shared_ptr<Client> client,
     }
     const MutexLock lock(mutex_);
     APBDEntry* const entry = find(keyOf(*client));
-    if (entry != nullptr && entry->isHere() && !entry->isOnOtherVap(vapOf(*client))) {
-        sendUpdate(client, *entry, "disassoc");
+    if (entry != nullptr && entry->isHere() && !entry->isOnOtherVap(vapOf(*client)) &&
+        !(entry->cleared && subscribed_)) {
+        sendUpdate(client, *entry, kApbdDisassoc);
     }
     return true;
 }
@@ -163,7 +165,7 @@ bool APBDCollaborator::sendUpdate(std::shared_ptr<Client> client, APBDEntry& ent
         return false;
     }
     refresh(entry, *record);
-    const bool leaves = action == "disassoc";
+    const bool leaves = action == kApbdDisassoc;
     entry.state = leaves ? APBDEntryState::received : APBDEntryState::associatedHere;
     entry.vap = leaves ? "" : vapOf(*client);
 

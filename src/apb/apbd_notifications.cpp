@@ -3,6 +3,7 @@
 #include "apb/apb_portal_instance_message_extractor.h"
 #include "apb/apb_white_list_extractor.h"
 #include "apb/apbd_collaborator.h"
+#include "apb/apbd_requests.h"
 #include "client/client_identity.h"
 #include "client/command_info.h"
 #include "client/portal_instance_interface.h"
@@ -57,6 +58,11 @@ bool isFailed(MessageEntry& message) {
     }
 }
 
+void logUnexpected(MessageEntry& message) {
+    logger().Warning("Unexpected message format from apb:\n'%s'\n",
+                     message.getStringRepresentation());
+}
+
 // The records with the stations that they name; a bad one costs only itself.
 std::vector<std::pair<Key, Entry>> stationsOf(const std::vector<Entry>& users) {
     std::vector<std::pair<Key, Entry>> stations;
@@ -96,8 +102,7 @@ void APBDCollaborator::subscribedNotify(std::shared_ptr<MessageEntry> message) {
         }
         users = usersOf(*message);
     } catch (ENTRY_EXCEPTION_TYPE) {
-        logger().Warning("Unexpected message format from apb:\n'%s'\n",
-                         message->getStringRepresentation());
+        logUnexpected(*message);
         const MutexLock lock(mutex_);
         subscribed_ = false;
         return;
@@ -129,6 +134,7 @@ std::vector<Key> APBDCollaborator::processClientsMessages(const std::vector<Entr
     }
     if (source == Source::subscription) {
         subscribed_ = true;
+        settleAt_ = ostrel::clock().monotonicMicroseconds() + kTellingMicroseconds;
         flush();
     }
     return known;
@@ -144,8 +150,9 @@ bool APBDCollaborator::takeIn(const Key& key, MessageEntry& user) {
     if (entry != nullptr && !entry->cleared) {
         if (waiting == Kind::add) {
             // The others have an older record of the station than the one that waits for them.
-            post(key, Kind::reset, entry->message());
+            post(key, Kind::reset, entry->agedMessage());
         }
+        entry->untold = false;
         return true;
     }
     if (entry == nullptr && (entry = insert(key)) == nullptr) {
@@ -153,6 +160,7 @@ bool APBDCollaborator::takeIn(const Key& key, MessageEntry& user) {
     }
     entry->text = user.getStringRepresentation();
     entry->receivedAt = ostrel::clock().monotonicMicroseconds();
+    entry->untold = false;
     entry->cleared = false;
     return true;
 }
@@ -162,7 +170,10 @@ void APBDCollaborator::takeWhiteLists(Portal& portal, const Entry& message) {
     std::vector<Entry> lists;
     try {
         lists = extractor.extractAllWhiteLists(message);
-    } catch (ENTRY_EXCEPTION_TYPE) {
+    } catch (ENTRY_EXCEPTION_TYPE problem) {
+        if (problem == ENTRY_WRONG_TYPE) {
+            logUnexpected(*message);
+        }
         return;
     }
     logger().Debug("Receive %d permited ip lists\n", static_cast<int>(lists.size()));
@@ -170,8 +181,10 @@ void APBDCollaborator::takeWhiteLists(Portal& portal, const Entry& message) {
     const auto instances = std::make_shared<APBPortalInstanceMessageExtractor>(store);
     for (const Entry& list : lists) {
         try {
-            store->addWhiteList(
-                std::make_shared<WhiteAddressesList>("", extractor.extractWhiteListValue(list)));
+            const std::string values = extractor.extractWhiteListValue(list);
+            if (!values.empty()) {
+                store->addWhiteList(std::make_shared<WhiteAddressesList>("", values));
+            }
             portal.updatePortalInstance(list, instances);
         } catch (ENTRY_EXCEPTION_TYPE) {
             logger().Warning("White list without values, don't use it\n");
@@ -215,11 +228,15 @@ APBDCollaborator::Consequence APBDCollaborator::applyUpdate(const Key& key,
     if (entry == nullptr) {
         return Consequence::none;
     }
-    const bool leaves = action == "disassoc";
+    const bool leaves = action == kApbdDisassoc;
+    const bool comes = action == kApbdAssoc || action == kApbdUpdate;
     if (leaves && entry->state == APBDEntryState::associatedHere) {
         return Consequence::none;  // it left the other access point to come here
     }
     refresh(*entry, user);
+    if (!leaves && !comes) {
+        return Consequence::none;
+    }
     entry->vap.clear();
     if (leaves) {
         entry->state = APBDEntryState::received;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The texts that requests to apbd start from. The trailing commas are part of them.
+// The texts that requests to apbd start from, trailing commas included, and the words in them.
 
 namespace vesta {
 
@@ -10,6 +10,11 @@ inline constexpr const char* kApbdSubscribeRequest = "{    \"cmd\": \"subscribe-
 inline constexpr const char* kApbdAddRequest = "{    \"cmd\": \"add-request\",}";
 inline constexpr const char* kApbdUpdateRequest = "{    \"cmd\": \"update-request\",}";
 inline constexpr const char* kApbdDelRequest = "{    \"cmd\": \"del-request\",}";
+
+// The actions of an update.
+inline constexpr const char* kApbdAssoc = "assoc";
+inline constexpr const char* kApbdDisassoc = "disassoc";
+inline constexpr const char* kApbdUpdate = "update";
 
 // The reasons of a del-request: the end of a session, and a record that replaces an older one.
 inline constexpr const char* kApbdAwayTimeout = "away timeout";

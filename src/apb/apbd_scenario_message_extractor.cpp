@@ -14,11 +14,12 @@ constexpr const char* kUrl = "external-url";
 
 std::pair<std::string, std::string> APBDScenarioMessageExtractor::extractWhiteListId(Entry entry) {
     const std::string permitted = entry->getCharValue("permitted-ip");
-    if (isWhiteListHash(permitted)) {
+    const auto resolved = resolvePermittedIp(*store_, permitted);
+    if (isWhiteListHash(permitted) && resolved.first == permitted) {
         logger().Debug("APBScenarioExtractor::%s get permitted-ip hash, just returns it!\n",
                        "extractWhiteListId");
     }
-    return resolvePermittedIp(*store_, permitted);
+    return resolved;
 }
 
 long APBDScenarioMessageExtractor::extractExpireTime(Entry entry) {

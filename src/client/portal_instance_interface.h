@@ -29,7 +29,7 @@ struct ClientStatisticInfo;
 using RadiusSharedKey = std::pair<unsigned char*, unsigned int>;
 
 // What a station's copy must be for removeClientWhen() to take it out.
-enum class RemoveWhen { disconnected, unauthorised };
+enum class RemoveWhen { always, disconnected, unauthorised };
 
 class PortalInstanceInterface {
 public:

@@ -36,6 +36,11 @@ public:
         const ClientInformationIdentity& identity, const std::string& /*vap*/) {
         return getMessageForClient(identity);
     }
+    // The client shows itself on that VAP, where there is a copy of it. False when the copy is out
+    // of date, since the last news is that the client went elsewhere.
+    virtual bool confirmPresence(const ClientInformationIdentity&, const std::string& /*vap*/) {
+        return true;
+    }
     // The record that was handed out can't be read, so the station starts anew.
     virtual void discardMessage(const ClientInformationIdentity&) {}
     // Called once a second: refresh from the peer.

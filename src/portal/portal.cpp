@@ -109,13 +109,23 @@ bool Portal::addClient(const std::string& mac, const std::string& ip, unsigned i
     }
     PortalInstanceInterface& instance = **found;
     ClientIdentity identity(mac, "", "", "");
-    if (instance.isYourClient(identity)) {
+    if (instance.isYourClient(identity) && !isUpToDate(instance, mac)) {
+        // It came back before its copy was given up: it goes on as it was elsewhere.
+        instance.removeClientWhen(RemoveWhen::always, identity,
+                                  CommandInfo(END_REASON_APBD_REQUEST));
+    } else if (instance.isYourClient(identity)) {
         logger().Debug("%s,%d, on vap %s client %s already exsists. Update information\n",
                        "addClient", 307, interfaceName.c_str(), identity.to_string().c_str());
         instance.updateClientIp(identity, ip);
         return true;
     }
     return addRememberedClient(instance, mac, ip, value) || instance.addClient(mac, ip, value);
+}
+
+bool Portal::isUpToDate(const PortalInstanceInterface& instance, const std::string& mac) const {
+    const std::shared_ptr<ClientInformationStore> store = clientStore_.lock();
+    return !store || store->confirmPresence(ClientInformationIdentity(mac, instance.getSsid()),
+                                            instance.getName());
 }
 
 bool Portal::addRememberedClient(PortalInstanceInterface& instance, const std::string& mac,

@@ -125,6 +125,7 @@ private:
     void addWhiteIpLists(const std::shared_ptr<MessageEntry>& section,
                          WhiteListExtractor& extractor);
     Instance findConnecting(ClientIdentity& identity) const;
+    bool isUpToDate(const PortalInstanceInterface& instance, const std::string& mac) const;
     bool addRememberedClient(PortalInstanceInterface& instance, const std::string& mac,
                              const std::string& ip, unsigned int value);
 

@@ -55,8 +55,9 @@ bool PortalInstance::removeClientWhen(RemoveWhen condition, const ClientIdentity
     if (!client) {
         return true;
     }
-    const bool due =
-        condition == RemoveWhen::disconnected ? !client->isConnected() : !client->isAuthorized();
+    const bool due = condition == RemoveWhen::always ||
+                     (condition == RemoveWhen::disconnected && !client->isConnected()) ||
+                     (condition == RemoveWhen::unauthorised && !client->isAuthorized());
     if (due) {
         removeClient(client, command.getEndReason());
     }

@@ -1,5 +1,8 @@
 #include "scenario/access_scenario.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include "client/client_statistic_info.h"
 #include "core/logger.h"
 #include "messages/scenario_message_extractor.h"
@@ -77,7 +80,8 @@ bool AccessScenario::isTrafficLimitExpired() {
 
 bool AccessScenario::isSessionExpired() {
     const std::int64_t now = ostrel::monotonicSeconds();
-    sessionTime_ += static_cast<std::int32_t>(now - lastSessionCheck_);
+    sessionTime_ = static_cast<std::int32_t>(
+        std::min<std::int64_t>(sessionTime_ + (now - lastSessionCheck_), INT32_MAX));
     lastSessionCheck_ = now;
     if (constraints_.maxSessionTime == 0 || sessionTime_ <= constraints_.maxSessionTime) {
         return false;

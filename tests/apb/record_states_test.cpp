@@ -234,5 +234,21 @@ TEST_F(RecordStates, AStationStaysHereWhileApbdIsAway) {
     EXPECT_EQ(state(), "here");
 }
 
+TEST_F(RecordStates, AnApbdThatHasLostAStationIsToldOfItAgain) {
+    for (const auto& [name, told] : {std::pair("added", 1U), std::pair("here", 1U),
+                                     std::pair("received", 0U), std::pair("elsewhere", 0U)}) {
+        SCOPED_TRACE(name);
+        enter(name);
+        apbd_->disconnectedNotify();
+        subscribed();
+        for (int second = 0; second < 5; ++second) {
+            clock_.advanceSeconds(1);
+            apbd_->updateState();
+        }
+        EXPECT_EQ(sent(), std::vector<std::string>(told, "add"));
+        EXPECT_EQ(isRemembered(), told == 1);
+    }
+}
+
 }  // namespace
 }  // namespace vesta::testing

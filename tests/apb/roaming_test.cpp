@@ -182,6 +182,17 @@ TEST_F(Roaming, NewsFromItsPastDoesNotTouchAStationThatIsHere) {
     update("disassoc", record());
     EXPECT_NE(station(), json());
     second();
+    update("assoc", record(-1, 50));
+    arrive();  // back before this access point has missed it
+    EXPECT_EQ(station()["session-time"], 50);
+    update("disassoc", record());
+    EXPECT_NE(station(), json());
+    second();
+    second("");  // leaves
+    arrive();    // and comes again
+    update("disassoc", record());
+    EXPECT_NE(station(), json());
+    second();
     second("");  // leaves
     update("disassoc", record());
     EXPECT_EQ(station(), json());

@@ -8,6 +8,8 @@
 namespace apbd {
 namespace {
 
+using Steady = std::chrono::steady_clock;
+
 constexpr std::chrono::milliseconds kTick{1000};
 constexpr std::chrono::milliseconds kSoon{20};
 
@@ -23,26 +25,22 @@ void guarded(const Loop::Task& task, Sharing& sharing) {
 
 void Loop::post(Task task) {
     const ostrel::MutexLock lock(mutex_);
-    if (stopped_) {
-        return;
-    }
     tasks_.push_back(std::move(task));
     changed_.notifyOne();
 }
 
-void Loop::stop(Task last) {
+void Loop::stop(Task last, std::chrono::milliseconds patience) {
     const ostrel::MutexLock lock(mutex_);
-    stopped_ = true;
-    tasks_.clear();
-    tasks_.push_back(std::move(last));
+    last_ = std::move(last);
+    deadline_ = Steady::now() + patience;
     changed_.notifyOne();
 }
 
 void Loop::run(Sharing& sharing) {
-    using Steady = std::chrono::steady_clock;
     Steady::time_point nextTick = Steady::now() + kTick;
     std::deque<Task> tasks;
-    while (take(tasks, sharing.hasUnsent())) {
+    while (!isOver(sharing)) {
+        take(tasks, sharing.hasUnsent());
         for (const Task& task : tasks) {
             guarded(task, sharing);
         }
@@ -52,15 +50,26 @@ void Loop::run(Sharing& sharing) {
             nextTick = Steady::now() + kTick;
         }
     }
+    guarded(last(), sharing);
 }
 
-bool Loop::take(std::deque<Task>& tasks, bool soon) {
+void Loop::take(std::deque<Task>& tasks, bool soon) {
     const ostrel::MutexLock lock(mutex_);
-    if (tasks_.empty() && !stopped_) {
-        changed_.waitFor(mutex_, soon ? kSoon : kTick);
+    if (tasks_.empty()) {
+        changed_.waitFor(mutex_, soon || last_ ? kSoon : kTick);
     }
     tasks.swap(tasks_);
-    return !tasks.empty() || !stopped_;
+}
+
+bool Loop::isOver(const Sharing& sharing) {
+    const ostrel::MutexLock lock(mutex_);
+    const bool idle = tasks_.empty() && !sharing.hasUnconfirmed();
+    return last_ && (idle || Steady::now() >= deadline_);
+}
+
+Loop::Task Loop::last() {
+    const ostrel::MutexLock lock(mutex_);
+    return last_;
 }
 
 }  // namespace apbd

@@ -4,6 +4,7 @@
 //
 // Threads: post() and stop() from any; run() is the thread.
 
+#include <chrono>
 #include <deque>
 #include <functional>
 
@@ -20,17 +21,21 @@ public:
     // Runs tasks in their order and ticks once a second, until stop(). An exception out of a task
     // is reported and ends that task alone.
     void run(Sharing& sharing) EXCLUDES(mutex_);
-    // Has run() do `last` instead of whatever waits, and return.
-    void stop(Task last) EXCLUDES(mutex_);
+    // Has run() return as soon as what waits is done and all changes have come round, after
+    // `patience` at the latest. `last` is done last.
+    void stop(Task last, std::chrono::milliseconds patience) EXCLUDES(mutex_);
 
 private:
-    // Waits for tasks or for the next tick; false when it is over.
-    bool take(std::deque<Task>& tasks, bool soon) EXCLUDES(mutex_);
+    // Waits for tasks or for the next tick.
+    void take(std::deque<Task>& tasks, bool soon) EXCLUDES(mutex_);
+    bool isOver(const Sharing& sharing) EXCLUDES(mutex_);
+    Task last() EXCLUDES(mutex_);
 
     ostrel::Mutex mutex_;
     ostrel::CondVar changed_;
     std::deque<Task> tasks_ GUARDED_BY(mutex_);
-    bool stopped_ GUARDED_BY(mutex_) = false;
+    Task last_ GUARDED_BY(mutex_);  // null before stop()
+    std::chrono::steady_clock::time_point deadline_ GUARDED_BY(mutex_);
 };
 
 }  // namespace apbd

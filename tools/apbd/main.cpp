@@ -17,7 +17,7 @@ namespace {
 
 enum Status { kOk = 0, kFailed = 1, kWrongInput = 2 };
 
-// For the last publications to leave.
+// For the last publications to reach the broker, and for its connection to end.
 constexpr std::chrono::milliseconds kPatience{1000};
 
 void writeReport(ostrel::LogLevel, const char* text) {
@@ -61,7 +61,7 @@ int serve(const apbd::Options& options, apbd::Loop& loop, apbd::MqttBroker& brok
     bus.start();
     broker.start();
     waitForEnd();
-    loop.stop([](apbd::Sharing& one) { one.end(); });
+    loop.stop([](apbd::Sharing& one) { one.end(); }, kPatience);
     logic.join();
     return kOk;
 }

@@ -126,8 +126,6 @@ void MqttBroker::run() {
             loop_.post([](Sharing& sharing) { sharing.brokerDisconnected(); });
             length = kFirstPause;
             warned = false;
-        } else {
-            length = std::min(length * 2, kLongestPause);
         }
         if (!isStopping()) {
             // One warning for one outage.
@@ -136,7 +134,7 @@ void MqttBroker::run() {
                            options_.port, reason);
             warned = true;
         }
-    } while (pause(length));
+    } while (pause(std::exchange(length, std::min(length * 2, kLongestPause))));
     const ostrel::MutexLock lock(mutex_);
     ended_ = true;
     changed_.notifyAll();

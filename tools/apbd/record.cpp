@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <limits>
 
 #include "ostrel/clock.h"
@@ -19,8 +18,9 @@ constexpr const char* kChanging[] = {kScenario, kSessionTime, "cur-time-limit", 
 constexpr std::int64_t kEarliestTime = 1577836800000;
 
 // What a report of a session time may differ by from the one expected: whole seconds here and at
-// two access points.
-constexpr std::int64_t kTolerance = 3000;
+// the access point, which counts at the end of each second.
+constexpr std::int64_t kMostBehind = 2500;
+constexpr std::int64_t kMostAhead = 1200;
 
 // A record's session time is a number of 32 bits.
 constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int32_t>::max();
@@ -146,7 +146,7 @@ std::int64_t sessionTimeAfter(const Record& known, const Json& changes) {
         changes.contains(kSessionTime) ? sessionTimeOf(changes) : expected;
     const bool goesOn =
         numberOf(Json::parse(known.user), kScenario) == numberOf(changes, kScenario) &&
-        std::abs(reported - expected) <= kTolerance;
+        reported >= expected - kMostBehind && reported <= expected + kMostAhead;
     return goesOn ? expected : reported;
 }
 

@@ -28,6 +28,9 @@ void Sharing::end() {
 void Sharing::tick() {
     vestad_.flush();
     const std::int64_t now = ostrel::monotonicSeconds();
+    if (vestad_.hasLost()) {
+        remindOfSubscription();
+    }
     refuseLateSubscription(now);
     if (phase_ == Phase::loading && now - loadingSince_ >= kLoadSeconds) {
         ostrel::report(ostrel::LogLevel::warning,

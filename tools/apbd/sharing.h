@@ -47,6 +47,8 @@ public:
     // Once a second, and sooner while hasUnsent().
     void tick();
     [[nodiscard]] bool hasUnsent() const { return vestad_.hasUnsent(); }
+    // Whether changes are on the way to the broker that have not come round.
+    [[nodiscard]] bool hasUnconfirmed() const { return connected_ && !unconfirmed_.empty(); }
 
     // A request of `sender`, a JSON text.
     void handleRequest(const std::string& text, int sender);
@@ -69,7 +71,6 @@ private:
     };
     struct EarlyRequest {
         Json request;
-        std::int64_t time;        // milliseconds since 1970
         std::int64_t receivedAt;  // monotonic milliseconds
     };
     struct WhiteList {
@@ -89,7 +90,7 @@ private:
     void remindOfSubscription();
     void keepEarly(const Json& request);
     void replayEarly();
-    bool isFromThePast(const EarlyRequest& early) const;
+    bool isFromThePast(const Json& request) const;
     bool apply(const Json& request);
     bool applyUpdate(const Key& key, const Json& request);
     bool applyRemoval(const Key& key, const Json& request);
@@ -107,7 +108,7 @@ private:
     void loaded();
     void settle(const Key& key, const Record* published);
     void settleChange(const Key& key, const Change& change, const Record* published);
-    void settleMissing(const Key& key);
+    void settleMissing(const Key& key, const Record& record);
     void publish(const Key& key);
     void receivedRecord(const Key& key, const std::string& payload);
     void receivedList(const std::string& topic, const Topics::Place& place,

@@ -35,6 +35,9 @@ void Sharing::brokerConnected(bool keptState) {
 void Sharing::brokerDisconnected() {
     connected_ = false;
     phase_ = Phase::idle;
+    if (answerDue_ && everLoaded_) {
+        answerSubscription();  // by what is known
+    }
 }
 
 // Has the broker send everything again.
@@ -164,7 +167,9 @@ void Sharing::settle(const Key& key, const Record* published) {
     }
     const auto known = book_.find(key);
     if (published == nullptr) {
-        settleMissing(key);
+        if (known != book_.end()) {
+            settleMissing(key, known->second);
+        }
     } else if (known != book_.end() && isOurs(known->second) && isOurs(*published) &&
                published->version.number < known->second.version.number) {
         publish(key);  // the broker came back with an older state
@@ -204,8 +209,7 @@ void Sharing::settleChange(const Key& key, const Change& change, const Record* p
     publish(key);
 }
 
-void Sharing::settleMissing(const Key& key) {
-    const Record& record = book_.at(key);
+void Sharing::settleMissing(const Key& key, const Record& record) {
     if (!lostState_) {
         erase(key);
     } else if (isOurs(record) || (!apMac_.empty() && record.apMac == apMac_)) {

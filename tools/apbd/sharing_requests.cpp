@@ -32,8 +32,14 @@ std::optional<Key> stationOf(const Json& request) {
     return request.contains("user") ? keyOf(request["user"]) : std::nullopt;
 }
 
+bool isReset(const Json& request) {
+    return textOf(request, "reason") == "forced";
+}
+
+// Whether a station goes, or its session does.
 bool endsSomething(const Json& request) {
-    return textOf(request, "cmd") == kDelRequest || textOf(request, "action") == kDisassoc;
+    return (textOf(request, "cmd") == kDelRequest && !isReset(request)) ||
+           textOf(request, "action") == kDisassoc;
 }
 
 }  // namespace
@@ -189,7 +195,7 @@ void Sharing::keepEarly(const Json& request) {
                        early_.size());
         early_.pop_front();
     }
-    early_.push_back({request, ostrel::wallMilliseconds(), ostrel::monotonicMilliseconds()});
+    early_.push_back({request, ostrel::monotonicMilliseconds()});
 }
 
 void Sharing::replayEarly() {
@@ -197,17 +203,17 @@ void Sharing::replayEarly() {
     early.swap(early_);
     for (EarlyRequest& one : early) {
         addSessionTime(one.request["user"], ostrel::monotonicMilliseconds() - one.receivedAt);
-        const bool ok = !isFromThePast(one) && scopes_.count(stationOf(one.request)->scope) > 0 &&
-                        apply(one.request);
+        const bool ok = !isFromThePast(one.request) &&
+                        scopes_.count(stationOf(one.request)->scope) > 0 && apply(one.request);
         vestad_.answer(answerTo(textOf(one.request, "cmd")), one.request, ok);
     }
 }
 
-// An end that waited here while the station went on elsewhere.
-bool Sharing::isFromThePast(const EarlyRequest& early) const {
-    const auto record = book_.find(*stationOf(early.request));
-    return endsSomething(early.request) && record != book_.end() &&
-           record->second.apMac != apMac_ && record->second.time > early.time;
+// An end that waited, here or for an apbd to come, while the station went on elsewhere.
+bool Sharing::isFromThePast(const Json& request) const {
+    const auto record = book_.find(*stationOf(request));
+    return endsSomething(request) && record != book_.end() && record->second.apMac != apMac_ &&
+           record->second.action != kDisassoc;
 }
 
 // Whether the change could be made.
@@ -236,7 +242,7 @@ bool Sharing::applyUpdate(const Key& key, const Json& request) {
 }
 
 bool Sharing::applyRemoval(const Key& key, const Json& request) {
-    if (textOf(request, "reason") == "forced") {
+    if (isReset(request)) {
         put(key, request["user"].dump(), sessionTimeOf(request["user"]), kReset);
         return true;
     }

@@ -36,7 +36,7 @@ void VestadSide::begins() {
     waiting_.clear();
     waitingBytes_ = 0;
     subscribed_ = false;
-    stale_ = false;
+    hasLost_ = false;
 }
 
 void VestadSide::announce(const char* command) {
@@ -54,17 +54,13 @@ void VestadSide::answer(const char* command, const Json& request, bool success) 
 }
 
 void VestadSide::answerSubscription(const std::vector<Json>& users, const Json& whiteLists) {
-    if (stale_) {
-        // What was deleted in the gap is in no answer.
-        say({{"command", "disconnected"}});
-        stale_ = false;
-    }
     std::size_t next = 0;
     say({{"command", "subscribe-response"},
          {"status", "success"},
          {"user", batch(users, next, kMostUsers)},
          {"permitted-ip-list", whiteLists}});
     subscribed_ = true;
+    hasLost_ = false;
     while (next < users.size()) {
         say({{"command", "add-notify"}, {"user", batch(users, next, kUsersInNotification)}});
     }
@@ -132,7 +128,7 @@ void VestadSide::flush() {
                        "vestad takes nothing: %zu messages dropped until it subscribes anew",
                        waiting_.size());
         begins();
-        stale_ = true;
+        hasLost_ = true;
     }
 }
 

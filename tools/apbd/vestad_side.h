@@ -25,6 +25,8 @@ public:
     explicit VestadSide(BusSide& bus) : bus_(bus) {}
 
     [[nodiscard]] bool isSubscribed() const { return subscribed_; }
+    // Whether something was lost, and vestad has not subscribed since.
+    [[nodiscard]] bool hasLost() const { return hasLost_; }
     [[nodiscard]] bool hasUnsent() const { return !waiting_.empty(); }
 
     // A vestad that has just started: nothing that was said before concerns it.
@@ -33,7 +35,6 @@ public:
     void announce(const char* command);
     // The answer `command` to `request`, with its "context".
     void answer(const char* command, const Json& request, bool success);
-    // The whole state in place of whatever vestad holds.
     void answerSubscription(const std::vector<Json>& users, const Json& whiteLists);
     void refuseSubscription(const Json& request);
     // These do nothing without a subscription.
@@ -51,7 +52,7 @@ private:
 
     BusSide& bus_;
     bool subscribed_ = false;
-    bool stale_ = true;  // vestad may hold what was told before a gap, also by an apbd before us
+    bool hasLost_ = false;
     std::deque<std::string> waiting_;
     std::size_t waitingBytes_ = 0;
     std::int64_t stuckSince_ = 0;  // monotonic seconds
