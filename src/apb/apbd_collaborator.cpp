@@ -89,19 +89,19 @@ APBDCollaborator::APBDCollaborator(std::shared_ptr<MessageEntry> config,
         return;
     }
     enabled_ = true;
-    sendStatusRequest();
+    asked_ = sendStatusRequest();
     const MutexLock lock(mutex_);
     lastAttempt_ = ostrel::clock().monotonicMicroseconds();
 }
 
-void APBDCollaborator::sendStatusRequest() {
+bool APBDCollaborator::sendStatusRequest() {
     if (!enabled_) {
-        return;
+        return false;
     }
     JsonEntry request(kApbdStatusRequest);
     const std::string text = request.getStringRepresentation();
     logger().Debug("Send status request to apbd:\n'%s'\n", text.c_str());
-    ipc_->send(text, IPC_MODULE_APBD);
+    return ipc_->send(text, IPC_MODULE_APBD);
 }
 
 void APBDCollaborator::sendSubscribeRequest(std::shared_ptr<Portal> portal) {
@@ -156,6 +156,14 @@ void APBDCollaborator::disconnectedNotify() {
     }
     if (const std::shared_ptr<Portal> portal = portal_.lock()) {
         portal->clearWhiteIPLists();
+    }
+}
+
+void APBDCollaborator::awaitReady() {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    const MutexLock lock(mutex_);
+    while (asked_ && !subscribed_ && std::chrono::steady_clock::now() < deadline) {
+        subscription_.waitFor(mutex_, std::chrono::milliseconds(100));
     }
 }
 

@@ -14,6 +14,7 @@
 // there is collected, and done after the mutex has been released: on the listener's thread where
 // apbd's message asks for it, in updateState() where a local event does.
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -40,6 +41,7 @@ public:
     static constexpr std::size_t kMaxRecords = 65536;
     // apbd's answer holds a limited number of users; the others are told of within this time.
     static constexpr std::int64_t kTellingMicroseconds = 3000000;
+    static constexpr std::chrono::milliseconds kPatience{500};
 
     // Reads the configuration document and, where enabled, asks apbd for its status. The portal is
     // kept as a weak pointer: it owns the collaborator as an informator of its instances.
@@ -71,12 +73,16 @@ public:
         EXCLUDES(mutex_);
     void discardMessage(const ClientInformationIdentity& identity) override EXCLUDES(mutex_);
     std::shared_ptr<ClientMessageExtractor> getMessageExtractor() override;
+    // Waits until the users of the first subscription were taken in, kPatience at most, and not at
+    // all where no apbd was there to be asked.
+    void awaitReady() override EXCLUDES(mutex_);
     // Once a second: subscribes again every 10 s until apbd answers, sends what waits, settles
     // what a new apbd did not tell of, and removes the copies of stations that are elsewhere and no
     // longer connected here.
     void updateState() override EXCLUDES(mutex_);
 
-    void sendStatusRequest();
+    // False when no apbd is there.
+    bool sendStatusRequest();
     void sendSubscribeRequest(std::shared_ptr<Portal> portal);
 
     // apbd is there, and is gone again.
@@ -139,11 +145,13 @@ private:
 
     const std::shared_ptr<IpcInterface> ipc_;
     const std::weak_ptr<Portal> portal_;
-    bool enabled_ = false;  // fixed at construction
+    bool enabled_ = false;  // fixed at construction, as asked_
+    bool asked_ = false;    // apbd was there and was asked for its status
 
     Mutex mutex_;
     // apbd's users were taken in and it has not gone since: requests go out, notifications count.
     bool subscribed_ GUARDED_BY(mutex_) = false;
+    CondVar subscription_;
     // Monotonic microseconds.
     static constexpr std::int64_t kNever = INT64_MAX;
     std::int64_t settleAt_ GUARDED_BY(mutex_) = kNever;

@@ -134,6 +134,7 @@ std::vector<Key> APBDCollaborator::processClientsMessages(const std::vector<Entr
     }
     if (source == Source::subscription) {
         subscribed_ = true;
+        subscription_.notifyAll();
         settleAt_ = ostrel::clock().monotonicMicroseconds() + kTellingMicroseconds;
         flush();
     }

@@ -43,6 +43,8 @@ public:
     }
     // The record that was handed out can't be read, so the station starts anew.
     virtual void discardMessage(const ClientInformationIdentity&) {}
+    // Waits a moment, where that is of use, until the store has what its peer knows.
+    virtual void awaitReady() {}
     // Called once a second: refresh from the peer.
     virtual void updateState() = 0;
     // How this store's records are read; null when it never has one.

@@ -45,6 +45,10 @@ Portal::Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> 
 Portal::~Portal() = default;
 
 void Portal::start() {
+    // Stations that were here before a restart of the daemon are to be known when they show up.
+    if (const std::shared_ptr<ClientInformationStore> store = clientStore_.lock()) {
+        store->awaitReady();
+    }
     redirectorWorker_->run();
     LoopWorker::start();
     redirectorWorker_->stop();

@@ -211,6 +211,12 @@ double RoamingTest::Walker::sessionTime() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - loggedInAt_).count();
 }
 
+void RoamingTest::Walker::awaitPass() {
+    apsim::Monitord& monitord = here().accessPoint().monitord();
+    EXPECT_TRUE(monitord.waitForAnswers(monitord.answers() + 2, kPatience));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+}
+
 void RoamingTest::Walker::expectSession() {
     SCOPED_TRACE(network_.ssid);
     const Json now = client();

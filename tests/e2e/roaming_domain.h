@@ -65,6 +65,9 @@ protected:
         [[nodiscard]] apsim::Json client();
         // Seconds since the login.
         [[nodiscard]] double sessionTime() const;
+        // Waits until right behind a pass of the daemon here that has seen it, when its session
+        // time has just been counted.
+        void awaitPass();
         // In its scenario, with its login and limits, within two seconds of its session time, and
         // without having noticed anything.
         void expectSession();
