@@ -160,7 +160,9 @@ void DaemonTest::putUp(const apsim::Json& document) {
 void DaemonTest::serve(const apsim::Json& document, const std::vector<std::string>& arguments) {
     putUp(document);
     start(arguments);
-    ASSERT_TRUE(accessPoint_->waitForDaemon(apsim::Milliseconds(kPatienceMilliseconds)));
+    const apsim::Milliseconds patience(kPatienceMilliseconds);
+    ASSERT_TRUE(accessPoint_->waitForDaemon(patience));
+    ASSERT_TRUE(accessPoint_->monitord().waitForAnswers(1, patience));
 }
 
 std::vector<std::string> DaemonTest::logged(const std::string& part) const {

@@ -60,7 +60,8 @@ protected:
     void start(const std::vector<std::string>& arguments = {});
     // Puts up the access point that gives `document` to the daemon.
     void putUp(const apsim::Json& document);
-    // Starts both and waits until the daemon answers.
+    // Starts both and waits until the daemon answers and all its threads are there:
+    // ThreadSanitizer's runtime takes no signal while it makes one.
     void serve(const apsim::Json& document, const std::vector<std::string>& arguments = {});
 
     [[nodiscard]] std::string runDirectory() const { return directory_.path() + "/run"; }
