@@ -14,7 +14,7 @@ constexpr const char* kUrl = "external-url";
 
 std::pair<std::string, std::string> APBDScenarioMessageExtractor::extractWhiteListId(Entry entry) {
     const std::string permitted = entry->getCharValue("permitted-ip");
-    const auto resolved = resolvePermittedIp(*store_, permitted);
+    auto resolved = resolvePermittedIp(*store_, permitted);
     if (isWhiteListHash(permitted) && resolved.first == permitted) {
         logger().Debug("APBScenarioExtractor::%s get permitted-ip hash, just returns it!\n",
                        "extractWhiteListId");

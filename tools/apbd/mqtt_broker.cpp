@@ -186,6 +186,7 @@ void MqttBroker::lookAt(const std::vector<std::string>& topics) {
 
 void MqttBroker::subscribeAwaited(std::vector<std::string> topics) {
     std::vector<char*> texts;
+    texts.reserve(topics.size());
     for (std::string& topic : topics) {
         texts.push_back(topic.data());
     }
