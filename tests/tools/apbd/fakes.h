@@ -4,6 +4,7 @@
 // is told. Nothing happens by itself: run() carries what the clients have sent.
 
 #include <algorithm>
+#include <cstdio>
 #include <deque>
 #include <map>
 #include <set>
@@ -155,6 +156,13 @@ public:
     bool takes = true;
     std::vector<Json> told;
 };
+
+inline std::string macOf(std::size_t number) {
+    char mac[18];
+    std::snprintf(mac, sizeof mac, "02:00:00:00:%02x:%02x",
+                  static_cast<unsigned>(number >> 8 & 255), static_cast<unsigned>(number & 255));
+    return mac;
+}
 
 inline Json userOf(const std::string& mac, const std::string& domain = "hall") {
     return {{"sta-mac", mac},

@@ -10,12 +10,6 @@ namespace {
 using vesta::testing::Broker;
 using vesta::testing::ChildProcess;
 
-std::string macOf(int number) {
-    char mac[18];
-    std::snprintf(mac, sizeof mac, "02:00:00:00:%02x:%02x", (number >> 8) & 255, number & 255);
-    return mac;
-}
-
 class IntegrationTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -93,10 +87,10 @@ TEST_F(IntegrationTest, StationsAreSharedThroughOutagesAndCrashes) {
 }
 
 TEST_F(IntegrationTest, AStateOfManyRecordsArrivesWhole) {
-    constexpr int kCount = 1500;
+    constexpr std::size_t kCount = 1500;
     ASSERT_TRUE(stateOf(*a_).is_object());
     ASSERT_TRUE(stateOf(*b_).is_object());
-    for (int number = 0; number < kCount; ++number) {
+    for (std::size_t number = 0; number < kCount; ++number) {
         ASSERT_TRUE(a_->send({{"cmd", "add-request"}, {"user", userOf(macOf(number))}}));
     }
     std::set<std::string> macs;

@@ -64,10 +64,8 @@ TEST_F(SharingTest, TheSubscriptionIsAnsweredWhenTheWholeStateIsThere) {
 
 TEST_F(SharingTest, AnAnswerHoldsAThousandUsersAndNotificationsTheRest) {
     subscribeBoth();
-    for (int i = 0; i < 1250; ++i) {
-        char mac[18];
-        std::snprintf(mac, sizeof mac, "02:00:00:00:%02x:%02x", i / 256, i % 256);
-        b_.add(userOf(mac));
+    for (std::size_t i = 0; i < 1250; ++i) {
+        b_.add(userOf(macOf(i)));
     }
     broker_.run();
     a_.told();
@@ -250,10 +248,8 @@ TEST_F(SharingTest, ABrokerThatLostItsStateGetsItBack) {
 
 TEST_F(SharingTest, ABrokerThatDropsMessagesEndsNoSession) {
     subscribeBoth();
-    for (int i = 0; i < 999; ++i) {
-        char mac[18];
-        std::snprintf(mac, sizeof mac, "02:00:00:00:%02x:%02x", i / 256, i % 256);
-        a_.add(userOf(mac));
+    for (std::size_t i = 0; i < 999; ++i) {
+        a_.add(userOf(macOf(i)));
     }
     broker_.run();
     broker_.disconnect(b_.client);
@@ -394,9 +390,7 @@ TEST_F(SharingTest, KeepsNoMoreChangesThanItMay) {
     subscribeBoth();
     broker_.disconnect(a_.client);
     for (std::size_t i = 0; i < Sharing::kMostKept + 1; ++i) {
-        char mac[18];
-        std::snprintf(mac, sizeof mac, "02:00:00:00:%02zx:%02zx", i / 256, i % 256);
-        a_.add(userOf(mac));
+        a_.add(userOf(macOf(i)));
     }
     broker_.connect(a_.client, true);
     broker_.run();
