@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <future>
 
 namespace apsim {
 namespace {
@@ -93,6 +94,20 @@ TEST_F(RedirectorModuleTest, ReachesWhatTheStateAndTheWhiteListAllow) {
     result(client(11));
     EXPECT_EQ(module_.access(kAnna), Access::unknown);
     EXPECT_EQ(log_.since().back().what, "forgotten");
+}
+
+TEST_F(RedirectorModuleTest, WhoSeesANewStateFindsItsEventInTheLog) {
+    std::future<std::size_t> events;
+    log_.setObserver([&](const Event&) {
+        events = std::async(std::launch::async, [&] {
+            while (module_.access(kAnna) != Access::authed) {
+            }
+            return log_.size();
+        });
+        events.wait_for(Milliseconds(100));  // over at once where the state shows before the event
+    });
+    result(client(9));
+    EXPECT_EQ(events.get(), 1U);
 }
 
 TEST_F(RedirectorModuleTest, RefusesWhatItCannotRead) {

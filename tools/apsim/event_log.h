@@ -4,7 +4,9 @@
 // and what its stations did. Tests wait for events here instead of sleeping.
 //
 // Threads: every function may be called from any thread. The observer is called on the thread that
-// adds the event, one event at a time, and must neither add events nor wait for one.
+// adds the event, one event at a time, and must neither add events nor wait for one. A party adds
+// the event of a change under the lock of what it changed, so that whoever sees the new state finds
+// its event here: observers and predicates must not ask a party for its state.
 
 #include <chrono>
 #include <cstddef>
@@ -67,7 +69,7 @@ public:
     [[nodiscard]] std::vector<Event> since(std::size_t from = 0) const EXCLUDES(mutex_);
 
     // The first event at or after position `from` that `predicate` accepts; waits for it at most
-    // `timeout`. The predicate must not use the log.
+    // `timeout`. The predicate must not use the log or a party's state.
     std::optional<Event> waitFor(const Predicate& predicate, Milliseconds timeout,
                                  std::size_t from = 0) EXCLUDES(mutex_);
     std::optional<Event> waitFor(Party party, const std::string& what, const StationId& station,

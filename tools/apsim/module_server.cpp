@@ -170,16 +170,14 @@ void ModuleServer::takeShaper(const std::string& text) {
     words >> subject >> verb >> id.interface >> id.mac;
     std::string rest;
     std::getline(words, rest);
-    {
-        ostrel::MutexLock lock(mutex_);
-        limits_.erase(id);
-        std::istringstream numbers(rest);
-        ShaperLimits limits;
-        unsigned long burst = 0;
-        if (verb == "add" && numbers >> limits.transmitMode >> limits.transmit >> burst >>
-                                 limits.receiveMode >> limits.receive >> burst) {
-            limits_[id] = limits;
-        }
+    std::istringstream numbers(rest);
+    ShaperLimits limits;
+    unsigned long burst = 0;
+    ostrel::MutexLock lock(mutex_);
+    limits_.erase(id);
+    if (verb == "add" && numbers >> limits.transmitMode >> limits.transmit >> burst >>
+                             limits.receiveMode >> limits.receive >> burst) {
+        limits_[id] = limits;
     }
     log_.add({Party::shaper, subject + " " + verb, id, rest});
 }
@@ -192,10 +190,8 @@ void ModuleServer::takeWifiAuth(const std::string& text) {
     std::string value;
     words.get();
     std::getline(words, value, '\0');  // a login may hold blanks
-    {
-        ostrel::MutexLock lock(mutex_);
-        wifiAuth_[{key, id}] = value;
-    }
+    ostrel::MutexLock lock(mutex_);
+    wifiAuth_[{key, id}] = value;
     log_.add({Party::wifiAuth, key, id, value});
 }
 

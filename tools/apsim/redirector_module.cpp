@@ -122,13 +122,13 @@ std::string RedirectorModule::handle(std::string_view request) {
     std::string record;
     Event event{Party::redirector, "refused", {}, ""};
     int result = -EINVAL;
+    ostrel::MutexLock lock(mutex_);
     if (request.size() >= sizeof(std::uint32_t)) {
         const std::string_view argument = request.substr(sizeof(std::uint32_t));
         const std::uint32_t wanted = number(request, 0);
         event.detail = "request " + std::to_string(wanted) + " with " +
                        std::to_string(argument.size()) + " bytes";
         if (argument.size() == recordBytes(wanted)) {
-            ostrel::MutexLock lock(mutex_);
             result = execute(wanted, argument, record, event);
         }
     }
