@@ -2,7 +2,6 @@
 
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "ostrel/addresses.h"
+
 namespace ostrel::bus {
 namespace {
 
@@ -18,23 +19,13 @@ std::string socketPath(const std::string& directory, std::uint32_t module) {
     return directory + "/" + std::to_string(module);
 }
 
-bool fillAddress(const std::string& path, sockaddr_un& address) {
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        errno = ENAMETOOLONG;
-        return false;
-    }
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    return true;
-}
-
 Fd newSocket() {
     return Fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
 }
 
 Fd connectToPath(const std::string& path) {
-    sockaddr_un address{};
-    if (!fillAddress(path, address)) {
+    sockaddr_un address;
+    if (!unixAddress(path, address)) {
         return Fd();
     }
     Fd connected = newSocket();
@@ -112,8 +103,8 @@ void ListeningSocket::clearThePlace() const {
 }
 
 void ListeningSocket::bindAndListen(const std::string& directory, int backlog) {
-    sockaddr_un address{};
-    if (!fillAddress(path_, address)) {
+    sockaddr_un address;
+    if (!unixAddress(path_, address)) {
         fail("name");
     }
     socket_ = newSocket();

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "machine.h"
+#include "ostrel/addresses.h"
 #include "ostrel/runtime.h"
 
 namespace {
@@ -71,13 +72,13 @@ bool takeMac(const std::string& path, json_object* object, const char* key, std:
     if (text.empty()) {
         return true;
     }
-    const std::string mac = ostrel::macText(text);
-    if (mac.empty()) {
+    const auto mac = ostrel::parseMac(text);
+    if (!mac.has_value()) {
         ostrel::report(LogLevel::error, "factory data %s: \"%s\" is not a hardware address: %s",
                        path.c_str(), key, text.c_str());
         return false;
     }
-    value = mac;
+    value = ostrel::macText(*mac);
     return true;
 }
 

@@ -14,13 +14,9 @@ std::string hostName();
 // The first line of `path` (see machine-id(5)), "" when it can't be read.
 std::string machineId(const std::string& path = "/etc/machine-id");
 
-// The hardware address of the first real interface under `directory`, as macText() writes it: in
+// The hardware address of the first real interface under `directory`, "aa:bb:cc:dd:ee:ff": in
 // the order of their names the first one backed by a device, else the first with an address at all.
 // "" when there is none; the loopback and all-zero addresses don't count.
 std::string interfaceMac(const std::string& directory = "/sys/class/net");
-
-// `text`, six pairs of hexadecimal digits with ":" or "-" between them or nothing, as
-// "aa:bb:cc:dd:ee:ff"; "" when it is no such address.
-std::string macText(const std::string& text);
 
 }  // namespace ostrel

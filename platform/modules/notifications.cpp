@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "ostrel/addresses.h"
 #include "ostrel/modules.h"
 #include "server.h"
 
@@ -43,7 +44,7 @@ bool bindNetlink(const Fd& fd, std::uint32_t processId) {
 bool isOrphan(const std::string& path) {
     sockaddr_un address;
     const Fd probe(socket(AF_UNIX, SOCK_DGRAM | kSocketFlags, 0));
-    return probe.valid() && modules::socketAddress(path, address) &&
+    return probe.valid() && unixAddress(path, address) &&
            connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 &&
            errno == ECONNREFUSED;
 }
@@ -63,7 +64,7 @@ Fd serverSocket(std::uint32_t processId) {
     const std::string directory = modules::serverDirectory();
     const std::string path = directory + "/" + kPrefix + std::to_string(processId);
     sockaddr_un address;
-    if (!makeDirectories(directory, 0750) || !modules::socketAddress(path, address)) {
+    if (!makeDirectories(directory, 0750) || !unixAddress(path, address)) {
         return Fd();
     }
     removeOrphans(directory);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 
+#include "ostrel/addresses.h"
 #include "ostrel/clock.h"
 
 namespace ostrel::modules {
@@ -19,17 +20,6 @@ constexpr std::int64_t kLongestRest = 8 * kSecond;
 
 std::string serverDirectory() {
     return runtimeDirectory() + "/modules";
-}
-
-bool socketAddress(const std::string& path, sockaddr_un& address) {
-    address = {};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        errno = ENAMETOOLONG;
-        return false;
-    }
-    path.copy(address.sun_path, path.size());
-    return true;
 }
 
 Deadline::Deadline(std::chrono::microseconds bound)
@@ -47,7 +37,7 @@ void Deadline::apply(const Fd& fd) const {
 
 Fd connectServer(const std::string& path, const Deadline& deadline) {
     sockaddr_un address;
-    if (!socketAddress(path, address)) {
+    if (!unixAddress(path, address)) {
         return Fd();
     }
     Fd fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));

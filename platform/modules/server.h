@@ -7,7 +7,6 @@
 // Threads: the functions keep nothing; a Health belongs to whoever holds its owner's lock.
 
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <chrono>
 #include <cstdint>
@@ -19,9 +18,6 @@ namespace ostrel::modules {
 
 // <runtime>/modules
 std::string serverDirectory();
-
-// Fills `address` with `path`. False with errno ENAMETOOLONG where it does not fit.
-[[nodiscard]] bool socketAddress(const std::string& path, sockaddr_un& address);
 
 // The end of a wait that may take several system calls.
 class Deadline {

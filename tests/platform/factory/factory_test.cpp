@@ -74,15 +74,6 @@ TEST_F(FactoryTest, AGarbledFileIsNamedAndTheMachineServes) {
     }
 }
 
-TEST(Machine, NormalisesHardwareAddresses) {
-    EXPECT_EQ(macText("AA:bB:0C:dd:eE:fF"), "aa:bb:0c:dd:ee:ff");
-    for (const char* bad : {"", "aa:bb:cc:dd:ee", "aa:bb:cc:dd:ee:ff:00", "aa:bb:cc:dd:ee:f",
-                            "aa::bb:cc:dd:ee:ff", "a:abb:cc:dd:ee:ff", ":aa:bb:cc:dd:ee:ff",
-                            "aa:bb:cc:dd:ee:ff:", "aa:bb:cc:dd:ee:fg", "aa:bb:cc:dd:ee:ff "}) {
-        EXPECT_EQ(macText(bad), "") << bad;
-    }
-}
-
 TEST(Machine, PrefersTheFirstInterfaceWithADevice) {
     const TempDirectory net;
     EXPECT_EQ(interfaceMac(net.path("none")), "");
