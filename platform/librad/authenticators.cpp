@@ -105,9 +105,10 @@ bool librad_radius_msg_make_authenticator(librad_radius_msg* msg, const unsigned
 
 int librad_radius_msg_verify_acct(const librad_radius_msg* msg, const unsigned char* secret,
                                   std::size_t secretLength, const librad_radius_msg* request) {
-    return verifyAnswer(*msg, {secret, secretLength}, librad_radius_msg_get_authenticator(request))
-               ? 0
-               : 1;
+    const std::uint8_t* asked = librad_radius_msg_get_authenticator(request);
+    const bool known = msg->checkedFor && std::equal(asked, asked + librad_authenticator_length,
+                                                     msg->checkedFor->begin());
+    return (known ? msg->authentic : verifyAnswer(*msg, {secret, secretLength}, asked)) ? 0 : 1;
 }
 
 bool librad_radius_msg_sign_answer(librad_radius_msg* msg, const unsigned char* secret,

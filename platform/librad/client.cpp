@@ -1,14 +1,18 @@
 #include "client.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
+#include "accounting_on.h"
 #include "ostrel/clock.h"
 
 namespace ostrel::radius {
 namespace {
 
-constexpr unsigned int kReportsASecond = 5;  // so that a flood or an outage does not fill the log
+constexpr int kBatch = 64;  // datagrams before other sources get their turn
 
 std::string stationText(const unsigned char* mac) {
     if (mac == nullptr) {
@@ -38,24 +42,23 @@ void warnIfUnusable(const Exchange& exchange, const librad_radius_client_config&
 
 Client::Client(const librad_radius_client_config& config)
     : authentication_(
-          firstOf(config.authServers), config.debugLevel, [this](int fd) { return watch(fd); },
-          counters_),
+          LIBRAD_RADIUS_AUTH, firstOf(config.authServers), config.debugLevel,
+          [this](int fd) { return watch(fd); }, reports_),
+      check_(config.requireMessageAuthenticator, reports_),
       accounting_(
           firstOf(config.acctServers), config.debugLevel, [this](int fd) { return watch(fd); },
-          counters_),
-      rule_(config.requireMessageAuthenticator) {
+          reports_) {
     if (!config.authServers.empty()) {
         warnIfUnusable(authentication_, config, "authentication");
     }
     if (!config.acctServers.empty()) {
-        warnIfUnusable(accounting_, config, "accounting");
+        warnIfUnusable(accounting_.exchange(), config, "accounting");
     }
 }
 
 bool Client::open() {
     MutexLock lock(mutex_);
-    return EventLoop::instance().valid() && (!authentication_.usable() || authentication_.open()) &&
-           (!accounting_.usable() || accounting_.open());
+    return EventLoop::instance().valid() && authentication_.open() && accounting_.exchange().open();
 }
 
 bool Client::watch(int fd) {
@@ -67,33 +70,37 @@ void Client::end() {
     {
         MutexLock lock(mutex_);
         ended_ = true;
-        announcing = announcing_;
-        const std::size_t owed = spool_.info(0).count;
+        announcing = accounting_.announcing();
+        const std::size_t owed = accounting_.spool(0).count;
         if (owed > 0) {
             report(LogLevel::error, "RADIUS: %zu accounting stops owed to %s are lost", owed,
-                   accounting_.name().c_str());
+                   accounting_.exchange().name().c_str());
         }
     }
     EventLoop::instance().detach(this);
     {
         MutexLock lock(mutex_);
         authentication_.clear();
-        accounting_.clear();
+        accounting_.exchange().clear();
     }
     if (announcing) {
         settleAccountingOn();
     }
 }
 
-void Client::setHandler(librad_radius_handler handler, librad_radius_give_up giveUp,
-                        void* context) {
+void Client::setHandler(librad_radius_handler handler, void* context) {
     MutexLock lock(mutex_);
-    handler_ = {handler, giveUp, context};
+    handler_ = {handler, context};
+}
+
+void Client::setGiveUp(librad_radius_give_up giveUp, void* context) {
+    MutexLock lock(mutex_);
+    giveUp_ = {giveUp, context};
 }
 
 std::uint8_t Client::nextId() {
     MutexLock lock(mutex_);
-    return authentication_.ports().suggest();
+    return authentication_.suggestId();
 }
 
 bool Client::send(librad_radius_msg* msg, librad_radius_kind kind, const unsigned char* mac) {
@@ -110,8 +117,8 @@ bool Client::send(librad_radius_msg* msg, librad_radius_kind kind, const unsigne
     request->msg.reset(msg);
     request->happenedAt = now;
     request->station = stationText(mac);
-    const bool sent =
-        accounting ? sendAccounting(request, now) : authentication_.submit(request, now);
+    const bool sent = accounting ? accounting_.send(request, weak_from_this(), now)
+                                 : authentication_.submit(request, now);
     if (!sent) {
         // The message stays the caller's.
         [[maybe_unused]] const librad_radius_msg* given = request->msg.release();
@@ -120,9 +127,119 @@ bool Client::send(librad_radius_msg* msg, librad_radius_kind kind, const unsigne
     return sent;
 }
 
+void Client::releaseAccounting() {
+    MutexLock lock(mutex_);
+    accounting_.announced();
+    if (!ended_) {
+        accounting_.exchange().unhold(clock().monotonicMicroseconds());
+        updateDeadline();
+    }
+}
+
+void Client::settleAccountingOn() {
+    std::vector<std::weak_ptr<Client>> waiting;
+    {
+        MutexLock lock(mutex_);
+        accounting_.announcementEnded();
+        waiting = AccountingOn::instance().settle(accounting_.exchange().name());
+    }
+    waiting.push_back(weak_from_this());
+    for (const std::weak_ptr<Client>& entry : waiting) {
+        if (const std::shared_ptr<Client> client = entry.lock()) {
+            client->releaseAccounting();
+        }
+    }
+}
+
+// Anybody who can guess a port can send a datagram, so each step takes nothing for granted. What
+// fails is counted and has no other effect.
+void Client::onReadable(int fd) {
+    std::array<std::uint8_t, librad_max_message_length> buffer;
+    for (int i = 0; i < kBatch; ++i) {
+        sockaddr_in from{};
+        socklen_t fromLength = sizeof from;
+        const ssize_t length = recvfrom(fd, buffer.data(), buffer.size(), MSG_DONTWAIT,
+                                        reinterpret_cast<sockaddr*>(&from), &fromLength);
+        if (length < 0) {
+            break;
+        }
+        receive(fd, from, {buffer.data(), static_cast<std::size_t>(length)});
+        // A callback may have ended the client, and with it the socket.
+        if (hasEnded()) {
+            break;
+        }
+    }
+}
+
+void Client::receive(int fd, const sockaddr_in& from, Bytes datagram) {
+    std::optional<Answer> answer;
+    bool accounting = false;
+    {
+        MutexLock lock(mutex_);
+        if (ended_) {
+            return;
+        }
+        accounting = accounting_.exchange().ownsSocket(fd);
+        answer = exchange(accounting ? LIBRAD_RADIUS_ACCT : LIBRAD_RADIUS_AUTH)
+                     .match(fd, from, datagram);
+    }
+    if (answer && accounting) {
+        receiveAccounting(*answer);
+    } else if (answer) {
+        receiveAuthentication(std::move(*answer));
+    }
+}
+
+void Client::receiveAuthentication(Answer answer) {
+    Callback<librad_radius_handler> handler;
+    librad_secret secret;
+    AnswerCheck::Verdict verdict{};
+    {
+        MutexLock lock(mutex_);
+        handler = handler_;
+        secret = authentication_.secret();
+        verdict = check_.judge(answer, authentication_);
+    }
+    if (verdict == AnswerCheck::Verdict::refused) {
+        return;
+    }
+    // The handler is told of a forged answer too, to say so in its own words.
+    librad_radius_rx_result result = LIBRAD_RADIUS_RX_UNKNOWN;
+    if (handler.function != nullptr) {
+        librad_radius_msg* msg = answer.msg.release();
+        result = handler.function(msg, answer.to.request->msg.get(), secret.data(), secret.size(),
+                                  handler.context);
+        answer.msg.reset(result == LIBRAD_RADIUS_RX_QUEUED ? nullptr : msg);
+    }
+    if (verdict == AnswerCheck::Verdict::forged || result == LIBRAD_RADIUS_RX_INVALID) {
+        return;
+    }
+    MutexLock lock(mutex_);
+    if (!ended_) {
+        ++reports_.counters.answered;
+        authentication_.finish(answer.to.request, clock().monotonicMicroseconds());
+        updateDeadline();
+    }
+}
+
+void Client::receiveAccounting(const Answer& answer) {
+    {
+        MutexLock lock(mutex_);
+        // A Stop may have taken its session's other records back meanwhile.
+        if (ended_ || !Exchange::isOutstanding(*answer.to.request) ||
+            !accounting_.take(answer, clock().monotonicMicroseconds())) {
+            return;
+        }
+        updateDeadline();
+    }
+    if (answer.to.request->purpose == Purpose::accountingOn) {
+        settleAccountingOn();
+    }
+}
+
 void Client::onDeadline() {
     std::vector<RequestPtr> givenUp;
-    Handler handler;
+    Callback<librad_radius_give_up> giveUp;
     bool settled = false;
     {
         MutexLock lock(mutex_);
@@ -131,13 +248,12 @@ void Client::onDeadline() {
         }
         const std::int64_t now = clock().monotonicMicroseconds();
         deadline_ = EventLoop::kNever;
-        handler = handler_;
+        giveUp = giveUp_;
         givenUp = authentication_.onDeadline(now);
         for (const RequestPtr& request : givenUp) {
-            reportGivenUp(*request, authentication_);
+            authentication_.reportGivenUp(*request);
         }
-        settled = loseAccounting(accounting_.onDeadline(now), now);
-        trySpool(now);
+        settled = accounting_.onDeadline(now);
         updateDeadline();
     }
     if (settled) {
@@ -145,8 +261,8 @@ void Client::onDeadline() {
     }
     for (const RequestPtr& request : givenUp) {
         // A callback may have ended the client.
-        if (handler.giveUp != nullptr && !hasEnded()) {
-            handler.giveUp(request->msg.get(), handler.context);
+        if (giveUp.function != nullptr && !hasEnded()) {
+            giveUp.function(request->msg.get(), giveUp.context);
         }
     }
 }
@@ -156,26 +272,8 @@ bool Client::hasEnded() {
     return ended_;
 }
 
-void Client::reportGivenUp(const Request& request, const Exchange& exchange) {
-    if (mayReport()) {
-        report(LogLevel::warning,
-               "RADIUS: %s did not answer, a request of type %u for %s is given up",
-               exchange.name().c_str(), request.statusType, request.station.c_str());
-    }
-}
-
-bool Client::mayReport() {
-    const std::int64_t now = monotonicSeconds();
-    if (now != reportsSince_) {
-        reportsSince_ = now;
-        reports_ = 0;
-    }
-    return ++reports_ <= kReportsASecond;
-}
-
 void Client::updateDeadline() {
-    const std::int64_t next =
-        std::min({authentication_.deadline(), accounting_.deadline(), spool_.nextAttempt()});
+    const std::int64_t next = std::min(authentication_.deadline(), accounting_.deadline());
     if (next != deadline_ && !ended_) {
         deadline_ = next;
         EventLoop::instance().setDeadline(shared_from_this(), next);
@@ -184,12 +282,12 @@ void Client::updateDeadline() {
 
 librad_radius_counters Client::counters() {
     MutexLock lock(mutex_);
-    return counters_;
+    return reports_.counters;
 }
 
 librad_radius_spool_info Client::spool() {
     MutexLock lock(mutex_);
-    return spool_.info(clock().monotonicMicroseconds());
+    return accounting_.spool(clock().monotonicMicroseconds());
 }
 
 std::size_t Client::outstanding(librad_radius_kind kind) {
@@ -223,8 +321,13 @@ void librad_radius_client_deinit(librad_radius_client* client) {
 }
 
 void librad_radius_client_set_handler(librad_radius_client* client, librad_radius_handler handler,
-                                      librad_radius_give_up giveUp, void* context) {
-    client->impl->setHandler(handler, giveUp, context);
+                                      void* context) {
+    client->impl->setHandler(handler, context);
+}
+
+void librad_radius_client_set_give_up(librad_radius_client* client, librad_radius_give_up giveUp,
+                                      void* context) {
+    client->impl->setGiveUp(giveUp, context);
 }
 
 std::uint8_t librad_radius_client_get_id(librad_radius_client* client) {

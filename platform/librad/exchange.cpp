@@ -20,13 +20,14 @@ bool isAuthentication(const Request& request) {
 
 }  // namespace
 
-Exchange::Exchange(const librad_radius_server& server, int debugLevel, UdpPorts::Watch watch,
-                   librad_radius_counters& counters)
-    : server_(server),
+Exchange::Exchange(librad_radius_kind kind, const librad_radius_server& server, int debugLevel,
+                   UdpPorts::Watch watch, ClientReports& reports)
+    : kind_(kind),
+      server_(server),
       name_(server.address + ":" + std::to_string(server.port)),
       debugLevel_(debugLevel),
       watch_(std::move(watch)),
-      counters_(counters) {
+      reports_(reports) {
     address_.sin_family = AF_INET;
     address_.sin_port = htons(server.port);
     usable_ = inet_pton(AF_INET, server.address.c_str(), &address_.sin_addr) == 1 &&
@@ -36,6 +37,19 @@ Exchange::Exchange(const librad_radius_server& server, int debugLevel, UdpPorts:
 bool Exchange::isServer(const sockaddr_in& from) const {
     return from.sin_family == AF_INET && from.sin_port == address_.sin_port &&
            from.sin_addr.s_addr == address_.sin_addr.s_addr;
+}
+
+bool Exchange::isAnswerCode(std::uint8_t code) const {
+    switch (code) {
+        case LIBRAD_RADIUS_CODE_ACCESS_ACCEPT:
+        case LIBRAD_RADIUS_CODE_ACCESS_REJECT:
+        case LIBRAD_RADIUS_CODE_ACCESS_CHALLENGE:
+            return kind_ == LIBRAD_RADIUS_AUTH;
+        case LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE:
+            return kind_ == LIBRAD_RADIUS_ACCT;
+        default:
+            return false;
+    }
 }
 
 bool Exchange::submit(const RequestPtr& request, std::int64_t now) {
@@ -79,6 +93,25 @@ void Exchange::forget(const RequestPtr& request) {
     request->slots.clear();
 }
 
+std::optional<Answer> Exchange::match(int fd, const sockaddr_in& from, Bytes datagram) {
+    if (!isServer(from)) {
+        reports_.dropped(&librad_radius_counters::wrongSource, name_,
+                         "datagram from another address or port");
+        return std::nullopt;
+    }
+    MessagePtr msg(librad_radius_msg_parse(datagram.data, datagram.size));
+    if (msg == nullptr) {
+        reports_.dropped(&librad_radius_counters::malformed, name_, "malformed answer");
+        return std::nullopt;
+    }
+    const InFlight* inFlight = ports_.find(fd, librad_radius_msg_get_id(msg.get()));
+    if (inFlight == nullptr || !isAnswerCode(librad_radius_msg_get_code(msg.get()))) {
+        ++reports_.counters.unexpected;
+        return std::nullopt;
+    }
+    return Answer{std::move(msg), *inFlight};
+}
+
 void Exchange::withdraw(const std::string& sessionId, std::uint32_t statusType, std::int64_t now) {
     const auto matches = [&](const RequestPtr& request) {
         return request->purpose == Purpose::accounting && request->sessionId == sessionId &&
@@ -105,7 +138,7 @@ std::vector<RequestPtr> Exchange::onDeadline(std::int64_t now) {
             retransmit(request, now);
         } else {
             forget(request);
-            ++counters_.givenUp;
+            ++reports_.counters.givenUp;
             givenUp.push_back(request);
         }
     }
@@ -115,6 +148,14 @@ std::vector<RequestPtr> Exchange::onDeadline(std::int64_t now) {
 
 std::int64_t Exchange::deadline() const {
     return byDeadline_.empty() ? EventLoop::kNever : byDeadline_.begin()->first;
+}
+
+void Exchange::reportGivenUp(const Request& request) {
+    if (reports_.mayReport()) {
+        report(LogLevel::warning,
+               "RADIUS: %s did not answer, a request of type %u for %s is given up", name_.c_str(),
+               request.statusType, request.station.c_str());
+    }
 }
 
 void Exchange::clear() {
@@ -159,7 +200,7 @@ void Exchange::transmit(const RequestPtr& request, UdpPorts::Slot slot, std::int
 void Exchange::retransmit(const RequestPtr& request, std::int64_t now) {
     byDeadline_.erase(request->place);
     request->place = byDeadline_.emplace(request->timer.deadline(), request);
-    ++counters_.retransmitted;
+    ++reports_.counters.retransmitted;
     if (isAuthentication(*request)) {
         sendPacket(*request, request->slots.front());
         return;
@@ -178,7 +219,7 @@ void Exchange::retransmit(const RequestPtr& request, std::int64_t now) {
 
 void Exchange::sendPacket(const Request& request, UdpPorts::Slot slot) {
     const librad_radius_msg& msg = *request.msg;
-    ++counters_.sent;
+    ++reports_.counters.sent;
     if (ports_.send(slot, {msg.bytes.data(), msg.bytes.size()}, address_)) {
         reportedSendError_ = false;
     } else if (!reportedSendError_) {

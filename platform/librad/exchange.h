@@ -11,9 +11,11 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "client_reports.h"
 #include "message.h"
 #include "retransmission.h"
 #include "udp_ports.h"
@@ -38,25 +40,32 @@ struct Request {
 
 using RequestPtr = std::shared_ptr<Request>;
 
+// An answer, and the request in flight that it belongs to.
+struct Answer {
+    MessagePtr msg;
+    InFlight to;
+};
+
 class Exchange {
 public:
     static constexpr std::size_t kMaxWaiting = 4096;
 
-    // `server` is what the owner was given; `watch` is called with each new socket, `counters` is
-    // counted into.
-    Exchange(const librad_radius_server& server, int debugLevel, UdpPorts::Watch watch,
-             librad_radius_counters& counters);
+    // `kind` is what the server is asked for. `watch` is called with each new socket. `reports`
+    // outlives the exchange.
+    Exchange(librad_radius_kind kind, const librad_radius_server& server, int debugLevel,
+             UdpPorts::Watch watch, ClientReports& reports);
 
     // Whether there is a server to be asked at all.
     [[nodiscard]] bool usable() const { return usable_; }
     // "address:port", for reports.
     [[nodiscard]] const std::string& name() const { return name_; }
     [[nodiscard]] const librad_secret& secret() const { return server_.sharedSecret; }
-    [[nodiscard]] bool isServer(const sockaddr_in& from) const;
-    [[nodiscard]] UdpPorts& ports() { return ports_; }
+    [[nodiscard]] bool ownsSocket(int fd) const { return ports_.contains(fd); }
+    // The next identifier for a request, see librad_radius_client_get_id().
+    [[nodiscard]] std::uint8_t suggestId() { return ports_.suggest(); }
 
-    // Opens the first socket. False when the system has none left.
-    [[nodiscard]] bool open() { return ports_.open(watch_); }
+    // Opens the first socket, if there is a server. False when the system has none left.
+    [[nodiscard]] bool open() { return !usable_ || ports_.open(watch_); }
 
     // Transmits, or lets it wait behind those that do. False when too many wait.
     [[nodiscard]] bool submit(const RequestPtr& request, std::int64_t now);
@@ -75,29 +84,38 @@ public:
     }
     // The request is over: its identifiers are free, and the next that waits goes out.
     void finish(const RequestPtr& request, std::int64_t now);
-    // Takes back what is outstanding or waiting of an accounting session, of one status type or
-    // (0) of all.
+    // The answer in a datagram that came in on `fd`. Nothing when it is malformed, comes from
+    // elsewhere or answers no request that is outstanding, which is counted. Nothing of the answer
+    // has been verified yet.
+    [[nodiscard]] std::optional<Answer> match(int fd, const sockaddr_in& from, Bytes datagram);
+    // Takes back the requests of an accounting session, outstanding or waiting: those of one status
+    // type, or all with 0.
     void withdraw(const std::string& sessionId, std::uint32_t statusType, std::int64_t now);
     // Transmits again what is due; what is to be given up is over and is returned.
     [[nodiscard]] std::vector<RequestPtr> onDeadline(std::int64_t now);
     [[nodiscard]] std::int64_t deadline() const;
+    // Says that a request got no answer, unless the log has enough of that.
+    void reportGivenUp(const Request& request);
 
     [[nodiscard]] std::size_t outstanding() const { return byDeadline_.size(); }
     [[nodiscard]] std::size_t waiting() const { return waiting_.size(); }
     void clear();
 
 private:
+    [[nodiscard]] bool isServer(const sockaddr_in& from) const;
+    [[nodiscard]] bool isAnswerCode(std::uint8_t code) const;
     void transmit(const RequestPtr& request, UdpPorts::Slot slot, std::int64_t now);
     void retransmit(const RequestPtr& request, std::int64_t now);
     void sendPacket(const Request& request, UdpPorts::Slot slot);
     void forget(const RequestPtr& request);
     void sendWaiting(std::int64_t now);
 
+    const librad_radius_kind kind_;
     librad_radius_server server_;
     std::string name_;
     int debugLevel_;
     UdpPorts::Watch watch_;
-    librad_radius_counters& counters_;
+    ClientReports& reports_;
     sockaddr_in address_{};
     bool usable_ = false;
     bool held_ = false;

@@ -23,6 +23,11 @@ struct librad_radius_msg {
 
     std::vector<std::uint8_t> bytes;  // the header and the attributes, nothing behind them
     std::vector<std::uint8_t> eap;    // what librad_radius_msg_get_eap() hands out
+
+    // Of an answer that a client has checked: for which Request Authenticator, and whether its
+    // Response Authenticator was right.
+    std::optional<ostrel::radius::Digest> checkedFor;
+    bool authentic = false;
 };
 
 namespace ostrel::radius {

@@ -56,7 +56,8 @@ void RadiusWorker::initRadiusClient(std::chrono::seconds retryDelay) {
 void RadiusWorker::addAuthPacketHandler(void* context, librad_radius_handler handler) {
     handlerContext_ = context;
     handler_ = handler;
-    librad_radius_client_set_handler(radiusClient_, onAnswer, onGiveUp, this);
+    librad_radius_client_set_handler(radiusClient_, onAnswer, this);
+    librad_radius_client_set_give_up(radiusClient_, onGiveUp, this);
 }
 
 librad_radius_rx_result RadiusWorker::onAnswer(librad_radius_msg* msg, librad_radius_msg* request,

@@ -277,9 +277,11 @@ struct librad_radius_client;
 // it is called from there: do not hold a lock that a callback takes. Null does nothing.
 void librad_radius_client_deinit(librad_radius_client* client);
 
-// Sets the callbacks for authentication requests; either may be null. `context` is handed through.
+// Set the callbacks for authentication requests; null for none. `context` is handed through.
 void librad_radius_client_set_handler(librad_radius_client* client, librad_radius_handler handler,
-                                      librad_radius_give_up giveUp, void* context);
+                                      void* context);
+void librad_radius_client_set_give_up(librad_radius_client* client, librad_radius_give_up giveUp,
+                                      void* context);
 
 // The next identifier for an Access-Request, one that is not in flight as long as there is one. It
 // is not reserved: when it is taken by the time of the send, the send puts in another.

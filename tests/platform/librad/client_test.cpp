@@ -13,8 +13,8 @@ protected:
         config.requireMessageAuthenticator = setting;
         client_ = librad_radius_client_init(&config);
         ASSERT_NE(client_, nullptr);
-        librad_radius_client_set_handler(client_, &RadiusClient::onAnswer, &RadiusClient::onGiveUp,
-                                         this);
+        librad_radius_client_set_handler(client_, &RadiusClient::onAnswer, this);
+        librad_radius_client_set_give_up(client_, &RadiusClient::onGiveUp, this);
     }
 
     // Sends an Access-Request, with an EAP identity or without, and returns its authenticator.

@@ -61,7 +61,7 @@ TEST_F(EventLoopThread, TakesInAClientMadeLaterAndEndsItOnlyBetweenItsCallbacks)
     const Peer server;
     librad_radius_client* client = makeClient(server);
     Owner owner;
-    librad_radius_client_set_handler(client, &answerSlowly, nullptr, &owner);
+    librad_radius_client_set_handler(client, &answerSlowly, &owner);
     send(client);
     const auto packet = await(server);
     ASSERT_TRUE(packet);
