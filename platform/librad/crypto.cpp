@@ -1,19 +1,24 @@
 #include "crypto.h"
 
+#include <openssl/core_names.h>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
+#include <openssl/params.h>
 #include <openssl/rand.h>
 
-#include <algorithm>
 #include <memory>
 
 namespace ostrel::radius {
-
 namespace {
 
-// Fetched once: looking an algorithm up costs more than digesting a RADIUS packet with it.
+// Algorithms are fetched once: looking one up costs more than digesting a RADIUS packet with it.
 const EVP_MD* md5Algorithm() {
     static const EVP_MD* const algorithm = EVP_MD_fetch(nullptr, "MD5", nullptr);
+    return algorithm;
+}
+
+EVP_MAC* hmacAlgorithm() {
+    static EVP_MAC* const algorithm = EVP_MAC_fetch(nullptr, "HMAC", nullptr);
     return algorithm;
 }
 
@@ -30,30 +35,20 @@ bool md5(std::initializer_list<Bytes> parts, Digest& out) {
     return good && EVP_DigestFinal_ex(context.get(), out.data(), nullptr) == 1;
 }
 
-// RFC 2104 section 2, for the same reason not by the library's one-call form, which looks up both
-// of its algorithms each time.
 bool hmacMd5(Bytes key, Bytes data, Digest& out) {
-    constexpr std::size_t kBlock = 64;
-    std::array<std::uint8_t, kBlock> inner{};
-    Digest digest{};
-    bool good = true;
-    if (key.size > kBlock) {
-        good = md5({key}, digest);
-        std::copy(digest.begin(), digest.end(), inner.begin());
-    } else {
-        std::copy_n(key.data, key.size, inner.begin());
+    if (hmacAlgorithm() == nullptr) {
+        return false;
     }
-    std::array<std::uint8_t, kBlock> outer = inner;
-    for (std::size_t i = 0; i < kBlock; ++i) {
-        inner[i] ^= 0x36U;
-        outer[i] ^= 0x5cU;
-    }
-    good = good && md5({{inner.data(), kBlock}, data}, digest) &&
-           md5({{outer.data(), kBlock}, {digest.data(), digest.size()}}, out);
-    wipe(inner.data(), kBlock);
-    wipe(outer.data(), kBlock);
-    wipe(digest.data(), digest.size());
-    return good;
+    char digest[] = "MD5";
+    const OSSL_PARAM parameters[] = {
+        OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digest, 0),
+        OSSL_PARAM_construct_end()};
+    const std::unique_ptr<EVP_MAC_CTX, decltype(&EVP_MAC_CTX_free)> context(
+        EVP_MAC_CTX_new(hmacAlgorithm()), &EVP_MAC_CTX_free);
+    std::size_t length = 0;
+    return context != nullptr && EVP_MAC_init(context.get(), key.data, key.size, parameters) == 1 &&
+           EVP_MAC_update(context.get(), data.data, data.size) == 1 &&
+           EVP_MAC_final(context.get(), out.data(), &length, out.size()) == 1;
 }
 
 bool equalDigests(const std::uint8_t* left, const std::uint8_t* right) {
