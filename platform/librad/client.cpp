@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 
 #include "accounting_on.h"
+#include "ostrel/addresses.h"
 #include "ostrel/clock.h"
 
 namespace ostrel::radius {
@@ -15,13 +15,12 @@ namespace {
 constexpr int kBatch = 64;  // datagrams before other sources get their turn
 
 std::string stationText(const unsigned char* mac) {
+    MacBytes bytes{};
     if (mac == nullptr) {
         return "a station";
     }
-    char text[18];
-    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
-                  mac[3], mac[4], mac[5]);
-    return text;
+    std::copy_n(mac, bytes.size(), bytes.begin());
+    return macText(bytes);
 }
 
 librad_radius_server firstOf(const std::vector<librad_radius_server>& servers) {

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "authenticators.h"
+#include "ostrel/addresses.h"
 #include "ostrel/clock.h"
 
 namespace ostrel::radius {
@@ -200,10 +201,8 @@ void DasServer::drop(const sockaddr_in& from, const char* why) {
     // Once a second, so that a flood does not fill the log.
     if (reportedAt_ != monotonicSeconds()) {
         reportedAt_ = monotonicSeconds();
-        char text[INET_ADDRSTRLEN] = "";
-        inet_ntop(AF_INET, &from.sin_addr, text, sizeof text);
-        report(LogLevel::warning, "RADIUS: disconnect request from %s:%u dropped: %s", text,
-               ntohs(from.sin_port), why);
+        report(LogLevel::warning, "RADIUS: disconnect request from %s:%u dropped: %s",
+               ipv4Text(from.sin_addr).c_str(), ntohs(from.sin_port), why);
     }
 }
 
@@ -225,10 +224,12 @@ librad_radius_das* librad_radius_das_init2(std::uint16_t port, int timeWindowSec
     address.sin_port = htons(port);
     auto das =
         std::make_shared<DasServer>(timeWindowSeconds, requireEventTimestamp != 0, context, config);
+    const std::optional<in_addr> bound =
+        bindAddress != nullptr ? ostrel::parseIpv4(bindAddress) : in_addr{};
+    address.sin_addr = bound.value_or(in_addr{});
     errno = EINVAL;
-    if ((bindAddress != nullptr && inet_pton(AF_INET, bindAddress, &address.sin_addr) != 1) ||
-        config.disconnect == nullptr || config.getSharedKey == nullptr || !das->open(address) ||
-        !EventLoop::instance().watch(das->socket(), das)) {
+    if (!bound || config.disconnect == nullptr || config.getSharedKey == nullptr ||
+        !das->open(address) || !EventLoop::instance().watch(das->socket(), das)) {
         report(ostrel::LogLevel::error, "RADIUS: disconnect requests on %s:%u can't be taken: %s",
                bindAddress != nullptr ? bindAddress : "0.0.0.0", port, std::strerror(errno));
         return nullptr;

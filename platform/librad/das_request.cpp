@@ -2,45 +2,18 @@
 
 #include <algorithm>
 
+#include "ostrel/addresses.h"
+
 namespace ostrel::radius {
-namespace {
-
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
-
-// An address in any of the usual spellings: twelve digits with '-', ':' or '.' anywhere between.
-bool parseMac(const std::string& text, unsigned char* mac) {
-    unsigned int digits = 0;
-    for (const char c : text) {
-        const int digit = hexDigit(c);
-        if (digit >= 0 && digits < 12) {
-            unsigned char& byte = mac[digits / 2];
-            byte = static_cast<unsigned char>(digits % 2 == 0 ? digit << 4 : byte | digit);
-            ++digits;
-        } else if (c != '-' && c != ':' && c != '.') {
-            return false;
-        }
-    }
-    return digits == 12;
-}
-
-}  // namespace
-
 DasSession::DasSession(const librad_radius_msg& request)
     : userName_(textOf(request, LIBRAD_RADIUS_ATTR_USER_NAME)),
       acctSessionId_(textOf(request, LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID)) {
     const std::string station = textOf(request, LIBRAD_RADIUS_ATTR_CALLING_STATION_ID);
     named_ = !userName_.empty() || !acctSessionId_.empty() || !station.empty();
-    if (!station.empty() && !parseMac(station, attrs_.mac)) {
-        std::fill(std::begin(attrs_.mac), std::end(attrs_.mac), static_cast<unsigned char>(0));
-        valid_ = false;
+    if (const std::optional<MacBytes> mac = parseMac(station)) {
+        std::copy(mac->begin(), mac->end(), attrs_.mac);
+    } else {
+        valid_ = station.empty();
     }
 }
 

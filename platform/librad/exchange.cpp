@@ -8,6 +8,7 @@
 
 #include "authenticators.h"
 #include "event_loop.h"
+#include "ostrel/addresses.h"
 
 namespace ostrel::radius {
 namespace {
@@ -30,8 +31,9 @@ Exchange::Exchange(librad_radius_kind kind, const librad_radius_server& server, 
       reports_(reports) {
     address_.sin_family = AF_INET;
     address_.sin_port = htons(server.port);
-    usable_ = inet_pton(AF_INET, server.address.c_str(), &address_.sin_addr) == 1 &&
-              server.port != 0 && !server.sharedSecret.empty();
+    const std::optional<in_addr> address = parseIpv4(server.address);
+    address_.sin_addr = address.value_or(in_addr{});
+    usable_ = address && server.port != 0 && !server.sharedSecret.empty();
 }
 
 bool Exchange::isServer(const sockaddr_in& from) const {
