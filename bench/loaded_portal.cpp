@@ -5,12 +5,12 @@
 #include <algorithm>
 
 #include "apsim/associations.h"
-#include "client/client_identity.h"
-#include "client/client_statistic_info.h"
 #include "core/json_entry.h"
-#include "inform/ipc_information_collector.h"
 #include "ostrel/ipc.h"
+#include "station/client_identity.h"
+#include "station/client_statistic_info.h"
 #include "stations.h"
+#include "statistics/ipc_information_collector.h"
 
 namespace vesta::bench {
 namespace {

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "core/allocator.h"
+#include "daemon/allocator.h"
 #include "results.h"
 #include "support/runtime_directory.h"
 

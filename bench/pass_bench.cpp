@@ -9,10 +9,10 @@
 
 #include "bus/json_text.h"
 #include "comparison.h"
-#include "inform/ipc_information_collector.h"
 #include "loaded_portal.h"
 #include "model_bench.h"
 #include "results.h"
+#include "statistics/ipc_information_collector.h"
 #include "table.h"
 
 namespace vesta::bench {

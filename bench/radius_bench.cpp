@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "child_process.h"
-#include "core/allocator.h"
+#include "daemon/allocator.h"
 #include "ostrel/runtime.h"
 #include "radius_client.h"
 #include "radius_daemon.h"

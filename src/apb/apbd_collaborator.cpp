@@ -9,7 +9,7 @@
 #include "core/json_entry.h"
 #include "core/logger.h"
 #include "core/singleton.h"
-#include "inform/factory_data.h"
+#include "device/factory_data.h"
 #include "kernel/kernel_white_list_store.h"
 #include "ostrel/clock.h"
 #include "ostrel/ipc.h"

@@ -24,9 +24,9 @@
 
 #include "apb/apbd_entry.h"
 #include "apb/apbd_outbox.h"
+#include "client/informator.h"
 #include "core/message_entry.h"
 #include "core/mutex.h"
-#include "inform/informator.h"
 #include "messages/client_information_store.h"
 
 class IpcInterface;

@@ -4,14 +4,14 @@
 #include "apb/apb_white_list_extractor.h"
 #include "apb/apbd_collaborator.h"
 #include "apb/apbd_requests.h"
-#include "client/client_identity.h"
-#include "client/command_info.h"
 #include "client/portal_instance_interface.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
 #include "kernel/kernel_white_list_store.h"
 #include "ostrel/clock.h"
 #include "portal/portal.h"
+#include "station/client_identity.h"
+#include "station/command_info.h"
 #include "whitelist/white_addresses_list.h"
 
 namespace vesta {

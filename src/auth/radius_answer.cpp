@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "client/client.h"
-#include "client/command_info.h"
+#include "station/command_info.h"
 
 namespace vesta {
 

@@ -12,12 +12,12 @@
 #include <utility>
 #include <vector>
 
-#include "client/client_identity.h"
-#include "client/client_statistic_info.h"
-#include "client/command_info.h"
-#include "client/mac_addr.h"
 #include "core/message_entry.h"
 #include "messages/access_type.h"
+#include "station/client_identity.h"
+#include "station/client_statistic_info.h"
+#include "station/command_info.h"
+#include "station/mac_addr.h"
 
 struct librad_radius_sta_info;
 

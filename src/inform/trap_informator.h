@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "inform/informator.h"
+#include "client/informator.h"
 #include "ostrel/ipc.h"
 
 namespace vesta {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "inform/portal_client_message_factory.h"
+#include "ipc/portal_client_message_factory.h"
 
 namespace vesta {
 

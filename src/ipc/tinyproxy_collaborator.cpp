@@ -4,7 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include "client/client_identity.h"
 #include "core/data_parser.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
@@ -16,6 +15,7 @@
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/scenario.h"
 #include "scenario/scenario_factory.h"
+#include "station/client_identity.h"
 #include "whitelist/white_addresses_list.h"
 
 namespace vesta {

@@ -6,13 +6,13 @@
 
 #include "apb/apbd_collaborator.h"
 #include "apb/apbd_portal_instance_message_factory.h"
-#include "client/client_identity.h"
-#include "client/command_info.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
-#include "inform/redirector_client_message_factory.h"
+#include "ipc/redirector_client_message_factory.h"
 #include "messages/ipc_dump_factories.h"
 #include "portal/portal.h"
+#include "station/client_identity.h"
+#include "station/command_info.h"
 
 namespace vesta {
 namespace {

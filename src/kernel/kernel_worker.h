@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "client/informator.h"
 #include "core/event_listener.h"
-#include "inform/informator.h"
 #include "kernel/station_receiver.h"
 #include "whitelist/white_addresses_list.h"
 

@@ -7,7 +7,7 @@
 // Threads: under the lock of the client's instance.
 
 #include "client/client.h"
-#include "client/client_identity.h"
+#include "station/client_identity.h"
 
 namespace vesta {
 

@@ -3,19 +3,19 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "client/client_identity.h"
-#include "client/client_statistic_info.h"
-#include "client/command_info.h"
+#include "client/informator.h"
 #include "client/portal_instance_interface.h"
 #include "core/fatal_error.h"
 #include "core/logger.h"
-#include "inform/informator.h"
 #include "kernel/kernel_white_list_store.h"
 #include "kernel/redirector_module_worker.h"
 #include "messages/client_information_store.h"
 #include "messages/client_message_extractor.h"
 #include "messages/portal_instance_message_extractor.h"
 #include "messages/portal_instance_message_factory.h"
+#include "station/client_identity.h"
+#include "station/client_statistic_info.h"
+#include "station/command_info.h"
 #include "whitelist/white_addresses_list.h"
 
 namespace vesta {

@@ -14,9 +14,9 @@
 
 #include "core/loop_worker.h"
 #include "core/message_entry.h"
-#include "inform/information_collector.h"
 #include "kernel/station_receiver.h"
 #include "radius/session_directory.h"
+#include "statistics/information_collector.h"
 
 class IpcInterface;
 

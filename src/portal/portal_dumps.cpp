@@ -1,11 +1,11 @@
 // What the portal tells of its instances and of their clients.
 
-#include "client/client_identity.h"
 #include "client/portal_instance_interface.h"
 #include "core/logger.h"
 #include "messages/client_message_factory.h"
 #include "messages/portal_instance_message_factory.h"
 #include "portal/portal.h"
+#include "station/client_identity.h"
 
 namespace vesta {
 namespace {

@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "auth/authenticator.h"
-#include "client/client_statistic_info.h"
 #include "client/client_table.h"
+#include "client/informator.h"
 #include "client/portal_instance_interface.h"
 #include "core/mutex.h"
-#include "inform/informator.h"
+#include "station/client_statistic_info.h"
 
 namespace vesta {
 

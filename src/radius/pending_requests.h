@@ -20,9 +20,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "client/mac_addr.h"
 #include "core/mutex.h"
 #include "ostrel/librad.h"
+#include "station/mac_addr.h"
 
 namespace vesta {
 

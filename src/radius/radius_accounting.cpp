@@ -1,14 +1,14 @@
 // The sessions of stations as the accounting server is told of them.
 
 #include "client/client.h"
-#include "client/client_statistic_info.h"
 #include "core/data_parser.h"
 #include "core/logger.h"
 #include "core/singleton.h"
-#include "inform/factory_data.h"
+#include "device/factory_data.h"
 #include "ostrel/clock.h"
 #include "radius/radius_mapper.h"
 #include "radius/radius_worker.h"
+#include "station/client_statistic_info.h"
 
 namespace vesta {
 namespace {

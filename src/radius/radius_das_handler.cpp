@@ -4,13 +4,13 @@
 #include <optional>
 #include <utility>
 
-#include "client/command_info.h"
 #include "core/data_parser.h"
 #include "core/logger.h"
-#include "core/network_interface.h"
 #include "core/singleton.h"
-#include "inform/factory_data.h"
+#include "device/factory_data.h"
+#include "device/network_interface.h"
 #include "radius/radius_listener.h"
+#include "station/command_info.h"
 
 namespace vesta {
 namespace {

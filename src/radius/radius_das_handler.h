@@ -11,9 +11,9 @@
 #include <memory>
 #include <string>
 
-#include "client/client_identity.h"
 #include "ostrel/librad.h"
 #include "radius/session_directory.h"
+#include "station/client_identity.h"
 
 namespace vesta {
 

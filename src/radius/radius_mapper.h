@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "client/client_statistic_info.h"
-#include "client/command_info.h"
 #include "ostrel/librad.h"
+#include "station/client_statistic_info.h"
+#include "station/command_info.h"
 
 namespace vesta {
 

@@ -6,14 +6,14 @@
 #include <thread>
 
 #include "client/client.h"
-#include "client/client_statistic_info.h"
 #include "core/data_parser.h"
 #include "core/logger.h"
-#include "core/network_interface.h"
 #include "core/singleton.h"
-#include "inform/factory_data.h"
+#include "device/factory_data.h"
+#include "device/network_interface.h"
 #include "radius/radius_listener.h"
 #include "radius/radius_mapper.h"
+#include "station/client_statistic_info.h"
 
 namespace vesta {
 

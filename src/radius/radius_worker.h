@@ -19,14 +19,14 @@
 #include <utility>
 #include <vector>
 
-#include "client/client_identity.h"
+#include "client/informator.h"
 #include "client/portal_instance_interface.h"
 #include "core/message_entry.h"
-#include "inform/informator.h"
 #include "ostrel/librad.h"
 #include "radius/pending_requests.h"
 #include "radius/radius_config.h"
 #include "radius/radius_modes.h"
+#include "station/client_identity.h"
 
 namespace vesta {
 

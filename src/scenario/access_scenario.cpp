@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "client/client_statistic_info.h"
 #include "core/logger.h"
 #include "messages/scenario_message_extractor.h"
 #include "ostrel/clock.h"
 #include "scenario/optional_value.h"
+#include "station/client_statistic_info.h"
 
 namespace vesta {
 namespace {

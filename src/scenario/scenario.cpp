@@ -1,10 +1,10 @@
 #include "scenario/scenario.h"
 
-#include "client/client_statistic_info.h"
 #include "core/logger.h"
 #include "messages/scenario_message_extractor.h"
 #include "messages/scenario_message_factory.h"
 #include "scenario/optional_value.h"
+#include "station/client_statistic_info.h"
 
 namespace vesta {
 

@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "client/client_statistic_info.h"
 #include "core/message_entry.h"
+#include "station/client_statistic_info.h"
 
 namespace vesta {
 

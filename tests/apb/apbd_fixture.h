@@ -13,8 +13,6 @@
 #include <vector>
 
 #include "apb/apbd_collaborator.h"
-#include "client/client_identity.h"
-#include "client/client_statistic_info.h"
 #include "client/deauth_tool.h"
 #include "core/json_entry.h"
 #include "core/mutex.h"
@@ -23,6 +21,8 @@
 #include "messages/ipc_dump_factories.h"
 #include "ostrel/ipc.h"
 #include "portal/portal.h"
+#include "station/client_identity.h"
+#include "station/client_statistic_info.h"
 #include "support/fake_clock.h"
 #include "support/portal_document.h"
 #include "support/runtime_directory.h"

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/bus/frame.h"
-#include "platform/bus/json_text.h"
+#include "bus/frame.h"
+#include "bus/json_text.h"
 
 using ostrel::bus::Frame;
 using ostrel::bus::FrameReader;

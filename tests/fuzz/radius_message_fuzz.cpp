@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "librad/authenticators.h"
+#include "librad/das_request.h"
+#include "librad/message.h"
 #include "ostrel/librad.h"
-#include "platform/librad/authenticators.h"
-#include "platform/librad/das_request.h"
-#include "platform/librad/message.h"
 
 using namespace ostrel::radius;
 

@@ -11,13 +11,13 @@
 #include <vector>
 
 #include "apb/apbd_collaborator.h"
-#include "client/client_statistic_info.h"
 #include "client/deauth_tool.h"
 #include "core/json_entry.h"
 #include "core/singleton.h"
 #include "ipc/ipc_event_listener.h"
 #include "ostrel/ipc.h"
 #include "portal/portal.h"
+#include "station/client_statistic_info.h"
 #include "support/portal_document.h"
 #include "support/runtime_directory.h"
 

@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "client/command_info.h"
 #include "platform/librad/support.h"
+#include "station/command_info.h"
 #include "support/radius_instance.h"
 #include "support/recording_informator.h"
 

@@ -6,9 +6,6 @@
 #include <atomic>
 #include <thread>
 
-#include "client/client_identity.h"
-#include "client/client_statistic_info.h"
-#include "client/command_info.h"
 #include "client/deauth_tool.h"
 #include "core/singleton.h"
 #include "messages/ipc_dump_factories.h"
@@ -17,6 +14,9 @@
 #include "portal/portal.h"
 #include "radius/radius_listener.h"
 #include "scenario/access_scenario_constraints.h"
+#include "station/client_identity.h"
+#include "station/client_statistic_info.h"
+#include "station/command_info.h"
 #include "support/fake_clock.h"
 #include "support/portal_document.h"
 #include "support/radius_instance.h"

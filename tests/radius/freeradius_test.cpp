@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include "client/command_info.h"
 #include "radius/radius_das_handler.h"
+#include "station/command_info.h"
 #include "support/freeradius_process.h"
 #include "support/radius_instance.h"
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/client_statistic_info.h"
+#include "station/client_statistic_info.h"
 #include "worker_fixture.h"
 
 namespace vesta {

@@ -5,7 +5,7 @@
 
 #include <set>
 
-#include "client/client_statistic_info.h"
+#include "station/client_statistic_info.h"
 #include "worker_fixture.h"
 
 namespace vesta {

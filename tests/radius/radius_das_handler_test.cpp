@@ -6,8 +6,8 @@
 
 #include <stdexcept>
 
-#include "client/command_info.h"
 #include "platform/librad/support.h"
+#include "station/command_info.h"
 #include "support/factory_file.h"
 
 namespace vesta {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "client/client_statistic_info.h"
+#include "station/client_statistic_info.h"
 #include "support/fake_clock.h"
 #include "support/keyed_scenarios.h"
 

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "client/client_statistic_info.h"
 #include "core/temporary_log.h"
 #include "messages/ipc_dump_factories.h"
 #include "scenario/access_scenario_constraints.h"
+#include "station/client_statistic_info.h"
 #include "support/fake_clock.h"
 #include "support/keyed_scenarios.h"
 

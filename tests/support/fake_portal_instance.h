@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "client/command_info.h"
 #include "client/portal_instance_interface.h"
+#include "station/command_info.h"
 
 namespace vesta::testing {
 

@@ -10,8 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "client/client_identity.h"
-#include "client/client_statistic_info.h"
 #include "client/deauth_tool.h"
 #include "client/portal_instance_interface.h"
 #include "core/json_entry.h"
@@ -20,6 +18,8 @@
 #include "portal/config_instance_message_extractor.h"
 #include "portal/portal_instance_factory.h"
 #include "radius/radius_listener.h"
+#include "station/client_identity.h"
+#include "station/client_statistic_info.h"
 #include "support/factory_file.h"
 #include "support/fake_clock.h"
 #include "whitelist/white_lists_store.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "client/client.h"
-#include "inform/informator.h"
+#include "client/informator.h"
 
 namespace vesta::testing {
 

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "client/client.h"
-#include "client/client_statistic_info.h"
 #include "client/portal_instance_interface.h"
 #include "scenario/scenario_sequence.h"
+#include "station/client_statistic_info.h"
 #include "support/keyed_scenarios.h"
 
 namespace vesta::testing {

@@ -22,9 +22,12 @@
 #include "apsim/event_log.h"
 #include "apsim/module_server.h"
 #include "apsim/monitord.h"
-#include "apsim/portal_client.h"
+#include "requests/portal_client.h"
 
 namespace apsim {
+
+using tools::Json;
+using tools::PortalClient;
 
 class AccessPoint;
 

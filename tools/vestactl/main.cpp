@@ -3,14 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "apsim/portal_client.h"
 #include "ostrel/runtime.h"
+#include "requests/portal_client.h"
 #include "vestactl/report.h"
 
 namespace {
 
-using apsim::Json;
-using apsim::PortalClient;
+using tools::Json;
+using tools::PortalClient;
 
 enum Status { kDone = 0, kFailed = 1, kWrongUse = 2 };
 

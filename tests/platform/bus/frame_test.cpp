@@ -1,4 +1,4 @@
-#include "platform/bus/frame.h"
+#include "bus/frame.h"
 
 #include <gmock/gmock.h>
 

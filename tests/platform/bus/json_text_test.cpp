@@ -1,4 +1,4 @@
-#include "platform/bus/json_text.h"
+#include "bus/json_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/bus/utf8.h"
+#include "bus/utf8.h"
 
 #include <gtest/gtest.h>
 

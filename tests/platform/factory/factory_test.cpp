@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "machine.h"
+#include "factory/machine.h"
 #include "ostrel/runtime.h"
 #include "platform/support.h"
 

@@ -1,4 +1,4 @@
-#include "log_stamp.h"
+#include "log/log_stamp.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <ctime>
 
-#include "log_file.h"
+#include "log/log_file.h"
 #include "ostrel/runtime.h"
 #include "platform/support.h"
 #include "support/fake_clock.h"

@@ -1,0 +1,71 @@
+#include "daemon/signals.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstddef>
+
+#include "core/logger.h"
+#include "daemon/pid_file.h"
+#include "ostrel/log.h"
+
+namespace vesta {
+namespace {
+
+constexpr int kSignals[] = {SIGTERM, SIGABRT, SIGSEGV};
+// Room for the handler and for the largest register set that a kernel saves below it.
+constexpr std::size_t kStackBytes = 64 * 1024;
+
+std::atomic_flag ending = ATOMIC_FLAG_INIT;
+alignas(std::max_align_t) char handlerStack[kStackBytes];
+
+// Made here and not by a formatter, which no handler may call.
+const char* recordOf(int signal) {
+    switch (signal) {
+        case SIGTERM:
+            return "|WARNING|Receive kill signal 15\n";
+        case SIGABRT:
+            return "|WARNING|Receive kill signal 6\n";
+        default:
+            return "|WARNING|Receive kill signal 11\n";
+    }
+}
+
+// Async-signal-safe calls alone: the interrupted thread may hold the logger's lock or the heap's.
+// The other threads go on meanwhile; _exit() takes them away without running any destructor.
+void endProcess(int signal) {
+    if (ending.test_and_set()) {
+        // Another thread is ending the process already.
+        for (;;) {
+            pause();
+        }
+    }
+    if ((logger().getLogLevel() & Logger::kWarningBit) != 0) {
+        ostrel_log_emergency(recordOf(signal));
+    }
+    removePidFile();
+    _exit(0);
+}
+
+}  // namespace
+
+void installSignalHandlers() {
+    stack_t stack{};
+    stack.ss_sp = handlerStack;
+    stack.ss_size = sizeof handlerStack;
+    sigaltstack(&stack, nullptr);
+
+    struct sigaction action {};
+    action.sa_handler = endProcess;
+    action.sa_flags = SA_ONSTACK;
+    sigemptyset(&action.sa_mask);
+    for (const int signal : kSignals) {
+        sigaddset(&action.sa_mask, signal);
+    }
+    for (const int signal : kSignals) {
+        sigaction(signal, &action, nullptr);
+    }
+}
+
+}  // namespace vesta

@@ -1,0 +1,24 @@
+#include "station/client_identity.h"
+
+namespace vesta {
+
+ClientIdentity::ClientIdentity(const std::string& macText, const std::string& ip_,
+                               const std::string& accountingId, const std::string& username_)
+    : mac(macText), ip(ip_), accounting_id(accountingId), username(username_) {}
+
+std::string ClientIdentity::to_string() const {
+    std::string text = "mac=" + mac.to_string();
+    if (!ip.empty()) {
+        text += "/ip=" + ip;
+    }
+    if (!accounting_id.empty()) {
+        text += "/accounting_id=" + accounting_id;
+    }
+    if (!username.empty()) {
+        // The accounting id also here: operators' log filters are made for it.
+        text += "/username=" + accounting_id;
+    }
+    return text;
+}
+
+}  // namespace vesta

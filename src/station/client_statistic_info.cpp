@@ -1,0 +1,40 @@
+#include "station/client_statistic_info.h"
+
+namespace vesta {
+
+ClientStatisticInfo::ClientStatisticInfo(
+    const std::string& interfaceName, const std::string& mac, unsigned long long rxBytes_,
+    unsigned long long txBytes_, unsigned long rxPackets_, unsigned long txPackets_,
+    unsigned long rxDroppedPackets_, unsigned long txDroppedPackets_, unsigned long txLostPackets_,
+    unsigned long txDroppedBytes_, unsigned long rxDroppedBytes_, long uptime_, long timeLimit_,
+    EndReason reason)
+    : interface(interfaceName),
+      identity(mac, "", "", ""),
+      rxBytes(rxBytes_),
+      txBytes(txBytes_),
+      rxPackets(static_cast<std::uint32_t>(rxPackets_)),
+      txPackets(static_cast<std::uint32_t>(txPackets_)),
+      rxDroppedPackets(static_cast<std::uint32_t>(rxDroppedPackets_)),
+      txDroppedPackets(static_cast<std::uint32_t>(txDroppedPackets_)),
+      txLostPackets(static_cast<std::uint32_t>(txLostPackets_)),
+      txDroppedBytes(static_cast<std::uint32_t>(txDroppedBytes_)),
+      rxDroppedBytes(static_cast<std::uint32_t>(rxDroppedBytes_)),
+      timeLimit(static_cast<std::int32_t>(timeLimit_)),
+      uptime(static_cast<std::int32_t>(uptime_)),
+      endReason(reason) {}
+
+std::string ClientStatisticInfo::getExpiredValue(std::string reason) const {
+    if (reason == "time-over") {
+        return std::to_string(timeLimit);
+    }
+    if (reason == "traffic-over") {
+        const auto sum = static_cast<std::uint32_t>(rxBytes + txBytes);
+        return std::to_string(static_cast<std::int32_t>(sum));
+    }
+    if (reason == "session-over") {
+        return std::to_string(uptime);
+    }
+    return "";
+}
+
+}  // namespace vesta

@@ -1,0 +1,99 @@
+// The answer with the statistics of all stations.
+
+#include <gmock/gmock.h>
+
+#include <cstdint>
+#include <sstream>
+
+#include "statistics/ipc_information_collector.h"
+#include "support/json_support.h"
+
+namespace vesta::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+// "interface mac rx tx bytes | rx tx packets | rx tx dropped | tx lost | tx rx dropped bytes |
+// uptime"
+std::string line(const ClientStatisticInfo& station) {
+    std::ostringstream text;
+    text << station.interface << ' ' << station.identity.mac.to_string() << ' ' << station.rxBytes
+         << ' ' << station.txBytes << " | " << station.rxPackets << ' ' << station.txPackets
+         << " | " << station.rxDroppedPackets << ' ' << station.txDroppedPackets << " | "
+         << station.txLostPackets << " | " << station.txDroppedBytes << ' '
+         << station.rxDroppedBytes << " | " << station.uptime;
+    EXPECT_EQ(station.timeLimit, 0);
+    EXPECT_EQ(station.endReason, END_REASON_NONE);
+    return text.str();
+}
+
+std::vector<std::string> parse(const std::string& answer) {
+    std::vector<ClientStatisticInfo> statistics;
+    EXPECT_TRUE(IPCInformationCollector::parseResponseData(parseJson(answer).get(), statistics));
+    std::vector<std::string> lines;
+    for (const ClientStatisticInfo& station : statistics) {
+        lines.push_back(line(station));
+    }
+    return lines;
+}
+
+TEST(StatisticsAnswer, HasEveryCounterInItsPlace) {
+    EXPECT_THAT(parse(R"({"value": [
+        {"interface": "wlan0-va1", "hw-addr": "0a:1b:2c:3d:4e:5f", "uptime": "12",
+         "statistics": {
+            "rx": {"bytes": "1", "packets": "3", "dropped-packets": "5", "dropped-bytes": "9"},
+            "tx": {"bytes": "2", "packets": "4", "dropped-packets": "6", "lost-packets": "7",
+                   "dropped-bytes": "8"}}},
+        {"interface": "wlan1-va0", "hw-addr": "02:00:00:00:00:01", "uptime": "1"}]})"),
+                ElementsAre("wlan0-va1 0a:1b:2c:3d:4e:5f 1 2 | 3 4 | 5 6 | 7 | 8 9 | 12",
+                            "wlan1-va0 02:00:00:00:00:01 0 0 | 0 0 | 0 0 | 0 | 0 0 | 1"));
+}
+
+TEST(StatisticsAnswer, HasNumbersAsTextOrAsNumberAndZeroForWhatCannotBeRead) {
+    const char* const same = "5000000000 4294967295 | 4294967295 0 | 0 0 | 0 | 0 0 | -3";
+    const char* const zero = "0 0 | 0 0 | 0 0 | 0 | 0 0 | 0";
+    const std::pair<const char*, std::string> rows[] = {
+        {R"(, "uptime": "-3", "statistics": {"rx": {"bytes": "5000000000", "packets": "4294967296"},
+            "tx": {"bytes": " 4294967295 x"}})",
+         same},
+        {R"(, "uptime": -3, "statistics": {"rx": {"bytes": 5000000000, "packets": 4294967296},
+            "tx": {"bytes": 4294967295.5, "packets": -1}})",
+         same},
+        {R"(, "uptime": "99999999999", "statistics": {"rx": {"bytes": "9223372036854775808"},
+            "tx": {"bytes": 18446744073709551615}})",
+         "9223372036854775807 18446744073709551615 | 0 0 | 0 0 | 0 | 0 0 | 2147483647"},
+        {"", zero},
+        {R"(, "statistics": null)", zero},
+        {R"(, "statistics": [1], "uptime": {})", zero},
+        {R"(, "statistics": {"rx": "1", "tx": 2}, "uptime": true)", zero},
+        {R"(, "statistics": {"rx": {"bytes": [], "packets": "x"}, "tx": {"bytes": null}})", zero},
+    };
+    for (const auto& [members, expected] : rows) {
+        const std::string station = R"({"interface": "w", "hw-addr": "02:00:00:00:00:01")";
+        EXPECT_THAT(parse(R"({"value": [)" + station + members + "}]}"),
+                    ElementsAre("w 02:00:00:00:00:01 " + expected))
+            << members;
+    }
+}
+
+TEST(StatisticsAnswer, SkipsElementsThatNameNoStation) {
+    EXPECT_THAT(parse(R"({"value": [null, 1, "x", [], {},
+        {"interface": "w"}, {"hw-addr": "02:00:00:00:00:02"},
+        {"interface": 1, "hw-addr": "02:00:00:00:00:02"}, {"interface": "w", "hw-addr": ""},
+        {"interface": "w", "hw-addr": "02:00:00:00:00:01"}]})"),
+                ElementsAre("w 02:00:00:00:00:01 0 0 | 0 0 | 0 0 | 0 | 0 0 | 0"));
+    EXPECT_THAT(parse(R"({"value": []})"), IsEmpty());
+}
+
+TEST(StatisticsAnswer, WithoutAListOfStationsIsNone) {
+    for (const char* answer : {"{}", R"({"value": {}})", R"({"value": null})", "[]", "\"x\""}) {
+        std::vector<ClientStatisticInfo> statistics;
+        EXPECT_FALSE(
+            IPCInformationCollector::parseResponseData(parseJson(answer).get(), statistics))
+            << answer;
+    }
+}
+
+}  // namespace
+}  // namespace vesta::testing
