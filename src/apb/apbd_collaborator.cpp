@@ -1,11 +1,10 @@
-// What does not concern a single event: the connection to apbd, the records handed out, the sending
-// of requests.
-
 #include "apb/apbd_collaborator.h"
 
 #include "apb/apbd_client_message_extractor.h"
 #include "apb/apbd_portal_instance_message_factory.h"
 #include "apb/apbd_requests.h"
+#include "apb/portal_changes.h"
+#include "client/client.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
 #include "core/singleton.h"
@@ -14,13 +13,13 @@
 #include "ostrel/clock.h"
 #include "ostrel/ipc.h"
 #include "portal/portal.h"
+#include "station/client_statistic_info.h"
 
 namespace vesta {
 namespace {
 
 constexpr std::int64_t kRetryMicroseconds = 10000000;
-constexpr const char* kUser = "user";
-constexpr const char* kSessionTime = "cur-session-time";
+constexpr int kLogLine = 1;
 
 std::shared_ptr<MessageEntry> apbdSection(MessageEntry& config) {
     try {
@@ -38,38 +37,11 @@ bool isEnabled(MessageEntry& section) {
     }
 }
 
-// The request that waited since `time`, with the session time that its station has by now.
-std::string agedRequest(const std::string& text, std::int64_t time) {
-    JsonEntry request(text.c_str());
-    const std::shared_ptr<MessageEntry> user = request.getObjectValue(kUser);
-    ageSince(time, *user);
-    request.insertObjectValue(kUser, user);
-    return request.getStringRepresentation();
-}
-
-const char* templateOf(APBDOutbox::Kind kind) {
-    switch (kind) {
-        case APBDOutbox::Kind::add:
-            return kApbdAddRequest;
-        case APBDOutbox::Kind::update:
-            return kApbdUpdateRequest;
-        case APBDOutbox::Kind::remove:
-        case APBDOutbox::Kind::reset:
-            return kApbdDelRequest;
-        case APBDOutbox::Kind::none:
-            break;
-    }
-    return "{}";
-}
-
-void logRequest(APBDOutbox::Kind kind, const char* text) {
-    if (kind == APBDOutbox::Kind::add) {
-        logger().Debug("%s,%d,Send auth request to apb:\n'%s'\n", "informClientAuthenticated",
-                       __LINE__, text);
-    } else if (kind == APBDOutbox::Kind::update) {
-        logger().Debug("Send update request to apb:\n'%s'\n", text);
-    } else {
-        logger().Debug("Send del request to apb:\n'%s'\n", text);
+bool isFailed(MessageEntry& message) {
+    try {
+        return message.getCharValue("status") == "failed";
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        return false;
     }
 }
 
@@ -78,7 +50,11 @@ void logRequest(APBDOutbox::Kind kind, const char* text) {
 APBDCollaborator::APBDCollaborator(std::shared_ptr<MessageEntry> config,
                                    std::shared_ptr<IpcInterface> ipc,
                                    std::shared_ptr<Portal> portal)
-    : ipc_(std::move(ipc)), portal_(portal) {
+    : ipc_(std::move(ipc)),
+      portal_(portal),
+      outbox_(ipc_),
+      events_(records_, outbox_),
+      news_(records_, outbox_) {
     const std::shared_ptr<MessageEntry> section = apbdSection(*config);
     if (section == nullptr) {
         logger().Debug("No apbd part in configuration!\n");
@@ -92,6 +68,133 @@ APBDCollaborator::APBDCollaborator(std::shared_ptr<MessageEntry> config,
     asked_ = sendStatusRequest();
     const MutexLock lock(mutex_);
     lastAttempt_ = ostrel::clock().monotonicMicroseconds();
+}
+
+bool APBDCollaborator::informClientAuthenticated(std::shared_ptr<Client> client,
+                                                 ClientStatisticInfo&) {
+    if (enabled_) {
+        const MutexLock lock(mutex_);
+        events_.authenticated(*client);
+    }
+    return true;
+}
+
+bool APBDCollaborator::informClientDeuthenticated(std::shared_ptr<Client> client,
+                                                  ClientStatisticInfo&) {
+    if (enabled_) {
+        const MutexLock lock(mutex_);
+        events_.deauthenticated(*client);
+    }
+    return true;
+}
+
+bool APBDCollaborator::informClientConnected(std::shared_ptr<Client> client, ClientStatisticInfo&) {
+    if (enabled_) {
+        const MutexLock lock(mutex_);
+        events_.connected(*client);
+    }
+    return true;
+}
+
+bool APBDCollaborator::informClientDisconnected(std::shared_ptr<Client> client,
+                                                ClientStatisticInfo&) {
+    if (enabled_) {
+        const MutexLock lock(mutex_);
+        events_.disconnected(*client);
+    }
+    return true;
+}
+
+bool APBDCollaborator::informClientDrop(std::shared_ptr<Client> client,
+                                        ClientStatisticInfo& statistics) {
+    if (!enabled_) {
+        return true;
+    }
+    logger().Debug("APB %s\n", "informClientDrop");
+    if (!client->isAuthorized()) {
+        logger().Warning("%s,%d,client message was filtred for %s\n", "informClientDrop", kLogLine,
+                         client->getMacAddress().c_str());
+    }
+    sendDelRequest(client, statistics, kApbdAwayTimeout);
+    return true;
+}
+
+bool APBDCollaborator::informClientRemoved(std::shared_ptr<Client> client,
+                                           ClientStatisticInfo& statistics) {
+    sendDelRequest(client, statistics, kApbdAwayTimeout);
+    return true;
+}
+
+bool APBDCollaborator::informClientResetNeeded(std::shared_ptr<Client> client,
+                                               ClientStatisticInfo& statistics) {
+    sendDelRequest(client, statistics, kApbdForced);
+    return true;
+}
+
+std::shared_ptr<MessageEntry> APBDCollaborator::getMessageForClient(const Key& identity) {
+    const MutexLock lock(mutex_);
+    return records_.get(identity);
+}
+
+std::shared_ptr<MessageEntry> APBDCollaborator::takeMessageForClient(const Key& identity,
+                                                                     const std::string& vap) {
+    const MutexLock lock(mutex_);
+    return records_.take(identity, vap);
+}
+
+bool APBDCollaborator::confirmPresence(const Key& identity, const std::string& vap) {
+    const MutexLock lock(mutex_);
+    return records_.confirmPresence(identity, vap);
+}
+
+void APBDCollaborator::discardMessage(const Key& identity) {
+    const MutexLock lock(mutex_);
+    records_.erase(identity);
+}
+
+std::shared_ptr<ClientMessageExtractor> APBDCollaborator::getMessageExtractor() {
+    const std::shared_ptr<Portal> portal = portal_.lock();
+    return portal != nullptr
+               ? std::make_shared<APBDClientMessageExtractor>(portal->getWhiteListStore())
+               : nullptr;
+}
+
+void APBDCollaborator::awaitReady() {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    const MutexLock lock(mutex_);
+    while (asked_ && !outbox_.isOpen() && std::chrono::steady_clock::now() < deadline) {
+        subscription_.waitFor(mutex_, std::chrono::milliseconds(100));
+    }
+}
+
+void APBDCollaborator::updateState() {
+    const std::shared_ptr<Portal> portal = portal_.lock();
+    if (!enabled_ || portal == nullptr) {
+        return;
+    }
+    bool subscribe = false;
+    std::vector<Key> suspected;
+    {
+        const MutexLock lock(mutex_);
+        const std::int64_t now = ostrel::clock().monotonicMicroseconds();
+        if (outbox_.isOpen()) {
+            if (now >= settleAt_) {
+                settleAt_ = kNever;
+                events_.tellUntold();
+            }
+            outbox_.flush();
+        } else if (now - lastAttempt_ > kRetryMicroseconds) {
+            lastAttempt_ = now;
+            subscribe = true;
+        }
+        suspected = records_.suspectedCopies();
+    }
+    if (subscribe) {
+        sendSubscribeRequest(portal);
+    }
+    for (const Key& key : suspected) {
+        removeWrongCopies(*portal, key);
+    }
 }
 
 bool APBDCollaborator::sendStatusRequest() {
@@ -126,12 +229,8 @@ void APBDCollaborator::connectedNotify() {
         const MutexLock lock(mutex_);
         lastAttempt_ = ostrel::clock().monotonicMicroseconds();
         settleAt_ = kNever;
-        for (auto& record : records_) {
-            record.second.untold = true;
-        }
-        if (subscribed_) {
-            flush();  // before apbd looks up what to answer
-        }
+        records_.awaitAll();
+        outbox_.flush();  // before apbd looks up what to answer
     }
     sendSubscribeRequest(portal_.lock());
 }
@@ -142,211 +241,131 @@ void APBDCollaborator::disconnectedNotify() {
     }
     {
         const MutexLock lock(mutex_);
-        if (!subscribed_) {
+        if (!outbox_.isOpen()) {
             return;
         }
         logger().Debug("%s,%d,Receive disconnect notify from APB. Clear all APB data\n",
-                       "disconnectedNotify", __LINE__);
-        subscribed_ = false;
-        refusing_ = false;
-        for (auto& record : records_) {
-            record.second.untold = true;
-            record.second.cleared = true;
-        }
+                       "disconnectedNotify", kLogLine);
+        outbox_.close();
+        records_.clearAll();
     }
     if (const std::shared_ptr<Portal> portal = portal_.lock()) {
         portal->clearWhiteIPLists();
     }
 }
 
-void APBDCollaborator::awaitReady() {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    const MutexLock lock(mutex_);
-    while (asked_ && !subscribed_ && std::chrono::steady_clock::now() < deadline) {
-        subscription_.waitFor(mutex_, std::chrono::milliseconds(100));
-    }
-}
-
-void APBDCollaborator::updateState() {
+void APBDCollaborator::subscribedNotify(std::shared_ptr<MessageEntry> message) {
     const std::shared_ptr<Portal> portal = portal_.lock();
     if (!enabled_ || portal == nullptr) {
         return;
     }
-    bool subscribe = false;
-    std::vector<Key> departing;
-    {
-        const MutexLock lock(mutex_);
-        const std::int64_t now = ostrel::clock().monotonicMicroseconds();
-        if (subscribed_) {
-            settleUntold(now);
-            flush();
-        } else if (now - lastAttempt_ > kRetryMicroseconds) {
-            lastAttempt_ = now;
-            subscribe = true;
+    std::vector<Entry> users;
+    try {
+        if (isFailed(*message)) {
+            throw ENTRY_NOT_FOUND;
         }
-        departing.assign(departing_.begin(), departing_.end());
-    }
-    if (subscribe) {
-        sendSubscribeRequest(portal);
-    }
-    for (const Key& key : departing) {
-        removeCopies(*portal, key);
-    }
-}
-
-// What an apbd does not tell of after it has come is over for the others, or it was lost with the
-// apbd before and its broker.
-void APBDCollaborator::settleUntold(std::int64_t now) {
-    if (now < settleAt_) {
+        users = usersOf(*message);
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        logUnexpectedMessage(*message);
+        const MutexLock lock(mutex_);
+        outbox_.close();
         return;
     }
-    settleAt_ = kNever;
-    for (auto record = records_.begin(); record != records_.end();) {
-        APBDEntry& entry = record->second;
-        if (entry.untold && !entry.isHere()) {
-            record = records_.erase(record);
-            continue;
+    const std::vector<Key> keys = processClientsMessages(users, Source::subscription);
+    takeWhiteLists(*portal, message);
+    removeUnauthorised(*portal, keys);
+}
+
+void APBDCollaborator::handleAddClients(std::shared_ptr<MessageEntry> message) {
+    if (const std::shared_ptr<Portal> portal = notifiedPortal()) {
+        removeUnauthorised(*portal,
+                           processClientsMessages(usersOf(*message), Source::notification));
+    }
+}
+
+void APBDCollaborator::handleUpdateClients(std::shared_ptr<MessageEntry> message) {
+    const std::shared_ptr<Portal> portal = notifiedPortal();
+    if (portal == nullptr) {
+        return;
+    }
+    const std::string action = message->getCharValue("action");
+    for (const DomainStation& station : stationsOf(usersOf(*message))) {
+        switch (takeUpdate(station, action)) {
+            case DomainNews::Consequence::none:
+                break;
+            case DomainNews::Consequence::disconnect:
+                disconnectStation(*portal, station.first);
+                break;
+            case DomainNews::Consequence::removeCopies:
+                removeWrongCopies(*portal, station.first);
+                break;
         }
-        if (entry.untold) {
-            entry.untold = false;
-            entry.cleared = false;
-            post(record->first, outbox_.merged(record->first, Kind::add), entry.agedMessage());
+    }
+}
+
+void APBDCollaborator::handleDeleteClients(std::shared_ptr<MessageEntry> message) {
+    const std::shared_ptr<Portal> portal = notifiedPortal();
+    if (portal == nullptr) {
+        return;
+    }
+    for (const DomainStation& station : stationsOf(usersOf(*message))) {
+        {
+            const MutexLock lock(mutex_);
+            news_.forget(station.first);
         }
-        ++record;
+        disconnectStation(*portal, station.first);
     }
 }
 
-std::shared_ptr<MessageEntry> APBDCollaborator::getMessageForClient(const Key& identity) {
+void APBDCollaborator::sendDelRequest(std::shared_ptr<Client> client,
+                                      ClientStatisticInfo& statistics, std::string reason) {
+    if (!enabled_ || statistics.endReason == END_REASON_APBD_REQUEST) {
+        return;
+    }
     const MutexLock lock(mutex_);
-    return messageOf(find(identity));
+    if (reason == kApbdForced) {
+        events_.reset(*client);
+    } else {
+        events_.ended(*client);
+    }
 }
 
-std::shared_ptr<MessageEntry> APBDCollaborator::takeMessageForClient(const Key& identity,
-                                                                     const std::string& vap) {
+std::vector<ClientInformationIdentity> APBDCollaborator::processClientsMessages(
+    const std::vector<Entry>& users, Source source) {
+    logger().Debug("%s,%d,Receive %d users from subscribe responce\n", "processClientsMessages",
+                   kLogLine, static_cast<int>(users.size()));
+    const std::vector<DomainStation> stations = stationsOf(users);
     const MutexLock lock(mutex_);
-    APBDEntry* const entry = find(identity);
-    std::shared_ptr<MessageEntry> message = messageOf(entry);
-    if (message != nullptr) {
-        entry->state = APBDEntryState::associatedHere;
-        entry->vap = vap;
-        departing_.insert(identity);  // a copy on another radio of this access point
+    std::vector<Key> known = news_.takeIn(stations);
+    if (source == Source::subscription) {
+        settleAt_ = ostrel::clock().monotonicMicroseconds() + kTellingMicroseconds;
+        outbox_.open();
+        subscription_.notifyAll();
     }
-    return message;
+    return known;
 }
 
-std::shared_ptr<MessageEntry> APBDCollaborator::messageOf(const APBDEntry* entry) {
-    if (entry == nullptr || entry->cleared) {
-        return nullptr;
-    }
-    std::shared_ptr<MessageEntry> message = entry->agedMessage();
-    if (logger().isDebug()) {
-        logger().Debug("client %s found in messages:\n'%s'\n",
-                       message->getCharValue("sta-mac").c_str(),
-                       message->getStringRepresentation());
-    }
-    return message;
-}
-
-bool APBDCollaborator::confirmPresence(const Key& identity, const std::string& vap) {
+std::shared_ptr<Portal> APBDCollaborator::notifiedPortal() {
     const MutexLock lock(mutex_);
-    APBDEntry* const entry = find(identity);
-    if (entry == nullptr || entry->cleared) {
-        return true;
-    }
-    if (entry->state == APBDEntryState::received) {
-        // News from its past may be under way; the others are told as soon as it is connected.
-        entry->state = APBDEntryState::associatedHere;
-        entry->vap = vap;
-    }
-    return entry->state != APBDEntryState::associatedElsewhere;
+    return outbox_.isOpen() ? portal_.lock() : nullptr;
 }
 
-void APBDCollaborator::discardMessage(const Key& identity) {
+DomainNews::Consequence APBDCollaborator::takeUpdate(const DomainStation& station,
+                                                     const std::string& action) {
     const MutexLock lock(mutex_);
-    records_.erase(identity);
+    return news_.update(station, action);
 }
 
-std::shared_ptr<ClientMessageExtractor> APBDCollaborator::getMessageExtractor() {
-    const std::shared_ptr<Portal> portal = portal_.lock();
-    return portal != nullptr
-               ? std::make_shared<APBDClientMessageExtractor>(portal->getWhiteListStore())
-               : nullptr;
-}
-
-bool APBDCollaborator::isSubscribed() {
-    const MutexLock lock(mutex_);
-    return subscribed_;
-}
-
-APBDEntry* APBDCollaborator::find(const Key& key) {
-    const auto record = records_.find(key);
-    return record == records_.end() ? nullptr : &record->second;
-}
-
-// Null when there is no room.
-APBDEntry* APBDCollaborator::insert(const Key& key) {
-    if (records_.size() >= kMaxRecords && records_.find(key) == records_.end()) {
-        if (!refusing_) {
-            logger().Warning("There are records of %d stations, more are not kept\n",
-                             static_cast<int>(kMaxRecords));
-            refusing_ = true;
-        }
-        return nullptr;
+void APBDCollaborator::removeWrongCopies(Portal& portal, const Key& key) {
+    std::optional<std::string> vap;
+    {
+        const MutexLock lock(mutex_);
+        records_.forgetCopies(key);
+        vap = records_.rightfulVap(key);
     }
-    return &records_[key];
-}
-
-void APBDCollaborator::post(const Key& key, Kind kind, const Entry& record,
-                            const std::string& action) {
-    JsonEntry request(templateOf(kind));
-    if (kind == Kind::update) {
-        request.insertStringValue("action", action.c_str());
-    }
-    insertSingleUserValue(request, record);
-    if (kind == Kind::remove || kind == Kind::reset) {
-        request.insertStringValue("reason", kind == Kind::reset ? kApbdForced : kApbdAwayTimeout);
-    }
-    outbox_.put(key, kind, request.getStringRepresentation(),
-                ostrel::clock().monotonicMicroseconds());
-    if (subscribed_) {
-        flush();
-    }
-}
-
-void APBDCollaborator::flush() {
-    const std::int64_t now = ostrel::clock().monotonicMicroseconds();
-    outbox_.flush([this, now](Kind kind, const std::string& text, std::int64_t madeAt) {
-        const bool waited = now - madeAt > 1000000;
-        const std::string request = waited ? agedRequest(text, madeAt) : text;
-        logRequest(kind, request.c_str());
-        return ipc_->send(request, IPC_MODULE_APBD);
-    });
-}
-
-void APBDCollaborator::refresh(APBDEntry& entry, MessageEntry& received) {
-    const Entry stored = entry.message();
-    updateLastMessage(*stored, received);
-    entry.text = stored->getStringRepresentation();
-    try {
-        static_cast<void>(received.getIntValue(kSessionTime));
-        entry.receivedAt = ostrel::clock().monotonicMicroseconds();
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        // The stored session time goes on from where it was.
-    }
-}
-
-void APBDCollaborator::insertSingleUserValue(MessageEntry& request, const Entry& record) {
-    request.insertObjectValue(kUser, record);
-}
-
-void APBDCollaborator::updateLastMessage(MessageEntry& stored, MessageEntry& received) {
-    for (const char* const key : {"cur-scenario-id", kSessionTime, "cur-time-limit",
-                                  "cur-traffic-limit", "simultaneous-use"}) {
-        try {
-            stored.insertIntValue(key, received.getIntValue(key));
-        } catch (ENTRY_EXCEPTION_TYPE) {
-            logger().Debug("%s: update without \"%s\"\n", "updateLastMessage", key);
-        }
+    if (vap && !removeCopies(portal, key, *vap)) {
+        const MutexLock lock(mutex_);
+        records_.suspectCopies(key);
     }
 }
 

@@ -8,22 +8,25 @@
 // Requests go out while apbd has answered a subscription. What can't reach it (the last change of
 // each station) waits and goes out first when it is back.
 //
-// Threads: any thread may call any operation. The one mutex stands below the holders' and above
-// nothing of the portal: no call goes into the portal or a holder while it is held (a client's
-// dump asks its instance for fixed properties alone, which takes no lock). What has to be done
-// there is collected, and done after the mutex has been released: on the listener's thread where
-// apbd's message asks for it, in updateState() where a local event does.
+// Behind it stand the record book, the outbox of requests, what local events mean (LocalEvents) and
+// what apbd's news mean (DomainNews).
+//
+// Threads: any thread may call any operation. One mutex guards all that stands behind; it comes
+// below the holders'. No call goes into the portal or a holder while it is held, except that a
+// client's dump asks its instance for fixed properties, which takes no lock. What has to be done in
+// the portal is done after the mutex has been released: on the listener's thread where apbd's
+// message asks for it, in updateState() where a local event does.
 
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "apb/apbd_entry.h"
 #include "apb/apbd_outbox.h"
+#include "apb/domain_news.h"
+#include "apb/local_events.h"
+#include "apb/record_book.h"
 #include "client/informator.h"
 #include "core/message_entry.h"
 #include "core/mutex.h"
@@ -37,10 +40,11 @@ class Portal;
 
 class APBDCollaborator final : public Informator, public ClientInformationStore {
 public:
-    // Records of the domain; beyond this many new ones are refused, with one warning.
-    static constexpr std::size_t kMaxRecords = 65536;
-    // apbd's answer holds a limited number of users; the others are told of within this time.
+    using Entry = std::shared_ptr<MessageEntry>;
+
+    // apbd's answer holds a limited number of users; it tells of the others within this time.
     static constexpr std::int64_t kTellingMicroseconds = 3000000;
+    // The longest wait in awaitReady().
     static constexpr std::chrono::milliseconds kPatience{500};
 
     // Reads the configuration document and, where enabled, asks apbd for its status. The portal is
@@ -96,52 +100,39 @@ public:
     void handleUpdateClients(std::shared_ptr<MessageEntry> message) EXCLUDES(mutex_);
     void handleDeleteClients(std::shared_ptr<MessageEntry> message) EXCLUDES(mutex_);
 
-private:
-    using Entry = std::shared_ptr<MessageEntry>;
-    using Key = ClientInformationIdentity;
-    using Kind = APBDOutbox::Kind;
-
-    enum class Source { subscription, notification };
-    // What an update means for the copies that the station has here.
-    enum class Consequence { none, disconnect, depart };
-
-    bool isSubscribed() EXCLUDES(mutex_);
-    APBDEntry* find(const Key& key) REQUIRES(mutex_);
-    APBDEntry* insert(const Key& key) REQUIRES(mutex_);
-
-    void sendAdd(const std::shared_ptr<Client>& client) REQUIRES(mutex_);
-    // False, with a warning, when the client can't be told of because it isn't authorised.
+    // Steps of the above, for an event or a message that is to be added to them.
     bool sendUpdate(std::shared_ptr<Client> client, APBDEntry& entry, std::string action)
-        REQUIRES(mutex_);
+        REQUIRES(mutex_) {
+        return events_.sendUpdate(*client, entry, action);
+    }
+    // `reason`: "away timeout" when the client's session ends, "forced" when its record replaces
+    // the one that the others have.
     void sendDelRequest(std::shared_ptr<Client> client, ClientStatisticInfo& statistics,
                         std::string reason) EXCLUDES(mutex_);
-    void withdraw(const Key& key, Entry record) REQUIRES(mutex_);
-    // `action`: of an update.
-    void post(const Key& key, Kind kind, const Entry& record, const std::string& action = "")
-        REQUIRES(mutex_);
-    void flush() REQUIRES(mutex_);
-    void settleUntold(std::int64_t now) REQUIRES(mutex_);
-    std::shared_ptr<MessageEntry> messageOf(const APBDEntry* entry) REQUIRES(mutex_);
+    static void insertSingleUserValue(MessageEntry& request, const Entry& record) {
+        request.insertObjectValue("user", record);
+    }
+    static void updateLastMessage(MessageEntry& stored, MessageEntry& received) {
+        updateRecord(stored, received);
+    }
+
+private:
+    using Key = ClientInformationIdentity;
+
+    enum class Source { subscription, notification };
 
     // Takes the users' records in; returns the stations that have a record now.
     std::vector<Key> processClientsMessages(const std::vector<Entry>& users, Source source)
         EXCLUDES(mutex_);
-    bool takeIn(const Key& key, MessageEntry& user) REQUIRES(mutex_);
-    void takeWhiteLists(Portal& portal, const Entry& message) EXCLUDES(mutex_);
-    void removeUnauthorised(Portal& portal, const std::vector<Key>& keys) EXCLUDES(mutex_);
-    Consequence applyUpdate(const Key& key, const std::string& action, MessageEntry& user)
+    // Null unless the portal is there and apbd's notifications count.
+    std::shared_ptr<Portal> notifiedPortal() EXCLUDES(mutex_);
+    DomainNews::Consequence takeUpdate(const DomainStation& station, const std::string& action)
         EXCLUDES(mutex_);
-    void forget(const Key& key) EXCLUDES(mutex_);
-    void disconnect(Portal& portal, const Key& key) EXCLUDES(mutex_);
-    // Removes the station's copies that are where it is not and no longer connected; one that is
-    // still connected is looked at again.
-    void removeCopies(Portal& portal, const Key& key) EXCLUDES(mutex_);
+    // Removes the station's copies that are where it is not and no longer connected. One that is
+    // still connected is looked at again in updateState().
+    void removeWrongCopies(Portal& portal, const Key& key) EXCLUDES(mutex_);
 
-    // updateLastMessage() on the entry's record, which then has the session time of this moment.
-    static void refresh(APBDEntry& entry, MessageEntry& received);
-    static void insertSingleUserValue(MessageEntry& request, const Entry& record);
-    // Copies what changes in the course of a session.
-    static void updateLastMessage(MessageEntry& stored, MessageEntry& received);
+    static constexpr std::int64_t kNever = INT64_MAX;
 
     const std::shared_ptr<IpcInterface> ipc_;
     const std::weak_ptr<Portal> portal_;
@@ -149,18 +140,17 @@ private:
     bool asked_ = false;    // apbd was there and was asked for its status
 
     Mutex mutex_;
-    // apbd's users were taken in and it has not gone since: requests go out, notifications count.
-    bool subscribed_ GUARDED_BY(mutex_) = false;
+    // Signalled when the users of a subscription were taken in.
     CondVar subscription_;
-    // Monotonic microseconds.
-    static constexpr std::int64_t kNever = INT64_MAX;
-    std::int64_t settleAt_ GUARDED_BY(mutex_) = kNever;
-    std::int64_t lastAttempt_ GUARDED_BY(mutex_) = 0;  // monotonic microseconds
-    std::map<Key, APBDEntry> records_ GUARDED_BY(mutex_);
-    bool refusing_ GUARDED_BY(mutex_) = false;  // there is no room, and that was said
+    RecordBook records_ GUARDED_BY(mutex_);
+    // Open while apbd has answered a subscription: its notifications count as long.
     APBDOutbox outbox_ GUARDED_BY(mutex_);
-    // Stations of which a copy may stand where they are not.
-    std::set<Key> departing_ GUARDED_BY(mutex_);
+    LocalEvents events_ GUARDED_BY(mutex_);
+    DomainNews news_ GUARDED_BY(mutex_);
+    // Monotonic microseconds: when apbd has had the time to tell of all records, and when it was
+    // last asked.
+    std::int64_t settleAt_ GUARDED_BY(mutex_) = kNever;
+    std::int64_t lastAttempt_ GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace vesta

@@ -8,6 +8,11 @@
 #include "ostrel/clock.h"
 
 namespace vesta {
+namespace {
+
+constexpr const char* kSessionTime = "cur-session-time";
+
+}  // namespace
 
 std::shared_ptr<MessageEntry> APBDEntry::message() const {
     return std::make_shared<JsonEntry>(text.c_str());
@@ -19,8 +24,26 @@ std::shared_ptr<MessageEntry> APBDEntry::agedMessage() const {
     return aged;
 }
 
+void APBDEntry::store(MessageEntry& record) {
+    text = record.getStringRepresentation();
+    receivedAt = ostrel::clock().monotonicMicroseconds();
+    untold = false;
+    cleared = false;
+}
+
+void APBDEntry::update(MessageEntry& changes) {
+    const std::shared_ptr<MessageEntry> record = message();
+    updateRecord(*record, changes);
+    text = record->getStringRepresentation();
+    try {
+        static_cast<void>(changes.getIntValue(kSessionTime));
+        receivedAt = ostrel::clock().monotonicMicroseconds();
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        // The stored session time goes on from where it was.
+    }
+}
+
 void ageSince(std::int64_t time, MessageEntry& record) {
-    constexpr const char* kSessionTime = "cur-session-time";
     try {
         const std::int64_t passed =
             (ostrel::clock().monotonicMicroseconds() - time + 500000) / 1000000;
@@ -30,6 +53,17 @@ void ageSince(std::int64_t time, MessageEntry& record) {
     } catch (ENTRY_EXCEPTION_TYPE) {
         logger().Warning("Record without \"%s\":\n'%s'\n", kSessionTime,
                          record.getStringRepresentation());
+    }
+}
+
+void updateRecord(MessageEntry& stored, MessageEntry& received) {
+    for (const char* const key : {"cur-scenario-id", kSessionTime, "cur-time-limit",
+                                  "cur-traffic-limit", "simultaneous-use"}) {
+        try {
+            stored.insertIntValue(key, received.getIntValue(key));
+        } catch (ENTRY_EXCEPTION_TYPE) {
+            logger().Debug("%s: update without \"%s\"\n", "updateLastMessage", key);
+        }
     }
 }
 

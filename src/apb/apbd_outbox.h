@@ -1,8 +1,8 @@
 #pragma once
 
-// The changes that wait for apbd: the last one of each station, in order of arrival. What comes
-// later for the same station replaces what waits, so that a station costs one message however long
-// apbd is away.
+// The requests that tell apbd of changed stations. While the outbox is open they leave at once;
+// otherwise, or when apbd can't take them, they wait in their order. What comes later for the same
+// station replaces what waits, so that a station costs one message however long apbd is away.
 //
 // Threads: no lock; guarded by its collaborator's mutex.
 
@@ -10,14 +10,20 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 
+#include "core/message_entry.h"
 #include "messages/client_information_store.h"
+
+class IpcInterface;
 
 namespace vesta {
 
 class APBDOutbox {
 public:
+    using Key = ClientInformationIdentity;
+
     // About 8 MiB at most. Beyond it the oldest change is lost, with one warning.
     static constexpr std::size_t kMaxChanges = 8192;
 
@@ -29,41 +35,43 @@ public:
         reset,  // a whole record in place of the one that apbd has
     };
 
-    // The kind that a change of kind `next` must have in order to say all when it replaces what
-    // waits: an update of a whole record that never left is the whole record, and a new record in
-    // place of a deletion that never left is a reset.
-    [[nodiscard]] Kind merged(const ClientInformationIdentity& key, Kind next) const;
-    // What waits for that station.
-    [[nodiscard]] Kind waiting(const ClientInformationIdentity& key) const;
+    explicit APBDOutbox(std::shared_ptr<IpcInterface> ipc) : ipc_(std::move(ipc)) {}
 
-    // `madeAt`: monotonic microseconds.
-    void put(const ClientInformationIdentity& key, Kind kind, std::string text,
-             std::int64_t madeAt);
-    void drop(const ClientInformationIdentity& key);
-    // Hands (kind, text, madeAt) to `send` in order until it returns false; what it took is
-    // forgotten.
-    template <class Send>
-    void flush(Send send) {
-        while (!changes_.empty() &&
-               send(changes_.front().kind, changes_.front().text, changes_.front().madeAt)) {
-            places_.erase(changes_.front().key);
-            changes_.pop_front();
-        }
-        warned_ = warned_ && !changes_.empty();
-    }
+    // Open while apbd has answered a subscription and has not gone since.
+    [[nodiscard]] bool isOpen() const { return open_; }
+    void open();
+    void close() { open_ = false; }
+
+    // The change that waits for that station.
+    [[nodiscard]] Kind waiting(const Key& key) const;
+    // Whether a whole record of the station waits. Then an update of it must be whole, too.
+    [[nodiscard]] bool isWholeWaiting(const Key& key) const;
+    // Sends the change, or lets it wait. Its kind becomes the one that says all: an update of a
+    // whole record that never left adds it, and a new record behind a deletion that never left
+    // resets it. `action` belongs to an update.
+    void post(const Key& key, Kind kind, const std::shared_ptr<MessageEntry>& record,
+              const std::string& action = "");
+    void drop(const Key& key);
+    // Sends what waits until apbd takes no more; nothing while closed.
+    void flush();
 
 private:
     struct Change {
-        ClientInformationIdentity key;
+        Key key;
         Kind kind;
         std::string text;
-        std::int64_t madeAt;
+        std::int64_t madeAt;  // monotonic microseconds
     };
 
+    [[nodiscard]] Kind merged(const Key& key, Kind next) const;
+    void put(const Key& key, Kind kind, std::string text);
     void makeRoom();
+    [[nodiscard]] bool send(const Change& change, std::int64_t now);
 
+    const std::shared_ptr<IpcInterface> ipc_;
+    bool open_ = false;
     std::list<Change> changes_;
-    std::map<ClientInformationIdentity, std::list<Change>::iterator> places_;
+    std::map<Key, std::list<Change>::iterator> places_;
     bool warned_ = false;
 };
 
