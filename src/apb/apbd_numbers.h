@@ -1,23 +1,14 @@
 #pragma once
 
-// The numbers of the dialect: 32 bits wide, ids counted from the third scenario on.
+// The numbers of the dialect: 32 bits wide.
 
 #include <algorithm>
 #include <cstdint>
 #include <limits>
 
+#include "messages/scenario_ids.h"
+
 namespace vesta {
-
-inline constexpr unsigned int kFirstSharedId = 2;
-
-// Ids 0 and 1 are written as -2 and -1.
-inline int idForPeers(unsigned int id) {
-    return static_cast<int>(id - kFirstSharedId);
-}
-
-inline unsigned int idFromPeers(int id) {
-    return static_cast<unsigned int>(id) + kFirstSharedId;
-}
 
 inline int secondsForPeers(long seconds) {
     return static_cast<int>(std::clamp<std::int64_t>(seconds, std::numeric_limits<int>::min(),

@@ -2,13 +2,12 @@
 
 #include "core/json_entry.h"
 #include "core/logger.h"
+#include "messages/scenario_ids.h"
 
 namespace vesta {
 namespace {
 
 using Message = std::shared_ptr<MessageEntry>;
-
-constexpr unsigned int kOwnScenarios = 2;
 
 Message newMessage() {
     return std::make_shared<JsonEntry>("{}");

@@ -5,14 +5,12 @@
 
 #include "core/fatal_error.h"
 #include "core/logger.h"
+#include "messages/scenario_ids.h"
 #include "scenario/scenario.h"
 #include "scenario/scenario_factory.h"
 
 namespace vesta {
 namespace {
-
-// The first scenarios are the daemon's own; peers are told of those behind them.
-constexpr std::size_t kFirstActual = 2;
 
 void logRefusal(const char* operation) {
     logger().Debug("%s not managable scenario sequence, don't do anything\n", operation);
@@ -139,7 +137,7 @@ ScenarioSequence::Messages ScenarioSequence::dumpToMessages(
 
 ScenarioSequence::Messages ScenarioSequence::dumpActualToMessages(
     const std::shared_ptr<ScenarioMessageFactory>& factory) const {
-    return dumpFrom(kFirstActual, factory);
+    return dumpFrom(kOwnScenarios, factory);
 }
 
 ScenarioSequence::Messages ScenarioSequence::dumpCurrentToMessages(
