@@ -1,7 +1,7 @@
 #include "portal/portal_instance.h"
 
 #include <algorithm>
-#include <exception>
+#include <utility>
 
 #include "auth/portal_mac_authenticator.h"
 #include "auth/radius_authenticator.h"
@@ -10,18 +10,70 @@
 #include "core/required_key.h"
 #include "device/network_interface.h"
 #include "kernel/shaper_module_worker.h"
+#include "messages/client_message_extractor.h"
+#include "messages/client_message_factory.h"
 #include "messages/portal_instance_message_extractor.h"
+#include "messages/portal_instance_message_factory.h"
 #include "portal/identity_match.h"
 #include "radius/radius_worker.h"
 #include "scenario/scenario_sequence.h"
 #include "scenario/scenario_sequence_factory.h"
+#include "station/client_statistic_info.h"
 
 namespace vesta {
 namespace {
 
+using Entries = std::vector<std::shared_ptr<MessageEntry>>;
+
+// Stand in log records behind the name of the operation.
+constexpr int kKnownRecord = 227;
+constexpr int kAddRecord = 232;
+constexpr int kDeleteRecord = 284;
+constexpr int kIpOfUnknownRecord = 365;
+constexpr int kIpRecord = 371;
+constexpr int kStatisticOfUnknownRecord = 382;
+
+AUTH_MODE authModeOf(const PortalInstance::Settings& settings) {
+    return parseAuthMode(settings.extractor->extractVereficationMode(settings.vap));
+}
+
+// Seconds, 0 = none.
 int ageTimeoutOf(const PortalInstance::Settings& settings) {
     // Negative means that the configuration carries none.
     return static_cast<int>(std::max(0L, settings.extractor->extractAgeTimeout(settings.vap)));
+}
+
+// Null for a mode that there is no authenticator for.
+std::unique_ptr<Authenticator> makeAuthenticator(AUTH_MODE mode,
+                                                 const std::shared_ptr<RadiusWorker>& radiusWorker,
+                                                 PortalInstanceInterface& owner) {
+    switch (mode) {
+        case AUTH_MODE_LOCAL:
+            return std::make_unique<LocalAuthenticator>();
+        case AUTH_MODE_PORTAL:
+            return std::make_unique<PortalAuthenticator>();
+        case AUTH_MODE_RADIUS:
+            return std::make_unique<RadiusAuthenticator>(radiusWorker, owner);
+        case AUTH_MODE_PORTAL_MAC:
+            return std::make_unique<PortalMacAuthenticator>(radiusWorker, owner);
+    }
+    logger().Error("Not expected authenticateMode = %d.\n", static_cast<int>(mode));
+    return nullptr;
+}
+
+using Dump = std::shared_ptr<MessageEntry> (Client::*)(std::shared_ptr<ClientMessageFactory>) const;
+
+// Of every client that the factory does not filter.
+Entries dumpAll(const ClientTable& clients, Dump dump,
+                const std::shared_ptr<ClientMessageFactory>& factory) {
+    Entries messages;
+    messages.reserve(clients.size());
+    for (const std::shared_ptr<Client>& client : clients) {
+        if (auto message = ((*client).*dump)(factory)) {
+            messages.push_back(std::move(message));
+        }
+    }
+    return messages;
 }
 
 }  // namespace
@@ -29,20 +81,19 @@ int ageTimeoutOf(const PortalInstance::Settings& settings) {
 PortalInstance::PortalInstance(const Settings& settings,
                                std::unique_ptr<ScenarioSequenceFactory> sequences)
     : name_(settings.name),
-      uplink_(settings.uplink),
       interfaceMac_(interfaceMac(settings.name)),
       ssid_(settings.extractor->extractSsid(settings.vap)),
       domain_(settings.extractor->extractRadiusDomain(settings.vap)),
       apLocation_(settings.extractor->extractMobilityDomain(settings.vap)),
-      ageTimeout_(ageTimeoutOf(settings)),
-      authMode_(parseAuthMode(settings.extractor->extractVereficationMode(settings.vap))),
       owner_(settings.owner != nullptr ? *settings.owner : *this),
       sequences_(std::move(sequences)),
-      whiteList_(settings.extractor->extractWhiteIpListId(settings.vap)) {
-    ConfigureRadiusWorker(settings);
-    configureAuthenticator();
-    addClientsEventsInformator(std::make_shared<ShaperModuleWorker>(name_));
-}
+      clientFactory_(*sequences_, owner_),
+      radiusWorker_(ConfigureRadiusWorker(settings)),
+      authenticator_(makeAuthenticator(authModeOf(settings), radiusWorker_, owner_)),
+      stations_(Informators(radiusWorker_, std::make_shared<ShaperModuleWorker>(name_),
+                            settings.informators)),
+      rounds_(stations_, authenticator_.get(), ageTimeoutOf(settings)),
+      whiteList_(settings.extractor->extractWhiteIpListId(settings.vap)) {}
 
 PortalInstance::~PortalInstance() {
     if (!radiusWorker_) {
@@ -50,51 +101,33 @@ PortalInstance::~PortalInstance() {
     }
     // The worker's answers go to the authenticator.
     radiusWorker_->close();
-    for (const ClientPtr& client : clients_) {
+    for (const ClientPtr& client : stations_.table()) {
         RadiusWorker::deleteSta(client->getRadiusSta());
         client->setRadiusSta(nullptr);
     }
 }
 
-void PortalInstance::ConfigureRadiusWorker(const Settings& settings) {
+std::shared_ptr<RadiusWorker> PortalInstance::ConfigureRadiusWorker(const Settings& settings) {
+    const AUTH_MODE authMode = authModeOf(settings);
     unsigned int workmode = RADIUS_WORKMODE_NONE;
-    if (authMode_ == AUTH_MODE_RADIUS || authMode_ == AUTH_MODE_PORTAL_MAC) {
+    if (authMode == AUTH_MODE_RADIUS || authMode == AUTH_MODE_PORTAL_MAC) {
         workmode |= RADIUS_WORKMODE_AUTHENTICATION;
     }
     if (settings.extractor->extractRadiusAccounting(settings.vap)) {
         workmode |= RADIUS_WORKMODE_ACCOUNTING;
     }
     if (workmode == RADIUS_WORKMODE_NONE) {
-        return;
+        return nullptr;
     }
-    logger().Debug("Go to configure radius for instance %s\n", name_.c_str());
+    logger().Debug("Go to configure radius for instance %s\n", settings.name.c_str());
     const std::shared_ptr<MessageEntry> config =
         settings.extractor->extractRadiusConfig(settings.vap);
     if (!config) {
-        reportBadKey("radius", "interface " + name_, ENTRY_NOT_FOUND);
+        reportBadKey("radius", "interface " + settings.name, ENTRY_NOT_FOUND);
         throw ENTRY_NOT_FOUND;
     }
-    radiusWorker_ = std::make_shared<RadiusWorker>(
-        config, uplink_, static_cast<RadiusWorkmode>(workmode), authMode_, name_);
-    addClientsEventsInformator(radiusWorker_);
-}
-
-void PortalInstance::configureAuthenticator() {
-    switch (authMode_) {
-        case AUTH_MODE_LOCAL:
-            authenticator_ = std::make_unique<LocalAuthenticator>();
-            return;
-        case AUTH_MODE_PORTAL:
-            authenticator_ = std::make_unique<PortalAuthenticator>();
-            return;
-        case AUTH_MODE_RADIUS:
-            authenticator_ = std::make_unique<RadiusAuthenticator>(radiusWorker_, owner_);
-            return;
-        case AUTH_MODE_PORTAL_MAC:
-            authenticator_ = std::make_unique<PortalMacAuthenticator>(radiusWorker_, owner_);
-            return;
-    }
-    logger().Error("Not expected authenticateMode = %d.\n", static_cast<int>(authMode_));
+    return std::make_shared<RadiusWorker>(
+        config, settings.uplink, static_cast<RadiusWorkmode>(workmode), authMode, settings.name);
 }
 
 std::string PortalInstance::getWhiteIpListId() const {
@@ -116,37 +149,7 @@ RadiusSharedKey PortalInstance::getRadiusSharedKey() {
 }
 
 void PortalInstance::addClientsEventsInformator(std::shared_ptr<Informator> informator) {
-    informators_.push_back(std::move(informator));
-}
-
-void PortalInstance::informatorsHandle(ClientPtr client, ClientStatisticInfo& statistics,
-                                       InformatorCall call) {
-    for (const std::shared_ptr<Informator>& informator : informators_) {
-        try {
-            ((*informator).*call)(client, statistics);
-        } catch (const std::exception& failure) {
-            logger().Error("%s: informator failed for client %s: %s\n", "informatorsHandle",
-                           client->getMacAddress().c_str(), failure.what());
-        } catch (...) {
-            logger().Error("%s: informator failed for client %s\n", "informatorsHandle",
-                           client->getMacAddress().c_str());
-        }
-    }
-}
-
-void PortalInstance::handleClientScenarioChange(ClientPtr client, ClientStatisticInfo& statistics) {
-    switch (client->getAccessType()) {
-        case ACCESS_ALLOW:
-            informatorsHandle(client, statistics, &Informator::informClientAuthenticated);
-            return;
-        case ACCESS_REDIRECT:
-            informatorsHandle(client, statistics, &Informator::informClientDeuthenticated);
-            return;
-        case ACCESS_DROP:
-            informatorsHandle(client, statistics, &Informator::informClientDrop);
-            return;
-    }
-    logger().Error("%s Try set unknown redirector scenario!\n", "handleClientScenarioChange");
+    informators().add(std::move(informator));
 }
 
 bool PortalInstance::addClient(const std::string& mac, const std::string& ip, unsigned int value) {
@@ -156,20 +159,40 @@ bool PortalInstance::addClient(const std::string& mac, const std::string& ip, un
                          name_.c_str());
         return false;
     }
-    if (clients_.find(identity)) {
-        logger().Warning("%s,%d,client '%s' is already exsists. Don't do anything\n", "addClient",
-                         227, identity.to_string().c_str());
-        return true;
+    if (!isKnown(identity)) {
+        logger().Debug("%s,%d,going to add client %s\n", "addClient", kAddRecord, mac.c_str());
+        insertClient(clientFactory_.build(mac, ip, value));
     }
-    logger().Debug("%s,%d,going to add client %s\n", "addClient", 232, mac.c_str());
-    insertClient(std::make_shared<Client>(sequences_->build(), mac, ip, value, owner_));
+    return true;
+}
+
+bool PortalInstance::addClient(std::shared_ptr<MessageEntry> message,
+                               std::shared_ptr<ClientMessageExtractor> extractor,
+                               const std::string& ip, unsigned int value) {
+    const std::string mac = extractor->extractMac(message);
+    const ClientIdentity identity(mac, ip, "", "");
+    if (identity.mac.isZero()) {
+        return false;
+    }
+    if (!isKnown(identity)) {
+        const ClientPtr client = clientFactory_.restore(message, extractor, mac, ip, value);
+        insertClient(client);
+        ClientStatisticInfo statistics = client->getStatistic();
+        informators().handleClientScenarioChange(client, statistics);
+    }
+    return true;
+}
+
+bool PortalInstance::isKnown(const ClientIdentity& identity) const {
+    if (!stations_.table().find(identity)) {
+        return false;
+    }
+    logger().Warning("%s,%d,client '%s' is already exsists. Don't do anything\n", "addClient",
+                     kKnownRecord, identity.to_string().c_str());
     return true;
 }
 
 void PortalInstance::insertClient(ClientPtr client) {
-    if (clients_.neverConnectedCount() >= kMaxNeverConnected) {
-        removeClient(clients_.oldestNeverConnected(), END_REASON_DISCONNECTED);
-    }
     if (radiusWorker_) {
         librad_radius_sta_info* const sta = RadiusWorker::createSta();
         if (sta != nullptr) {
@@ -177,7 +200,7 @@ void PortalInstance::insertClient(ClientPtr client) {
         }
         client->setRadiusSta(sta);
     }
-    clients_.add(std::move(client));
+    stations_.add(std::move(client));
 }
 
 int PortalInstance::authenticateClient(ClientIdentity& identity, const std::string& login,
@@ -200,16 +223,13 @@ int PortalInstance::authenticateClient(ClientIdentity& identity, const std::stri
 }
 
 void PortalInstance::delClient(std::shared_ptr<Client> client, const CommandInfo& command) {
-    logger().Debug("%s,%d,Delete client %s with reson %s\n", "delClient", 284,
+    logger().Debug("%s,%d,Delete client %s with reson %s\n", "delClient", kDeleteRecord,
                    client->getMacAddress().c_str(), command.getEndReasonString().c_str());
-    if (clients_.contains(*client)) {
-        handleClientRemove(client, command);
-        clients_.erase(client);
-    }
+    stations_.end(client, command.getEndReason(), Deauth::no);
 }
 
 bool PortalInstance::disconnectClient(ClientIdentity& identity, const CommandInfo& command) {
-    const ClientPtr client = clients_.find(decidingKey(identity));
+    const ClientPtr client = stations_.table().find(decidingKey(identity));
     if (!client || !matchesEveryKey(*client, identity)) {
         logger().Error("%s: Not found client with identity '%s' on %s\n", "disconnectClient",
                        identity.to_string().c_str(), name_.c_str());
@@ -217,66 +237,40 @@ bool PortalInstance::disconnectClient(ClientIdentity& identity, const CommandInf
     }
     logger().Debug("%s called for client %s on %s\n", "disconnectClient",
                    client->getMacAddress().c_str(), name_.c_str());
-    client->disconnect_client();
-    handleClientRemove(client, command);
-    clients_.erase(client);
-    return true;
+    return stations_.end(client, command.getEndReason(), Deauth::yes);
 }
 
-void PortalInstance::handleClientRemove(const ClientPtr& client, const CommandInfo& command) {
-    ClientStatisticInfo statistics = client->getStatistic(command.getEndReason());
-    logger().Debug("%s,%d,handle client remove with reason %s\n", "handleClientRemove", 192,
-                   command.getEndReasonString().c_str());
-    informatorsHandle(client, statistics, &Informator::informClientRemoved);
-}
-
-void PortalInstance::removeClient(const ClientPtr& client, EndReason reason) {
-    handleClientRemove(client, CommandInfo(reason));
-    clients_.erase(client);
-}
-
-bool PortalInstance::moveClient(const ClientPtr& client, EndReason reason, bool (Client::*move)(),
-                                const char* operation, const char* format) {
-    if (!clients_.contains(*client)) {
-        return false;
+bool PortalInstance::removeClientWhen(RemoveWhen condition, const ClientIdentity& identity,
+                                      const CommandInfo& command) {
+    const ClientPtr client = stations_.table().find(identity);
+    if (!client) {
+        return true;
     }
-    const std::string mac = client->getMacAddress();
-    ClientStatisticInfo statistics = client->getStatistic(reason);
-    logger().Debug(format, operation, __LINE__, mac.c_str());
-    if (!((*client).*move)()) {
-        logger().Warning("%s,%d,next scenario for %s not found!\n", operation, __LINE__,
-                         mac.c_str());
-        return false;
-    }
-    handleClientScenarioChange(client, statistics);
-    return true;
+    const bool due = condition == RemoveWhen::always ||
+                     (condition == RemoveWhen::disconnected && !client->isConnected()) ||
+                     (condition == RemoveWhen::unauthorised && !client->isAuthorized());
+    return due && stations_.end(client, command.getEndReason(), Deauth::no);
 }
 
 bool PortalInstance::set_auth_scenario_client(std::shared_ptr<Client> client) {
-    return moveClient(client, END_REASON_NONE, &Client::set_auth_scenario_client,
-                      "set_auth_scenario_client", "%s,%d,set auth scenario for %s\n");
+    return stations_.move(client, kAuthenticated);
 }
 
 bool PortalInstance::set_deauth_scenario_client(std::shared_ptr<Client> client) {
-    return moveClient(client, END_REASON_TIME_EXPIRED, &Client::set_deauth_scenario_client,
-                      "set_deauth_scenario_client", "%s,%d,set deauth scenario for %s\n");
+    return stations_.move(client, kDeauthenticated);
 }
 
 bool PortalInstance::setMacAuthSuccessScenario(std::shared_ptr<Client> client) {
-    return moveClient(client, END_REASON_NONE, &Client::setMacAuthSuccessScenario,
-                      "setMacAuthSuccessScenario",
-                      "%s,%d,enable success mac auth scenario for %s\n");
+    return stations_.move(client, kMacAuthSuccess);
 }
 
 bool PortalInstance::setMacAuthFailureScenario(std::shared_ptr<Client> client) {
-    return moveClient(client, END_REASON_NONE, &Client::setMacAuthFailureScenario,
-                      "setMacAuthFailureScenario",
-                      "%s,%d,enable failure mac auth scenario for %s\n");
+    return stations_.move(client, kMacAuthFailure);
 }
 
 bool PortalInstance::changeClient(const std::shared_ptr<Client>& client,
                                   const std::function<void(Client&)>& change) {
-    if (!clients_.contains(*client)) {
+    if (!stations_.table().contains(*client)) {
         return false;
     }
     change(*client);
@@ -284,22 +278,22 @@ bool PortalInstance::changeClient(const std::shared_ptr<Client>& client,
 }
 
 void PortalInstance::updateClientIp(ClientIdentity& identity, const std::string& ip) {
-    const ClientPtr client = clients_.find(identity);
+    const ClientPtr client = stations_.table().find(identity);
     if (!client) {
         logger().Error("%s,%d,on vap %s client with identity '%s' not founded\n", "updateClientIp",
-                       365, name_.c_str(), identity.to_string().c_str());
+                       kIpOfUnknownRecord, name_.c_str(), identity.to_string().c_str());
         return;
     }
-    logger().Debug("%s,%d,on vap for client '%s' add ip info %s\n", "updateClientIp", 371,
+    logger().Debug("%s,%d,on vap for client '%s' add ip info %s\n", "updateClientIp", kIpRecord,
                    name_.c_str(), identity.to_string().c_str());
     client->setIpAddress(ip);
 }
 
 void PortalInstance::updateClientStatistic(ClientStatisticInfo& statistics) {
-    const ClientPtr client = clients_.find(statistics.identity);
+    const ClientPtr client = stations_.table().find(statistics.identity);
     if (!client) {
         logger().Error("%s,%d,on vap %s client with identity '%s' not founded\n",
-                       "updateClientStatistic", 382, name_.c_str(),
+                       "updateClientStatistic", kStatisticOfUnknownRecord, name_.c_str(),
                        statistics.identity.to_string().c_str());
         return;
     }
@@ -309,8 +303,16 @@ void PortalInstance::updateClientStatistic(ClientStatisticInfo& statistics) {
     client->updateStatistic(statistics);
 }
 
+void PortalInstance::checkClientsExpired() {
+    rounds_.checkClientsExpired();
+}
+
+void PortalInstance::makeClientsPeriodicUpdate() {
+    rounds_.makeClientsPeriodicUpdate();
+}
+
 bool PortalInstance::isYourClient(ClientIdentity& identity) const {
-    return clients_.find(identity) != nullptr;
+    return stations_.table().find(identity) != nullptr;
 }
 
 bool PortalInstance::isClientConnected(ClientIdentity& identity) const {
@@ -320,7 +322,39 @@ bool PortalInstance::isClientConnected(ClientIdentity& identity) const {
 
 PortalInstance::ClientPtr PortalInstance::findConnectedClient(
     const ClientIdentity& identity) const {
-    return clients_.findConnected(identity);
+    return stations_.table().findConnected(identity);
+}
+
+std::shared_ptr<MessageEntry> PortalInstance::dumpToMessage(
+    std::shared_ptr<PortalInstanceMessageFactory> factory) const {
+    factory->createMessage();
+    factory->addSsid(ssid_);
+    factory->addRadiusDomain(domain_);
+    factory->addApLocation(apLocation_);
+    return factory->getResultMessage();
+}
+
+std::shared_ptr<MessageEntry> PortalInstance::dumpClientToMessage(
+    const ClientIdentity& identity, std::shared_ptr<ClientMessageFactory> factory) const {
+    // Of two stations with one address, the one that is here now is the one that is meant.
+    const ClientPtr connected = findConnectedClient(identity);
+    const ClientPtr client = connected ? connected : stations_.table().find(identity);
+    return client ? client->dumpToMessage(factory) : nullptr;
+}
+
+Entries PortalInstance::dumpClientsToMessages(std::shared_ptr<ClientMessageFactory> factory) const {
+    return dumpAll(stations_.table(), &Client::dumpToMessage, factory);
+}
+
+Entries PortalInstance::dumpScenariosToMessages(
+    std::shared_ptr<ClientMessageFactory> factory) const {
+    return dumpAll(stations_.table(), &Client::dumpScenarioToMessage, factory);
+}
+
+std::shared_ptr<MessageEntry> PortalInstance::dumpScenariosToMessage(
+    std::shared_ptr<ClientMessageFactory> factory, const ClientIdentity& identity) const {
+    const ClientPtr client = stations_.table().find(identity);
+    return client ? client->dumpScenarioToMessage(factory) : nullptr;
 }
 
 }  // namespace vesta

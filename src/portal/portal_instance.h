@@ -1,8 +1,8 @@
 #pragma once
 
-// The captive portal of one VAP: it owns the table of the stations seen there, walks each through
-// its access scenarios, tells the informators of every change, and removes the stations that left,
-// aged out or ran out of scenarios.
+// The captive portal of one VAP. It answers for the VAP and hands the work on: Stations holds the
+// stations and tells the informators what happens to them, ClientRounds checks them every second,
+// ClientFactory makes them, the authenticator checks their logins.
 //
 // Threads: used through its ThreadsafePortalInstanceHolder, under the holder's lock, except for the
 // getters of fixed properties and the white-list identifier, which is guarded by itself.
@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "auth/authenticator.h"
-#include "client/client_table.h"
-#include "client/informator.h"
 #include "client/portal_instance_interface.h"
 #include "core/mutex.h"
-#include "station/client_statistic_info.h"
+#include "portal/client_factory.h"
+#include "portal/client_rounds.h"
+#include "portal/stations.h"
 
 namespace vesta {
 
@@ -28,10 +28,6 @@ class ScenarioSequenceFactory;
 
 class PortalInstance : public PortalInstanceInterface {
 public:
-    // Stations of an instance that were never connected: beyond this many the oldest such goes, so
-    // that forged addresses can't fill the memory.
-    static constexpr std::size_t kMaxNeverConnected = 16384;
-
     // What an instance is built from. `owner` is how clients and authenticators reach the instance
     // from other threads: its holder; null: the instance itself.
     struct Settings {
@@ -40,10 +36,11 @@ public:
         std::shared_ptr<MessageEntry> vap;
         std::shared_ptr<PortalInstanceMessageExtractor> extractor;
         PortalInstanceInterface* owner = nullptr;
+        SharedInformators informators;
     };
 
-    // Throws ENTRY_EXCEPTION_TYPE when the VAP lacks a key. An instance that uses RADIUS is
-    // destroyed by who holds no lock, best with the RadiusListener stopped.
+    // Throws ENTRY_EXCEPTION_TYPE when the VAP lacks a key. Whoever destroys an instance that uses
+    // RADIUS must hold no lock, and has best stopped the RadiusListener before.
     PortalInstance(const Settings& settings, std::unique_ptr<ScenarioSequenceFactory> sequences);
     virtual ~PortalInstance();
     PortalInstance(const PortalInstance&) = delete;
@@ -99,47 +96,31 @@ public:
                           const CommandInfo& command) override;
 
 protected:
-    using ClientPtr = std::shared_ptr<Client>;
-    using InformatorCall = bool (Informator::*)(std::shared_ptr<Client>, ClientStatisticInfo&);
+    using ClientPtr = Stations::ClientPtr;
 
-    // Calls the operation on every informator in order, whatever one of them returns or throws.
-    void informatorsHandle(ClientPtr client, ClientStatisticInfo& statistics, InformatorCall call);
-    // Tells the informators what the client's current scenario means for it.
-    void handleClientScenarioChange(ClientPtr client, ClientStatisticInfo& statistics);
+    [[nodiscard]] Informators& informators() { return stations_.informators(); }
     // The first client in order of arrival that matches and is connected; null when none is.
     [[nodiscard]] ClientPtr findConnectedClient(const ClientIdentity& identity) const;
 
 private:
-    void ConfigureRadiusWorker(const Settings& settings);
-    void configureAuthenticator();
-    ClientPtr restoreClient(const std::shared_ptr<MessageEntry>& message,
-                            const std::shared_ptr<ClientMessageExtractor>& extractor,
-                            const std::string& mac, const std::string& ip, unsigned int value);
+    // Null when the instance uses no RADIUS.
+    static std::shared_ptr<RadiusWorker> ConfigureRadiusWorker(const Settings& settings);
     void insertClient(ClientPtr client);
-    void handleClientRemove(const ClientPtr& client, const CommandInfo& command);
-    void removeClient(const ClientPtr& client, EndReason reason);
-    void updateClientsConnectionStatus();
-    void clientConnected(const ClientPtr& client);
-    void clientDisconnected(const ClientPtr& client);
-    void checkClientsScenarioExpired();
-    void freeAgeOutClients();
-    bool moveClient(const ClientPtr& client, EndReason reason, bool (Client::*move)(),
-                    const char* operation, const char* format);
+    // Whether such a station is here already, with a log record.
+    [[nodiscard]] bool isKnown(const ClientIdentity& identity) const;
 
     const std::string name_;
-    const std::string uplink_;
     const std::string interfaceMac_;
     const std::string ssid_;
     const std::string domain_;
     const std::string apLocation_;
-    const int ageTimeout_;  // seconds, 0 = none
-    const AUTH_MODE authMode_;
     PortalInstanceInterface& owner_;
     const std::unique_ptr<ScenarioSequenceFactory> sequences_;
-    std::shared_ptr<RadiusWorker> radiusWorker_;  // null when RADIUS is not used
-    std::unique_ptr<Authenticator> authenticator_;
-    std::vector<std::shared_ptr<Informator>> informators_;
-    ClientTable clients_;
+    const ClientFactory clientFactory_;
+    const std::shared_ptr<RadiusWorker> radiusWorker_;
+    const std::unique_ptr<Authenticator> authenticator_;
+    Stations stations_;
+    ClientRounds rounds_;
 
     mutable Mutex whiteListMutex_;
     std::pair<std::string, std::string> whiteList_ GUARDED_BY(whiteListMutex_);

@@ -3,23 +3,23 @@
 #include "auth/authenticator.h"
 #include "core/logger.h"
 #include "messages/portal_instance_message_extractor.h"
-#include "portal/manageble_portal_instance.h"
+#include "portal/portal_instance_kinds.h"
 #include "portal/threadsafe_portal_instance_holder.h"
-#include "portal/unmanageble_portal_instance.h"
 
 namespace vesta {
 
 std::shared_ptr<PortalInstance> PortalInstanceFactory::build(const std::string& name,
                                                              const std::string& uplink, Vap vap,
                                                              Extractor extractor,
-                                                             PortalInstanceInterface* owner) {
+                                                             PortalInstanceInterface* owner,
+                                                             const SharedInformators& informators) {
     const std::string mode = extractor->extractVereficationMode(vap);
     if (mode.empty()) {
         logger().Error("Not found portal instance in vap config: \n'%s'\n",
                        vap->getStringRepresentation());
         throw ENTRY_NOT_FOUND;
     }
-    const PortalInstance::Settings settings{name, uplink, vap, extractor, owner};
+    const PortalInstance::Settings settings{name, uplink, vap, extractor, owner, informators};
     const AUTH_MODE authMode = parseAuthMode(mode);
     if (authMode == AUTH_MODE_PORTAL || authMode == AUTH_MODE_PORTAL_MAC) {
         logger().Debug("Create ManageblePortalInstance\n");
@@ -40,9 +40,11 @@ std::shared_ptr<PortalInstanceInterface> PortalInstanceFactory::buildPortalInsta
 }
 
 std::shared_ptr<PortalInstanceInterface> PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
-    const std::string& name, const std::string& uplink, Vap vap, Extractor extractor) {
+    const std::string& name, const std::string& uplink, Vap vap, Extractor extractor,
+    const SharedInformators& informators) {
     auto holder = std::make_shared<ThreadsafePortalInstanceHolder>();
-    holder->setInstance(build(name, uplink, std::move(vap), std::move(extractor), holder.get()));
+    holder->setInstance(
+        build(name, uplink, std::move(vap), std::move(extractor), holder.get(), informators));
     return holder;
 }
 

@@ -7,6 +7,7 @@
 
 #include "client/portal_instance_interface.h"
 #include "core/message_entry.h"
+#include "portal/informators.h"
 
 namespace vesta {
 
@@ -20,9 +21,11 @@ public:
 
     // All throw ENTRY_EXCEPTION_TYPE when the VAP has no verification mode or lacks a key.
     // `owner`: what the instance's clients know as their instance; null: the instance itself.
+    // `informators`: those that stand beside the instance's own.
     static std::shared_ptr<PortalInstance> build(const std::string& name, const std::string& uplink,
                                                  Vap vap, Extractor extractor,
-                                                 PortalInstanceInterface* owner = nullptr);
+                                                 PortalInstanceInterface* owner = nullptr,
+                                                 const SharedInformators& informators = {});
     static std::shared_ptr<PortalInstance> buildPortalInstance(const std::string& name,
                                                                const std::string& uplink, Vap vap,
                                                                Extractor extractor);
@@ -30,7 +33,8 @@ public:
         const std::string& name, const std::string& uplink, Vap vap, Extractor extractor);
     // The instance behind its lock; the holder is what its clients know as their instance.
     static std::shared_ptr<PortalInstanceInterface> buildThreadsafePortalInstanceHolder(
-        const std::string& name, const std::string& uplink, Vap vap, Extractor extractor);
+        const std::string& name, const std::string& uplink, Vap vap, Extractor extractor,
+        const SharedInformators& informators = {});
 };
 
 }  // namespace vesta

@@ -250,7 +250,7 @@ TEST_F(PortalInstanceTest, BoundsTheStationsThatNeverConnected) {
                       n & 255U);
         return std::string(text);
     };
-    for (unsigned n = 0; n < PortalInstance::kMaxNeverConnected; ++n) {
+    for (unsigned n = 0; n < Stations::kMaxNeverConnected; ++n) {
         instance_->addClient(mac(n), "", 1500);
     }
     heard_->take();

@@ -1,0 +1,41 @@
+#pragma once
+
+// Makes the clients of an instance: newly seen stations, and those that another access point tells
+// of.
+//
+// Threads: under the lock of the instance.
+
+#include <memory>
+#include <string>
+
+#include "core/message_entry.h"
+
+namespace vesta {
+
+class Client;
+class ClientMessageExtractor;
+class PortalInstanceInterface;
+class ScenarioSequenceFactory;
+
+class ClientFactory {
+public:
+    // Both live longer than the factory; `owner` is the instance as its clients know it.
+    ClientFactory(const ScenarioSequenceFactory& sequences, PortalInstanceInterface& owner)
+        : sequences_(sequences), owner_(owner) {}
+
+    // At the beginning of the instance's scenarios. `value` is the station's MTU.
+    [[nodiscard]] std::shared_ptr<Client> build(const std::string& mac, const std::string& ip,
+                                                unsigned int value) const;
+    // Where the record has it, with the session time already spent there. Throws
+    // ENTRY_EXCEPTION_TYPE when the record lacks its login, scenario or session time.
+    [[nodiscard]] std::shared_ptr<Client> restore(
+        const std::shared_ptr<MessageEntry>& record,
+        const std::shared_ptr<ClientMessageExtractor>& extractor, const std::string& mac,
+        const std::string& ip, unsigned int value) const;
+
+private:
+    const ScenarioSequenceFactory& sequences_;
+    PortalInstanceInterface& owner_;
+};
+
+}  // namespace vesta
