@@ -7,12 +7,17 @@
 #include "client/portal_instance_interface.h"
 #include "core/fatal_error.h"
 #include "core/logger.h"
+#include "inform/ostrel_wifi_auth_informator.h"
+#include "inform/trap_informator.h"
 #include "kernel/kernel_white_list_store.h"
 #include "kernel/redirector_module_worker.h"
 #include "messages/client_information_store.h"
 #include "messages/client_message_extractor.h"
 #include "messages/portal_instance_message_extractor.h"
 #include "messages/portal_instance_message_factory.h"
+#include "portal/config_instance_message_extractor.h"
+#include "portal/portal_configuration.h"
+#include "portal/portal_instance_factory.h"
 #include "station/client_identity.h"
 #include "station/client_statistic_info.h"
 #include "station/command_info.h"
@@ -34,7 +39,11 @@ Portal::Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> 
       ipc_(std::move(ipc)),
       redirectorWorker_(std::make_shared<RedirectorModuleWorker>(*this)),
       whiteListStore_(std::make_shared<KernelWhiteListStore>(*redirectorWorker_)) {
-    readConfiguration(config, uplink, apLocation);
+    const PortalConfiguration configuration(config);
+    addWhiteIpLists(configuration);
+    uplink_ = configuration.uplinkInterface(uplink);
+    apLocation_ = configuration.apLocation(apLocation);
+    initInterfces(configuration);
     if (instances_.empty()) {
         reportFatalError("Vap's for listen not founded. End now.\n");
         // The bus runs threads already, so nothing static may be destroyed.
@@ -43,6 +52,31 @@ Portal::Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> 
 }
 
 Portal::~Portal() = default;
+
+void Portal::addWhiteIpLists(const PortalConfiguration& configuration) {
+    configuredLists_ = configuration.whiteLists();
+    whiteListStore_->addWhiteLists(configuredLists_);
+}
+
+void Portal::initInterfces(const PortalConfiguration& configuration) {
+    const SharedInformators informators{redirectorWorker_, std::make_shared<TrapInformator>(ipc_),
+                                        std::make_shared<OstrelWifiAuthInformator>()};
+    configuration.forEachEnabledVap(
+        [&](const auto& entry, const auto& vap) { addInstance(entry, vap, informators); });
+}
+
+void Portal::addInstance(const std::shared_ptr<MessageEntry>& entry,
+                         const std::shared_ptr<MessageEntry>& vap,
+                         const SharedInformators& informators) {
+    const auto extractor = std::make_shared<ConfigInstanceMessageExtractor>(
+        whiteListStore_, apLocation_, PortalConfiguration::nameForRecords(entry));
+    if (!extractor->extractInstanceEnabled(vap)) {
+        return;
+    }
+    instances_.push_back(PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
+        PortalConfiguration::nameOf(entry), uplink_, vap, extractor, informators));
+    configuredDefaults_.push_back(extractor->extractWhiteIpListId(vap));
+}
 
 void Portal::start() {
     // Stations that were here before a restart of the daemon are to be known when they show up.

@@ -28,16 +28,17 @@ class ClientMessageFactory;
 class CommandInfo;
 class Informator;
 class KernelWhiteListStore;
+class PortalConfiguration;
 class PortalInstanceInterface;
 class PortalInstanceMessageExtractor;
 class PortalInstanceMessageFactory;
 class RedirectorModuleWorker;
 class Scenario;
 class WhiteAddressesList;
-class WhiteListExtractor;
 enum class RemoveWhen;
 struct ClientIdentity;
 struct ClientStatisticInfo;
+struct SharedInformators;
 
 class Portal : public LoopWorker,
                public InformationCaller,
@@ -117,13 +118,11 @@ public:
 private:
     using Instance = std::shared_ptr<PortalInstanceInterface>;
 
-    void readConfiguration(const std::shared_ptr<MessageEntry>& config, const std::string& uplink,
-                           const std::string& apLocation);
-    void initInterfces(const std::shared_ptr<MessageEntry>& config);
+    void addWhiteIpLists(const PortalConfiguration& configuration);
+    void initInterfces(const PortalConfiguration& configuration);
     void addInstance(const std::shared_ptr<MessageEntry>& entry,
-                     const std::vector<std::shared_ptr<Informator>>& informators);
-    void addWhiteIpLists(const std::shared_ptr<MessageEntry>& section,
-                         WhiteListExtractor& extractor);
+                     const std::shared_ptr<MessageEntry>& vap,
+                     const SharedInformators& informators);
     Instance findConnecting(ClientIdentity& identity) const;
     bool isUpToDate(const PortalInstanceInterface& instance, const std::string& mac) const;
     bool addRememberedClient(PortalInstanceInterface& instance, const std::string& mac,

@@ -1,24 +1,15 @@
-// How the portal builds its instances from the configuration document.
+#include "portal/portal_configuration.h"
 
 #include "core/fatal_error.h"
 #include "core/logger.h"
 #include "core/required_key.h"
-#include "inform/ostrel_wifi_auth_informator.h"
-#include "inform/trap_informator.h"
-#include "kernel/kernel_white_list_store.h"
-#include "kernel/redirector_module_worker.h"
-#include "portal/config_instance_message_extractor.h"
 #include "portal/config_white_list_extractor.h"
-#include "portal/portal.h"
-#include "portal/portal_instance_factory.h"
 #include "whitelist/white_addresses_list.h"
 
 namespace vesta {
 namespace {
 
-using Entry = std::shared_ptr<MessageEntry>;
-
-const char* const kSectionName = "section \"captive-portal\"";
+using Entry = PortalConfiguration::Entry;
 
 // Reads one optional part of an interface entry; `dropped` tells that the entry goes without it.
 template <class Read>
@@ -45,15 +36,6 @@ bool isEnabledVapInterface(const Entry& entry) {
            type == "vap" && enabled;
 }
 
-// The entry's name for records about it, also when it has none.
-std::string nameForRecords(const Entry& entry) {
-    try {
-        return entry->getCharValue("name");
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return "(without name)";
-    }
-}
-
 // The text that `read()` gives; "" when there is none.
 template <class Read>
 std::string textOrEmpty(Read read) {
@@ -64,87 +46,89 @@ std::string textOrEmpty(Read read) {
     }
 }
 
-}  // namespace
-
-void Portal::readConfiguration(const std::shared_ptr<MessageEntry>& config,
-                               const std::string& uplink, const std::string& apLocation) {
-    const Entry section = requiredKey("captive-portal", "the configuration",
-                                      [&] { return config->getObjectValue("captive-portal"); });
-    ConfigWhiteListExtractor whiteLists;
-    addWhiteIpLists(section, whiteLists);
-    uplink_ = !uplink.empty() ? uplink : requiredKey("uplink-interface", kSectionName, [&] {
-        return section->getCharValue("uplink-interface");
-    });
-    apLocation_ = !apLocation.empty() ? apLocation : requiredKey("ap-location", kSectionName, [&] {
-        return section->getCharValue("ap-location");
-    });
-    initInterfces(config);
+// Null when the list can't be used.
+std::shared_ptr<WhiteAddressesList> readWhiteList(WhiteListExtractor& extractor,
+                                                  const Entry& list) {
+    const std::string name = textOrEmpty([&] { return extractor.extractWhiteListName(list); });
+    if (name.empty()) {
+        logger().Warning("White list without name, don't use it\n");
+        return nullptr;
+    }
+    const std::string values = textOrEmpty([&] { return extractor.extractWhiteListValue(list); });
+    if (values.empty()) {
+        logger().Warning("White list without values, don't use it\n");
+        return nullptr;
+    }
+    return std::make_shared<WhiteAddressesList>(name, values);
 }
 
-void Portal::initInterfces(const std::shared_ptr<MessageEntry>& config) {
-    const std::vector<std::shared_ptr<Informator>> informators{
-        redirectorWorker_, std::make_shared<TrapInformator>(ipc_),
-        std::make_shared<OstrelWifiAuthInformator>()};
+}  // namespace
+
+PortalConfiguration::PortalConfiguration(const Entry& document)
+    : document_(document), section_(requiredKey("captive-portal", "the configuration", [&] {
+          return document->getObjectValue("captive-portal");
+      })) {}
+
+PortalConfiguration::Lists PortalConfiguration::whiteLists() const {
+    ConfigWhiteListExtractor extractor;
     std::vector<Entry> entries;
     try {
-        entries = config->getArrayValue("interface");
+        entries = extractor.extractAllWhiteLists(section_);
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        logger().Warning("Extract white list from message failed\n");
+    }
+    Lists lists;
+    for (const Entry& entry : entries) {
+        if (auto list = readWhiteList(extractor, entry)) {
+            lists.push_back(std::move(list));
+        }
+    }
+    if (lists.empty()) {
+        logger().Warning("White list is empty, don't use it\n");
+    }
+    return lists;
+}
+
+std::string PortalConfiguration::uplinkInterface(const std::string& given) const {
+    return given.empty() ? textOfSection("uplink-interface") : given;
+}
+
+std::string PortalConfiguration::apLocation(const std::string& given) const {
+    return given.empty() ? textOfSection("ap-location") : given;
+}
+
+void PortalConfiguration::forEachEnabledVap(const VisitVap& visit) const {
+    std::vector<Entry> entries;
+    try {
+        entries = document_->getArrayValue("interface");
     } catch (ENTRY_EXCEPTION_TYPE) {
         reportFatalError("Interfaces not configured\n");
         throw ENTRY_WRONG_TYPE;
     }
     for (const Entry& entry : entries) {
         if (isEnabledVapInterface(entry)) {
-            addInstance(entry, informators);
+            visit(entry, requiredKey("vap", "interface " + nameForRecords(entry),
+                                     [&] { return entry->getObjectValue("vap"); }));
         }
     }
 }
 
-void Portal::addInstance(const std::shared_ptr<MessageEntry>& entry,
-                         const std::vector<std::shared_ptr<Informator>>& informators) {
-    const std::string object = "interface " + nameForRecords(entry);
-    const Entry vap = requiredKey("vap", object, [&] { return entry->getObjectValue("vap"); });
-    const auto extractor = std::make_shared<ConfigInstanceMessageExtractor>(
-        whiteListStore_, apLocation_, nameForRecords(entry));
-    if (!extractor->extractInstanceEnabled(vap)) {
-        return;
-    }
-    const std::string name =
-        requiredKey("name", object, [&] { return entry->getCharValue("name"); });
-    const Instance holder =
-        PortalInstanceFactory::buildThreadsafePortalInstanceHolder(name, uplink_, vap, extractor);
-    for (const std::shared_ptr<Informator>& informator : informators) {
-        holder->addClientsEventsInformator(informator);
-    }
-    instances_.push_back(holder);
-    configuredDefaults_.push_back(extractor->extractWhiteIpListId(vap));
+std::string PortalConfiguration::nameOf(const Entry& entry) {
+    return requiredKey("name", "interface " + nameForRecords(entry),
+                       [&] { return entry->getCharValue("name"); });
 }
 
-void Portal::addWhiteIpLists(const std::shared_ptr<MessageEntry>& section,
-                             WhiteListExtractor& extractor) {
-    std::vector<Entry> lists;
+std::string PortalConfiguration::nameForRecords(const Entry& entry) {
     try {
-        lists = extractor.extractAllWhiteLists(section);
+        return entry->getCharValue("name");
     } catch (ENTRY_EXCEPTION_TYPE) {
-        logger().Warning("Extract white list from message failed\n");
+        return "(without name)";
     }
-    for (const Entry& list : lists) {
-        const std::string name = textOrEmpty([&] { return extractor.extractWhiteListName(list); });
-        if (name.empty()) {
-            logger().Warning("White list without name, don't use it\n");
-            continue;
-        }
-        const std::string values =
-            textOrEmpty([&] { return extractor.extractWhiteListValue(list); });
-        if (values.empty()) {
-            logger().Warning("White list without values, don't use it\n");
-            continue;
-        }
-        configuredLists_.push_back(std::make_shared<WhiteAddressesList>(name, values));
-    }
-    if (configuredLists_.empty()) {
-        logger().Warning("White list is empty, don't use it\n");
-    }
-    whiteListStore_->addWhiteLists(configuredLists_);
+}
+
+std::string PortalConfiguration::textOfSection(const char* key) const {
+    return requiredKey(key, "section \"captive-portal\"",
+                       [&] { return section_->getCharValue(key); });
 }
 
 }  // namespace vesta
