@@ -229,10 +229,6 @@ void librad_eloop_stop() {
     EventLoop::instance().stop();
 }
 
-void librad_eloop_wake() {
-    EventLoop::instance().wake();
-}
-
 void librad_eloop_step() {
     EventLoop::instance().step();
 }

@@ -47,7 +47,6 @@ public:
     void run() EXCLUDES(mutex_);
     void stop() EXCLUDES(mutex_);
     void step() EXCLUDES(mutex_);
-    void wake();
 
     static constexpr std::int64_t kNever = INT64_MAX;
 
@@ -58,6 +57,8 @@ private:
     };
 
     EventLoop();
+    // Ends the wait that is under way.
+    void wake();
     // True when this thread is the loop's from now on, until leave().
     bool enter() EXCLUDES(mutex_);
     void leave() EXCLUDES(mutex_);

@@ -18,8 +18,8 @@ namespace ostrel {
 // A hardware address, in the order of transmission.
 using MacBytes = std::array<std::uint8_t, 6>;
 
-// The address that `text` spells: six pairs of hexadecimal digits in either case, with ":", "-", "."
-// or nothing between two pairs. Nothing when the text is anything else.
+// The address that `text` spells: six pairs of hexadecimal digits in either case, with ":", "-",
+// "." or nothing between two pairs. Nothing when the text is anything else.
 [[nodiscard]] std::optional<MacBytes> parseMac(std::string_view text);
 
 // The address that `text` begins with, as sscanf() reads it with
