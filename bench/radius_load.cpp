@@ -67,11 +67,11 @@ librad_radius_rx_result RadiusLoad::onAnswer(librad_radius_msg* msg, librad_radi
                                              unsigned char* secret, unsigned int length,
                                              void* self) {
     RadiusLoad& load = *static_cast<RadiusLoad*>(self);
-    const RadiusWorker::Answer answer = load.worker_->receiveMessage(msg, request, secret, length);
-    if (answer.first == LIBRAD_RADIUS_RX_ACCEPT && answer.second) {
-        load.onDecided(answer.second);
+    const auto [result, decision] = load.worker_->receiveMessage(msg, request, secret, length);
+    if (const auto* const accepted = std::get_if<AccessAccepted>(&decision)) {
+        load.onDecided(accepted->client);
     }
-    return answer.first;
+    return result;
 }
 
 void RadiusLoad::onDecided(const std::shared_ptr<Client>& client) {

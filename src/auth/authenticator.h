@@ -1,10 +1,10 @@
 #pragma once
 
-// How an instance checks a station's login. Local: any login with a password is good. Portal: the
-// web portal decides on its own and tells the outcome by "update". The modes that ask a RADIUS
+// How an instance checks a station's login. In local mode any login with a password is good. In
+// portal mode the web portal decides and tells the outcome by "update". The modes that ask a RADIUS
 // server have files of their own.
 //
-// Threads: called under the lock of the authenticator's instance.
+// Threads: every operation is called under the lock of the authenticator's instance.
 
 #include <memory>
 #include <string>
@@ -29,12 +29,12 @@ enum AuthenticateResult {
 class Authenticator {
 public:
     virtual ~Authenticator() = default;
-    // Offered every station that connects without access, where the mode asks for it; true when a
-    // request is under way.
+    // Is offered every station that connects without access, in the modes that ask for it. True
+    // when a request is under way.
     virtual bool authConnectedUser(std::shared_ptr<Client>) { return false; }
-    // Called once a second: offers itself the stations again about which nothing was decided.
+    // Called once a second: asks again about the stations whose request ended undecided.
     virtual void authUnansweredUsers() {}
-    // An AuthenticateResult; login and password stand in the client already.
+    // Checks a login, which the client has taken over already. Returns an AuthenticateResult.
     virtual int makeAuthenticate(std::shared_ptr<Client> client, const std::string& login,
                                  const std::string& password) = 0;
 };

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "auth/radius_answer.h"
 #include "client/client.h"
 #include "core/data_parser.h"
 #include "core/logger.h"
@@ -14,44 +13,7 @@ namespace {
 // Every station sends this, so that the server decides by the name alone.
 const char* const kPassword = "PLACEHOLDR";
 
-// The value of the attribute that says whether the server knows the station; nothing when it is
-// absent or too short to be a 32-bit integer.
-std::optional<std::uint32_t> knownStation(const librad_radius_msg& msg) {
-    unsigned int length = 0;
-    const unsigned char* const value = librad_radius_msg_get_ostrel_attr(
-        &msg, PortalMacAuthenticator::kKnownStationAttribute, &length);
-    if (value == nullptr || length == 0) {
-        return std::nullopt;
-    }
-    if (length < sizeof(std::uint32_t)) {
-        logger().Warning("RADIUS: vendor attribute %d of %u bytes is no integer, ignored\n",
-                         PortalMacAuthenticator::kKnownStationAttribute, length);
-        return std::nullopt;
-    }
-    return static_cast<std::uint32_t>(value[0]) << 24 | static_cast<std::uint32_t>(value[1]) << 16 |
-           static_cast<std::uint32_t>(value[2]) << 8 | value[3];
-}
-
-void keepRedirectUrl(PortalInstanceInterface& instance, const std::shared_ptr<Client>& client,
-                     const librad_radius_msg& msg) {
-    unsigned int length = 0;
-    const char* const url = reinterpret_cast<const char*>(librad_radius_msg_get_ostrel_attr(
-        &msg, PortalMacAuthenticator::kRedirectUrlAttribute, &length));
-    if (url == nullptr || length == 0) {
-        return;
-    }
-    logger().Debug("Set redirect URL from RADIUS \"%.*s\":[%d] for %s\n", static_cast<int>(length),
-                   url, static_cast<int>(length), client->getMacAddress().c_str());
-    instance.changeClient(client, [&](Client& changed) { changed.setRedirectUrl(url, length); });
-}
-
 }  // namespace
-
-PortalMacAuthenticator::PortalMacAuthenticator(std::shared_ptr<RadiusWorker> radiusWorker,
-                                               PortalInstanceInterface& instance)
-    : radiusWorker_(std::move(radiusWorker)), instance_(instance) {
-    radiusWorker_->addAuthPacketHandler(this, handleRadiusMessage);
-}
 
 bool PortalMacAuthenticator::authConnectedUser(std::shared_ptr<Client> client) {
     const std::string mac = client->getMacAddress();
@@ -62,50 +24,40 @@ bool PortalMacAuthenticator::authConnectedUser(std::shared_ptr<Client> client) {
     const std::string login = DataParser::castMacToLogin(mac);
     client->setLogin(login);
     client->setPassword(kPassword);
-    radiusWorker_->sendAuthPacket(std::move(client), login);
+    worker().sendAuthPacket(std::move(client), login);
     return true;
 }
 
 void PortalMacAuthenticator::authUnansweredUsers() {
-    for (const std::shared_ptr<Client>& client : radiusWorker_->takeUnanswered()) {
+    for (const std::shared_ptr<Client>& client : worker().takeUnanswered()) {
         if (client->isConnected() && !client->isAccessOpen()) {
             authConnectedUser(client);
         }
     }
 }
 
-librad_radius_rx_result PortalMacAuthenticator::handleRadiusMessage(librad_radius_msg* msg,
-                                                                    librad_radius_msg* request,
-                                                                    unsigned char* sharedSecret,
-                                                                    unsigned int secretLength,
-                                                                    void* self) {
-    PortalMacAuthenticator& authenticator = *static_cast<PortalMacAuthenticator*>(self);
-    const auto [result, client] =
-        authenticator.radiusWorker_->receiveMessage(msg, request, sharedSecret, secretLength);
-    if (!client) {
-        return result;
+void PortalMacAuthenticator::letIn(const AccessAccepted& accepted) {
+    if (!accepted.stationKnown) {
+        return;
     }
-    if (result == LIBRAD_RADIUS_RX_ACCEPT) {
-        authenticator.applyAccept(client, *msg);
-    } else {
-        throwOut(authenticator.instance_, client);
+    if (*accepted.stationKnown) {
+        instance().setMacAuthSuccessScenario(accepted.client);
+        return;
     }
-    return result;
+    keepRedirectUrl(accepted);
+    instance().setMacAuthFailureScenario(accepted.client);
 }
 
-void PortalMacAuthenticator::applyAccept(const std::shared_ptr<Client>& client,
-                                         const librad_radius_msg& msg) {
-    keepClasses(instance_, client, msg);
-    const std::optional<std::uint32_t> known = knownStation(msg);
-    if (!known) {
+void PortalMacAuthenticator::keepRedirectUrl(const AccessAccepted& accepted) {
+    const std::string& url = accepted.redirectUrl;
+    if (url.empty()) {
         return;
     }
-    if (*known != 0) {
-        instance_.setMacAuthSuccessScenario(client);
-        return;
-    }
-    keepRedirectUrl(instance_, client, msg);
-    instance_.setMacAuthFailureScenario(client);
+    logger().Debug("Set redirect URL from RADIUS \"%s\":[%d] for %s\n", url.c_str(),
+                   static_cast<int>(url.size()), accepted.client->getMacAddress().c_str());
+    instance().changeClient(accepted.client, [&](Client& changed) {
+        changed.setRedirectUrl(url.data(), static_cast<unsigned int>(url.size()));
+    });
 }
 
 }  // namespace vesta

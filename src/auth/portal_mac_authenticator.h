@@ -1,51 +1,31 @@
 #pragma once
 
-// The web portal decides about logins, but a station is first looked up at a RADIUS server by its
-// MAC address, as soon as it connects: the answer's vendor attributes choose its scenario. Answers
-// come on the thread of RadiusListener.
+// The web portal decides about logins. But as soon as a station connects, the RADIUS server is
+// asked about it by its MAC address, and the answer's vendor attributes choose its scenario.
 
-#include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
-#include "auth/authenticator.h"
-#include "client/portal_instance_interface.h"
-#include "ostrel/librad.h"
+#include "auth/radius_authenticator.h"
 
 namespace vesta {
 
-class RadiusWorker;
-
-class PortalMacAuthenticator final : public Authenticator {
+class PortalMacAuthenticator final : public ServerAuthenticator {
 public:
-    // The maker's attributes in an Access-Accept.
-    static constexpr std::uint8_t kKnownStationAttribute = 31;  // 32-bit integer, 0 = unknown
-    static constexpr std::uint8_t kRedirectUrlAttribute = 33;   // text
-
-    // Registers for the worker's answers. `instance` is the one that takes its lock by itself. The
-    // worker is closed before the authenticator goes.
     PortalMacAuthenticator(std::shared_ptr<RadiusWorker> radiusWorker,
-                           PortalInstanceInterface& instance);
+                           PortalInstanceInterface& instance)
+        : ServerAuthenticator(std::move(radiusWorker), instance) {}
 
-    // Asks for the station; true unless it has no address.
+    // Asks about the station; true unless it has no address.
     bool authConnectedUser(std::shared_ptr<Client> client) override;
     void authUnansweredUsers() override;
     int makeAuthenticate(std::shared_ptr<Client>, const std::string&, const std::string&) override {
         return NOT_AUTHENTICATED;
     }
 
-    // The library's callback; `self` is the authenticator.
-    static librad_radius_rx_result handleRadiusMessage(librad_radius_msg* msg,
-                                                       librad_radius_msg* request,
-                                                       unsigned char* sharedSecret,
-                                                       unsigned int secretLength, void* self);
-
 private:
-    void applyAccept(const std::shared_ptr<Client>& client, const librad_radius_msg& msg);
-
-    std::shared_ptr<RadiusWorker> radiusWorker_;
-    PortalInstanceInterface& instance_;
+    void letIn(const AccessAccepted& accepted) override;
+    void keepRedirectUrl(const AccessAccepted& accepted);
 };
 
 }  // namespace vesta

@@ -1,42 +1,60 @@
 #include "auth/radius_authenticator.h"
 
 #include <utility>
+#include <variant>
 
-#include "auth/radius_answer.h"
+#include "client/client.h"
 #include "radius/radius_worker.h"
+#include "station/command_info.h"
 
 namespace vesta {
 
-RadiusAuthenticator::RadiusAuthenticator(std::shared_ptr<RadiusWorker> radiusWorker,
+ServerAuthenticator::ServerAuthenticator(std::shared_ptr<RadiusWorker> radiusWorker,
                                          PortalInstanceInterface& instance)
     : radiusWorker_(std::move(radiusWorker)), instance_(instance) {
     radiusWorker_->addAuthPacketHandler(this, handleRadiusMessage);
 }
 
-int RadiusAuthenticator::makeAuthenticate(std::shared_ptr<Client> client, const std::string& login,
-                                          const std::string&) {
-    radiusWorker_->sendAuthPacket(std::move(client), login);
-    return AUTHENTICATION_PENDING;
-}
-
-librad_radius_rx_result RadiusAuthenticator::handleRadiusMessage(librad_radius_msg* msg,
+librad_radius_rx_result ServerAuthenticator::handleRadiusMessage(librad_radius_msg* msg,
                                                                  librad_radius_msg* request,
                                                                  unsigned char* sharedSecret,
                                                                  unsigned int secretLength,
                                                                  void* self) {
-    RadiusAuthenticator& authenticator = *static_cast<RadiusAuthenticator*>(self);
-    const auto [result, client] =
-        authenticator.radiusWorker_->receiveMessage(msg, request, sharedSecret, secretLength);
-    if (!client) {
+    ServerAuthenticator& authenticator = *static_cast<ServerAuthenticator*>(self);
+    return withoutException("RADIUS answer could not be handled", LIBRAD_RADIUS_RX_UNKNOWN, [&] {
+        const auto [result, decision] =
+            authenticator.worker().receiveMessage(msg, request, sharedSecret, secretLength);
+        authenticator.act(decision);
         return result;
+    });
+}
+
+void ServerAuthenticator::act(const RadiusDecision& decision) {
+    if (const auto* const accepted = std::get_if<AccessAccepted>(&decision)) {
+        instance_.changeClient(accepted->client, [&](Client& changed) {
+            if (librad_radius_sta_info* const sta = changed.getRadiusSta()) {
+                sta->classes = accepted->classes;
+            }
+        });
+        letIn(*accepted);
+    } else if (const auto* const rejected = std::get_if<AccessRejected>(&decision)) {
+        throwOut(rejected->client);
     }
-    if (result == LIBRAD_RADIUS_RX_ACCEPT) {
-        keepClasses(authenticator.instance_, client, *msg);
-        authenticator.instance_.set_auth_scenario_client(client);
-    } else {
-        throwOut(authenticator.instance_, client);
-    }
-    return result;
+}
+
+void ServerAuthenticator::throwOut(const std::shared_ptr<Client>& client) {
+    instance_.changeClient(client, [](Client& changed) { changed.disconnect_client(); });
+    instance_.delClient(client, CommandInfo(END_REASON_RADIUS_REQUEST));
+}
+
+int RadiusAuthenticator::makeAuthenticate(std::shared_ptr<Client> client, const std::string& login,
+                                          const std::string&) {
+    worker().sendAuthPacket(std::move(client), login);
+    return AUTHENTICATION_PENDING;
+}
+
+void RadiusAuthenticator::letIn(const AccessAccepted& accepted) {
+    instance().set_auth_scenario_client(accepted.client);
 }
 
 }  // namespace vesta

@@ -1,7 +1,9 @@
 #pragma once
 
-// A login is checked by a RADIUS server. The answer comes later, on the thread of RadiusListener:
-// it lets the station through or throws it out.
+// The modes that ask a RADIUS server. The answer comes later, on the thread of RadiusListener and
+// without the instance's lock. An accepted station goes where the mode lets it, a rejected one is
+// thrown out. A client that has been removed meanwhile stays as it is, and so does a new client
+// with its address.
 
 #include <memory>
 #include <string>
@@ -9,32 +11,54 @@
 #include "auth/authenticator.h"
 #include "client/portal_instance_interface.h"
 #include "ostrel/librad.h"
+#include "radius/radius_answer.h"
 
 namespace vesta {
 
 class RadiusWorker;
 
-class RadiusAuthenticator final : public Authenticator {
+// What both modes have in common.
+class ServerAuthenticator : public Authenticator {
 public:
-    // Registers for the worker's answers. `instance` is the one that takes its lock by itself. The
-    // worker is closed before the authenticator goes.
-    RadiusAuthenticator(std::shared_ptr<RadiusWorker> radiusWorker,
+    // The library's callback; `self` is a ServerAuthenticator.
+    static librad_radius_rx_result handleRadiusMessage(librad_radius_msg* msg,
+                                                       librad_radius_msg* request,
+                                                       unsigned char* sharedSecret,
+                                                       unsigned int secretLength, void* self);
+
+protected:
+    // Registers for the worker's answers. `instance` is the holder, which takes its lock by itself.
+    // The worker is closed before the authenticator goes.
+    ServerAuthenticator(std::shared_ptr<RadiusWorker> radiusWorker,
                         PortalInstanceInterface& instance);
+
+    [[nodiscard]] RadiusWorker& worker() const { return *radiusWorker_; }
+    [[nodiscard]] PortalInstanceInterface& instance() const { return instance_; }
+
+private:
+    // Applies the mode's scenario to an accepted station.
+    virtual void letIn(const AccessAccepted& accepted) = 0;
+    void act(const RadiusDecision& decision);
+    void throwOut(const std::shared_ptr<Client>& client);
+
+    std::shared_ptr<RadiusWorker> radiusWorker_;
+    PortalInstanceInterface& instance_;
+};
+
+// A login is checked by the server.
+class RadiusAuthenticator final : public ServerAuthenticator {
+public:
+    RadiusAuthenticator(std::shared_ptr<RadiusWorker> radiusWorker,
+                        PortalInstanceInterface& instance)
+        : ServerAuthenticator(std::move(radiusWorker), instance) {}
 
     // AUTHENTICATION_PENDING, whatever became of the request: without an answer the station stays
     // as it is.
     int makeAuthenticate(std::shared_ptr<Client> client, const std::string& login,
                          const std::string& password) override;
 
-    // The library's callback; `self` is the authenticator.
-    static librad_radius_rx_result handleRadiusMessage(librad_radius_msg* msg,
-                                                       librad_radius_msg* request,
-                                                       unsigned char* sharedSecret,
-                                                       unsigned int secretLength, void* self);
-
 private:
-    std::shared_ptr<RadiusWorker> radiusWorker_;
-    PortalInstanceInterface& instance_;
+    void letIn(const AccessAccepted& accepted) override;
 };
 
 }  // namespace vesta

@@ -1,14 +1,14 @@
 #pragma once
 
-// The Access-Requests of a worker that a server has not decided yet, and the stations that are to
-// be asked for again because none did.
+// A worker's Access-Requests that wait for a decision, and the stations to be asked about again
+// because their request ended without one.
 //
-// A request is known by its Request Authenticator: identifiers come round again, so an answer that
-// is late or forged could hit another station by them. An entry goes when its answer comes, when
-// the request is given up, when its station is removed or sends a newer request, and at the latest
-// when it is older than any request gets: one that is stale never admits anybody.
+// A request is known by its Request Authenticator. Identifiers come round again, so by them a late
+// or forged answer could hit another station. An entry goes when its answer comes, its request is
+// given up, or its station is removed or sends a newer request. An entry older than any request can
+// be goes too, so a stale one never admits anybody.
 //
-// Threads: any; one leaf lock, which is not held while anything is called.
+// Threads: any. One leaf lock guards all; nothing is called while it is held.
 
 #include <array>
 #include <cstdint>
@@ -28,7 +28,7 @@ namespace vesta {
 
 class Client;
 
-// What the requests of one login need of its station. A copy, since the thread that answers
+// What the requests of one login say of its station. A copy, because the thread that answers
 // challenges may not read the client.
 struct RadiusStation {
     std::string login;
@@ -45,7 +45,7 @@ public:
     using Key = std::array<unsigned char, librad_authenticator_length>;
     using ClientPtr = std::shared_ptr<Client>;
 
-    // Longer than the library keeps a request: up to 30 s of waiting and 30 s of transmitting.
+    // Longer than the library keeps a request, which waits up to 30 s and is sent for up to 30 s.
     static constexpr std::int64_t kLongestLifeSeconds = 120;
     // From the end of a request without decision to the next.
     static constexpr std::int64_t kAskAgainSeconds = 30;
@@ -55,20 +55,21 @@ public:
     // `askAgain`: stations whose request ended without a decision are kept for takeDue().
     explicit PendingRequests(bool askAgain) : askAgain_(askAgain) {}
 
-    // Replaces what is pending for the client, and all its hope for being asked again.
+    // Adds a request. What was pending for the client is forgotten, and so is its place among the
+    // clients to be asked about again.
     void add(const Key& key, ClientPtr client, RadiusStation station) EXCLUDES(mutex_);
     [[nodiscard]] std::optional<RadiusStation> findStation(const Key& key) const EXCLUDES(mutex_);
-    // The next request of the same login takes the place of `oldKey`. False when that is gone.
+    // Puts the next request of the same login in the place of `oldKey`. False when that is gone.
     [[nodiscard]] bool changeKey(const Key& oldKey, const Key& newKey) EXCLUDES(mutex_);
-    // The request has been decided: takes the entry out. Null when there is none.
+    // Takes out the entry of a request that was decided. Null when there is none.
     [[nodiscard]] ClientPtr take(const Key& key) EXCLUDES(mutex_);
     // The request ended without a decision.
     void abandon(const Key& key) EXCLUDES(mutex_);
-    // No request could be sent for the client.
+    // Has the client asked about later, because no request could be sent now.
     void askLater(ClientPtr client) EXCLUDES(mutex_);
-    // The client is removed.
+    // Forgets a client that is removed.
     void forget(const Client& client) EXCLUDES(mutex_);
-    // Takes out the clients that are to be asked for again by now.
+    // Takes out the clients that are due to be asked about again.
     [[nodiscard]] std::vector<ClientPtr> takeDue() EXCLUDES(mutex_);
 
     [[nodiscard]] std::size_t size() const EXCLUDES(mutex_);
@@ -86,7 +87,7 @@ private:
     };
     using Entries = std::list<Entry>;
 
-    // What was taken out is appended to `removed`, to be destroyed without the lock.
+    // Entries that are taken out are moved to `removed`, which is destroyed without the lock.
     void remove(Entries::iterator entry, Entries& removed) REQUIRES(mutex_);
     void dropStale(Entries& removed) REQUIRES(mutex_);
     void keepUnanswered(const ClientPtr& client) REQUIRES(mutex_);

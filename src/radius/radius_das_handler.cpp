@@ -1,6 +1,5 @@
 #include "radius/radius_das_handler.h"
 
-#include <exception>
 #include <optional>
 #include <utility>
 
@@ -9,6 +8,7 @@
 #include "core/singleton.h"
 #include "device/factory_data.h"
 #include "device/network_interface.h"
+#include "radius/radius_channel.h"
 #include "radius/radius_listener.h"
 #include "station/command_info.h"
 
@@ -17,19 +17,7 @@ namespace {
 
 constexpr int kDisconnected = 0;
 constexpr int kNotFound = 3;
-
-// Runs `react` so that no exception gets into the library.
-template <class Result, class React>
-Result guarded(Result onFailure, React react) {
-    try {
-        return react();
-    } catch (const std::exception& problem) {
-        logger().Error("RADIUS disconnect request could not be handled: %s\n", problem.what());
-    } catch (...) {
-        logger().Error("RADIUS disconnect request could not be handled\n");
-    }
-    return onFailure;
-}
+constexpr const char* kFailure = "RADIUS disconnect request could not be handled";
 
 }  // namespace
 
@@ -58,7 +46,7 @@ unsigned char* RadiusDasHandler::getSharedKey(void* self, unsigned int* length,
                                               librad_radius_das_attrs* attrs) {
     RadiusDasHandler& handler = *static_cast<RadiusDasHandler*>(self);
     *length = 0;
-    return guarded<unsigned char*>(nullptr, [&] {
+    return withoutException<unsigned char*>(kFailure, nullptr, [&] {
         handler.tellNas();
         ClientIdentity identity = extractDefiningAttributes(attrs);
         const RadiusSharedKey key = handler.portal_->getClientRadiusSharedKey(identity);
@@ -70,7 +58,7 @@ unsigned char* RadiusDasHandler::getSharedKey(void* self, unsigned int* length,
 
 int RadiusDasHandler::handleDasDissconnect(void* self, librad_radius_das_attrs* attrs) {
     RadiusDasHandler& handler = *static_cast<RadiusDasHandler*>(self);
-    return guarded(kNotFound, [&] {
+    return withoutException(kFailure, kNotFound, [&] {
         ClientIdentity identity = extractDefiningAttributes(attrs);
         logger().Debug("Recevie Das disconnect message with attributes %s\n",
                        identity.to_string().c_str());

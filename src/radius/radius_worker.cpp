@@ -1,90 +1,67 @@
 #include "radius/radius_worker.h"
 
-#include <algorithm>
-#include <exception>
-#include <stdexcept>
-#include <thread>
+#include <utility>
 
 #include "client/client.h"
-#include "core/data_parser.h"
 #include "core/logger.h"
 #include "core/singleton.h"
-#include "device/factory_data.h"
-#include "device/network_interface.h"
 #include "radius/radius_listener.h"
 #include "radius/radius_mapper.h"
 #include "station/client_statistic_info.h"
 
 namespace vesta {
+namespace {
+
+RadiusConfig startedConfig(MessageEntry& config, RadiusWorkmode workmode,
+                           const std::string& instanceName) {
+    logger().Debug("%s started\n", "RadiusWorker");
+    return readRadiusConfig(config, workmode, instanceName);
+}
+
+}  // namespace
 
 RadiusWorker::RadiusWorker(std::shared_ptr<MessageEntry> config, const std::string& interfaceName,
                            RadiusWorkmode workmode, AUTH_MODE authMode,
                            const std::string& instanceName, std::chrono::seconds retryDelay)
-    : workmode_(workmode),
-      authMode_(authMode),
-      interfaceName_(interfaceName),
-      config_(readRadiusConfig(*config, workmode, instanceName)),
-      pending_(authMode == AUTH_MODE_PORTAL_MAC) {
-    logger().Debug("%s started\n", "RadiusWorker");
-    initRadiusClient(retryDelay);
+    : config_(startedConfig(*config, workmode, instanceName)),
+      channel_(config_.client, interfaceName, retryDelay),
+      asker_(channel_, config_, authMode) {
+    if ((workmode & RADIUS_WORKMODE_ACCOUNTING) != 0) {
+        accountant_.emplace(channel_, config_);
+    }
     Singleton<RadiusListener>::getInstance().run();
     logger().Debug("%s ended\n", "RadiusWorker");
 }
 
-RadiusWorker::~RadiusWorker() {
-    close();
-}
-
 void RadiusWorker::close() {
-    librad_radius_client_deinit(std::exchange(radiusClient_, nullptr));
+    channel_.close();
 }
 
-void RadiusWorker::initRadiusClient(std::chrono::seconds retryDelay) {
-    constexpr int kAttempts = 3;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        logger().Debug("Attempt(%d) to initialize RADIUS client.\n", attempt);
-        radiusClient_ = librad_radius_client_init(&config_.client);
-        if (radiusClient_ != nullptr) {
-            return;
-        }
-        std::this_thread::sleep_for(retryDelay);
-    }
-    logger().Error("Colud not initialize RADIUS client.\n");
-    throw std::runtime_error("RADIUS init error");
+bool RadiusWorker::sendAuthPacket(std::shared_ptr<Client> client, const std::string& login) {
+    return asker_.sendAuthPacket(std::move(client), login);
+}
+
+RadiusAnswer RadiusWorker::receiveMessage(librad_radius_msg* msg, librad_radius_msg* request,
+                                          unsigned char* secret, unsigned int secretLength) {
+    return asker_.receiveMessage(msg, request, secret, secretLength);
 }
 
 void RadiusWorker::addAuthPacketHandler(void* context, librad_radius_handler handler) {
-    handlerContext_ = context;
-    handler_ = handler;
-    librad_radius_client_set_handler(radiusClient_, onAnswer, this);
-    librad_radius_client_set_give_up(radiusClient_, onGiveUp, this);
+    channel_.setHandler(context, handler);
 }
 
-librad_radius_rx_result RadiusWorker::onAnswer(librad_radius_msg* msg, librad_radius_msg* request,
-                                               unsigned char* secret, unsigned int secretLength,
-                                               void* self) {
-    const RadiusWorker& worker = *static_cast<RadiusWorker*>(self);
-    try {
-        return worker.handler_(msg, request, secret, secretLength, worker.handlerContext_);
-    } catch (const std::exception& problem) {
-        logger().Error("RADIUS answer could not be handled: %s\n", problem.what());
-    } catch (...) {
-        logger().Error("RADIUS answer could not be handled\n");
-    }
-    return LIBRAD_RADIUS_RX_UNKNOWN;
+std::vector<std::shared_ptr<Client>> RadiusWorker::takeUnanswered() {
+    return asker_.takeUnanswered();
 }
 
-void RadiusWorker::onGiveUp(librad_radius_msg* request, void* self) {
-    try {
-        static_cast<RadiusWorker*>(self)->pending_.abandon(PendingRequests::keyOf(request));
-    } catch (const std::exception& problem) {
-        logger().Error("RADIUS request could not be given up: %s\n", problem.what());
-    }
+bool RadiusWorker::sendChallengeResp(librad_radius_msg* request, std::uint8_t eapId,
+                                     std::string_view challenge, std::string_view state) {
+    return asker_.sendChallengeResp(request, eapId, challenge, state);
 }
 
 RadiusSharedKey RadiusWorker::getRadiusSharedKey() {
     std::vector<librad_radius_server>& servers =
-        accounts() ? config_.client.acctServers : config_.client.authServers;
+        accountant_ ? config_.client.acctServers : config_.client.authServers;
     if (servers.empty()) {
         return {nullptr, 0};
     }
@@ -122,64 +99,61 @@ bool RadiusWorker::fillClientIdentityOnAcctId(ClientIdentity& identity) {
     return true;
 }
 
-bool RadiusWorker::insertAdditionAttributes(librad_radius_msg* msg, NasAddress which) {
-    const std::optional<in_addr> current = interfaceIpv4(interfaceName_);
-    if (current) {
-        lastNasAddress_ = current->s_addr;
-    } else {
-        logger().Error("Could not get NAS-IP_address\n");
+bool RadiusWorker::informClientAuthenticated(std::shared_ptr<Client> client, ClientStatisticInfo&) {
+    if (!accountant_) {
+        return true;
     }
-    const std::uint32_t address = lastNasAddress_;
-    if (!current && (which == NasAddress::current || address == 0)) {
-        return false;
+    if (!client->isConnected()) {
+        logger().Debug("%s,%d,accounting: don't send start packet for disconnected client %s\n",
+                       "informClientAuthenticated", 972, client->getMacAddress().c_str());
+        return true;
     }
-    if (!librad_radius_msg_add_attr(msg, LIBRAD_RADIUS_ATTR_NAS_IP_ADDRESS, &address,
-                                    sizeof address)) {
-        logger().Error("Could not add NAS-IP_address\n");
-        return false;
+    return accountant_->sendAccountingStartMessage(*client);
+}
+
+bool RadiusWorker::informUpdateClient(std::shared_ptr<Client> client,
+                                      ClientStatisticInfo& statistics) {
+    return !accountant_ || config_.acctInterval == 0 ||
+           accountant_->sendAccountingUpdateMessage(*client, statistics);
+}
+
+bool RadiusWorker::informClientDeuthenticated(std::shared_ptr<Client> client,
+                                              ClientStatisticInfo& statistics) {
+    if (!accountant_) {
+        return true;
     }
-    const std::string& identifier = Singleton<Factory>::getInstance().getMac();
-    logger().Debug("%s,%d,NAS-Identifier: %s\n", "insertAdditionAttributes", 259,
-                   identifier.c_str());
-    if (!librad_radius_msg_add_attr(msg, LIBRAD_RADIUS_ATTR_NAS_IDENTIFIER, identifier.data(),
-                                    identifier.size())) {
-        logger().Error("Could not add NAS-Identifier\n");
-        return false;
+    if (!client->isConnected()) {
+        logger().Debug("%s,%d,accounting: don't send stop packet for disconnected client %s\n",
+                       "informClientDeuthenticated", 991, client->getMacAddress().c_str());
+        return true;
     }
+    return accountant_->sendAccountingStopMessage(*client, statistics);
+}
+
+bool RadiusWorker::informClientConnected(std::shared_ptr<Client>, ClientStatisticInfo&) {
     return true;
 }
 
-bool RadiusWorker::insertClientAdditionAttributes(librad_radius_msg* msg, const std::string& ip,
-                                                  std::uint32_t mtu) {
-    if (msg == nullptr) {
-        logger().Error("Could not add client information, msg is NULL\n");
-        return false;
-    }
-    // A station that has just come may have no address yet, which is no reason to refuse it.
-    const std::uint32_t address = DataParser::castStringToRawIpv4(ip);
-    if (address != 0) {
-        logger().Debug("Framed-IP-Address: %s\n", ip.c_str());
-        if (!librad_radius_msg_add_attr(msg, LIBRAD_RADIUS_ATTR_FRAMED_IP_ADDRESS, &address,
-                                        sizeof address)) {
-            logger().Error("Could not add Framed-IP-Address\n");
-            return false;
-        }
-    }
-    logger().Debug("Framed-MTU: %u\n", mtu);
-    if (!librad_radius_msg_add_attr_int32(msg, LIBRAD_RADIUS_ATTR_FRAMED_MTU, mtu)) {
-        logger().Error("Could not add Framed-MTU\n");
-        return false;
-    }
-    return true;
+bool RadiusWorker::informClientDisconnected(std::shared_ptr<Client> client,
+                                            ClientStatisticInfo& statistics) {
+    return !accountant_ || accountant_->sendAccountingStopMessage(*client, statistics);
 }
 
-bool RadiusWorker::send(MessagePtr msg, librad_radius_kind kind, const unsigned char* mac) {
-    if (librad_radius_client_send(radiusClient_, msg.get(), kind, mac) < 0) {
-        return false;
+bool RadiusWorker::informClientRemoved(std::shared_ptr<Client> client,
+                                       ClientStatisticInfo& statistics) {
+    const bool told = !accountant_ || accountant_->sendAccountingStopMessage(*client, statistics);
+    asker_.forget(*client);
+    deleteSta(client->getRadiusSta());
+    client->setRadiusSta(nullptr);
+    return told;
+}
+
+void RadiusWorker::noteStatistic(const Client& client, const ClientStatisticInfo& statistics) {
+    librad_radius_sta_info* const sta = client.getRadiusSta();
+    if (accountant_ && sta != nullptr) {
+        const librad_radius_sta_stats stats = RadiusMapper::toStaStats(statistics, "");
+        librad_radius_sta_set_counters(sta, &stats);
     }
-    // The library's from here on.
-    [[maybe_unused]] const librad_radius_msg* given = msg.release();
-    return true;
 }
 
 }  // namespace vesta

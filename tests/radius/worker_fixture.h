@@ -102,10 +102,15 @@ private:
     static librad_radius_rx_result handle(librad_radius_msg* msg, librad_radius_msg* request,
                                           unsigned char* secret, unsigned int length, void* self) {
         WorkerTest& test = *static_cast<WorkerTest*>(self);
-        const RadiusWorker::Answer answer =
-            test.worker_->receiveMessage(msg, request, secret, length);
-        test.told_.emplace_back(answer.first, answer.second);
-        return answer.first;
+        const auto [result, decision] = test.worker_->receiveMessage(msg, request, secret, length);
+        std::shared_ptr<Client> client;
+        if (const auto* const accepted = std::get_if<AccessAccepted>(&decision)) {
+            client = accepted->client;
+        } else if (const auto* const rejected = std::get_if<AccessRejected>(&decision)) {
+            client = rejected->client;
+        }
+        test.told_.emplace_back(result, client);
+        return result;
     }
 
     std::vector<std::pair<int, std::shared_ptr<Client>>> told_;

@@ -1,12 +1,12 @@
-// How a worker asks the authentication server, and what it makes of the answers.
+#include "radius/radius_asker.h"
 
+#include <algorithm>
 #include <array>
-#include <optional>
+#include <utility>
 
 #include "client/client.h"
 #include "core/logger.h"
 #include "radius/eap_packets.h"
-#include "radius/radius_worker.h"
 
 namespace vesta {
 namespace {
@@ -32,12 +32,53 @@ bool addEap(librad_radius_msg* msg, const std::string& eap) {
                                      eap.size());
 }
 
+// Whether the server knows the station; nothing when the attribute is absent or too short to be a
+// 32-bit integer.
+std::optional<bool> stationKnown(const librad_radius_msg* msg) {
+    unsigned int length = 0;
+    const unsigned char* const value =
+        librad_radius_msg_get_ostrel_attr(msg, RadiusAsker::kKnownStationAttribute, &length);
+    if (value == nullptr || length == 0) {
+        return std::nullopt;
+    }
+    constexpr unsigned int kIntegerLength = 4;
+    if (length < kIntegerLength) {
+        logger().Warning("RADIUS: vendor attribute %d of %u bytes is no integer, ignored\n",
+                         RadiusAsker::kKnownStationAttribute, length);
+        return std::nullopt;
+    }
+    return std::any_of(value, value + kIntegerLength, [](unsigned char byte) { return byte != 0; });
+}
+
+std::string redirectUrl(const librad_radius_msg* msg) {
+    unsigned int length = 0;
+    const unsigned char* const url =
+        librad_radius_msg_get_ostrel_attr(msg, RadiusAsker::kRedirectUrlAttribute, &length);
+    return {reinterpret_cast<const char*>(url), length};
+}
+
 }  // namespace
 
-bool RadiusWorker::sendAuthPacket(std::shared_ptr<Client> client, const std::string& login) {
+RadiusAsker::RadiusAsker(RadiusChannel& channel, const RadiusConfig& config, AUTH_MODE authMode)
+    : channel_(channel),
+      config_(config),
+      authMode_(authMode),
+      pending_(authMode == AUTH_MODE_PORTAL_MAC) {
+    channel_.setGiveUp(this, onGiveUp);
+}
+
+void RadiusAsker::onGiveUp(librad_radius_msg* request, void* self) {
+    withoutException("RADIUS request could not be given up", false, [&] {
+        static_cast<RadiusAsker*>(self)->pending_.abandon(PendingRequests::keyOf(request));
+        return true;
+    });
+}
+
+bool RadiusAsker::sendAuthPacket(std::shared_ptr<Client> client, const std::string& login) {
     logger().Debug("%s started\n", "sendAuthPacket");
     const RadiusStation station = stationOf(*client);
-    MessagePtr msg = newAccessRequest(station, login, usesEap() ? eapIdentityResponse(login) : "");
+    RadiusMessagePtr msg =
+        newAccessRequest(station, login, usesEap() ? eapIdentityResponse(login) : "");
     if (!msg) {
         pending_.askLater(client);
         return false;
@@ -46,7 +87,7 @@ bool RadiusWorker::sendAuthPacket(std::shared_ptr<Client> client, const std::str
     // The answer may be there before the send returns.
     const PendingRequests::Key key = PendingRequests::keyOf(msg.get());
     pending_.add(key, client, station);
-    if (!send(std::move(msg), LIBRAD_RADIUS_AUTH, station.mac.bytes().data())) {
+    if (!channel_.send(std::move(msg), LIBRAD_RADIUS_AUTH, station.mac.bytes().data())) {
         logger().Error("Failed to send request for %s\n", station.mac.to_string().c_str());
         pending_.abandon(key);
         return false;
@@ -54,17 +95,10 @@ bool RadiusWorker::sendAuthPacket(std::shared_ptr<Client> client, const std::str
     return true;
 }
 
-std::vector<std::shared_ptr<Client>> RadiusWorker::takeUnanswered() {
-    return pending_.takeDue();
-}
-
-RadiusWorker::MessagePtr RadiusWorker::newAccessRequest(const RadiusStation& station,
-                                                        const std::string& login,
-                                                        const std::string& eap) {
-    MessagePtr msg(librad_radius_msg_new(LIBRAD_RADIUS_CODE_ACCESS_REQUEST,
-                                         librad_radius_client_get_id(radiusClient_)));
-    const MacAddr::Bytes& mac = station.mac.bytes();
-    if (!msg || !librad_radius_msg_make_authenticator(msg.get(), mac.data(), mac.size())) {
+RadiusMessagePtr RadiusAsker::newAccessRequest(const RadiusStation& station,
+                                               const std::string& login, const std::string& eap) {
+    RadiusMessagePtr msg = channel_.newAccessRequest(station.mac.bytes().data());
+    if (!msg) {
         return nullptr;
     }
     if (!librad_radius_msg_add_attr(msg.get(), LIBRAD_RADIUS_ATTR_USER_NAME, login.data(),
@@ -87,14 +121,15 @@ RadiusWorker::MessagePtr RadiusWorker::newAccessRequest(const RadiusStation& sta
         !librad_add_acct_session_id_attr(msg.get(), &config_.client, station.accountingId)) {
         return nullptr;
     }
-    const bool complete = insertAdditionAttributes(msg.get(), NasAddress::current) &&
-                          insertClientAdditionAttributes(msg.get(), station.ip, station.mtu);
+    const bool complete =
+        channel_.insertAdditionAttributes(msg.get(), RadiusChannel::NasAddress::current) &&
+        RadiusChannel::insertClientAdditionAttributes(msg.get(), station.ip, station.mtu);
     return complete ? std::move(msg) : nullptr;
 }
 
-RadiusWorker::MessagePtr RadiusWorker::createAuthenticationMessage(const RadiusStation& station,
-                                                                   std::string_view state) {
-    MessagePtr msg = newAccessRequest(station, station.login, "");
+RadiusMessagePtr RadiusAsker::createAuthenticationMessage(const RadiusStation& station,
+                                                          std::string_view state) {
+    RadiusMessagePtr msg = newAccessRequest(station, station.login, "");
     if (msg && !state.empty() &&
         !librad_radius_msg_add_attr(msg.get(), LIBRAD_RADIUS_ATTR_STATE, state.data(),
                                     state.size())) {
@@ -104,50 +139,72 @@ RadiusWorker::MessagePtr RadiusWorker::createAuthenticationMessage(const RadiusS
     return msg;
 }
 
-RadiusWorker::Answer RadiusWorker::receiveMessage(librad_radius_msg* msg,
-                                                  librad_radius_msg* request, unsigned char* secret,
-                                                  unsigned int secretLength) {
+RadiusAnswer RadiusAsker::receiveMessage(librad_radius_msg* msg, librad_radius_msg* request,
+                                         unsigned char* secret, unsigned int secretLength) {
     if (librad_radius_msg_verify_acct(msg, secret, secretLength, request) != 0) {
         logger().Error("Incoming RADIUS packet did not have correct Authenticator - dropped\n");
-        return {LIBRAD_RADIUS_RX_INVALID, nullptr};
+        return {LIBRAD_RADIUS_RX_INVALID, {}};
     }
     const int code = librad_radius_msg_get_code(msg);
     switch (code) {
         case LIBRAD_RADIUS_CODE_ACCESS_ACCEPT:
-            logger().Debug("Receive RADIUS ACCESS packet\n");
-            return decided(LIBRAD_RADIUS_RX_ACCEPT, msg, request);
+            return accepted(msg, request);
         case LIBRAD_RADIUS_CODE_ACCESS_REJECT:
-            logger().Debug("Receive RADIUS REJECT packet\n");
-            return decided(LIBRAD_RADIUS_RX_REJECT, msg, request);
-        case LIBRAD_RADIUS_CODE_ACCESS_CHALLENGE: {
-            const bool handled = handleChallenge(msg, request);
-            // Unless its place was taken by the next request, this one ended without a decision.
-            pending_.abandon(PendingRequests::keyOf(request));
-            if (!handled) {
-                return {LIBRAD_RADIUS_RX_UNKNOWN, nullptr};
-            }
-            freeMessage(msg);
-            return {LIBRAD_RADIUS_RX_QUEUED, nullptr};
-        }
+            return rejected(msg, request);
+        case LIBRAD_RADIUS_CODE_ACCESS_CHALLENGE:
+            return challenged(msg, request);
         default:
             logger().Error("Unknown RADIUS message code (%d)\n", code);
             pending_.abandon(PendingRequests::keyOf(request));
-            return {LIBRAD_RADIUS_RX_UNKNOWN, nullptr};
+            return {LIBRAD_RADIUS_RX_UNKNOWN, {}};
     }
 }
 
-RadiusWorker::Answer RadiusWorker::decided(librad_radius_rx_result result,
-                                           const librad_radius_msg* msg,
-                                           const librad_radius_msg* request) {
+RadiusAnswer RadiusAsker::accepted(const librad_radius_msg* msg, const librad_radius_msg* request) {
+    logger().Debug("Receive RADIUS ACCESS packet\n");
+    AccessAccepted accepted;
+    accepted.client = takeClient(msg, request);
+    if (!accepted.client) {
+        return {LIBRAD_RADIUS_RX_UNKNOWN, {}};
+    }
+    accepted.classes = librad_radius_msg_get_classes(msg);
+    if (authMode_ == AUTH_MODE_PORTAL_MAC) {
+        accepted.stationKnown = stationKnown(msg);
+        accepted.redirectUrl = redirectUrl(msg);
+    }
+    return {LIBRAD_RADIUS_RX_ACCEPT, std::move(accepted)};
+}
+
+RadiusAnswer RadiusAsker::rejected(const librad_radius_msg* msg, const librad_radius_msg* request) {
+    logger().Debug("Receive RADIUS REJECT packet\n");
+    std::shared_ptr<Client> client = takeClient(msg, request);
+    if (!client) {
+        return {LIBRAD_RADIUS_RX_UNKNOWN, {}};
+    }
+    return {LIBRAD_RADIUS_RX_REJECT, AccessRejected{std::move(client)}};
+}
+
+RadiusAnswer RadiusAsker::challenged(librad_radius_msg* msg, librad_radius_msg* request) {
+    const bool handled = handleChallenge(msg, request);
+    // Unless the next request has taken its place, this one ended without a decision.
+    pending_.abandon(PendingRequests::keyOf(request));
+    if (!handled) {
+        return {LIBRAD_RADIUS_RX_UNKNOWN, {}};
+    }
+    librad_radius_msg_free(msg);
+    return {LIBRAD_RADIUS_RX_QUEUED, {}};
+}
+
+std::shared_ptr<Client> RadiusAsker::takeClient(const librad_radius_msg* msg,
+                                                const librad_radius_msg* request) {
     std::shared_ptr<Client> client = pending_.take(PendingRequests::keyOf(request));
     if (!client) {
         logger().Error("Client for id %d not found\n", librad_radius_msg_get_id(msg));
-        return {LIBRAD_RADIUS_RX_UNKNOWN, nullptr};
     }
-    return {result, std::move(client)};
+    return client;
 }
 
-bool RadiusWorker::handleChallenge(librad_radius_msg* msg, librad_radius_msg* request) {
+bool RadiusAsker::handleChallenge(librad_radius_msg* msg, librad_radius_msg* request) {
     logger().Debug("Receive RADIUS CHALLENGE packet\n");
     std::array<char, kMaxStateLength> buffer{};
     const std::string_view state(
@@ -191,14 +248,14 @@ bool RadiusWorker::handleChallenge(librad_radius_msg* msg, librad_radius_msg* re
     return true;
 }
 
-bool RadiusWorker::sendNakResponse(librad_radius_msg* request, std::uint8_t eapId,
-                                   std::string_view state) {
+bool RadiusAsker::sendNakResponse(librad_radius_msg* request, std::uint8_t eapId,
+                                  std::string_view state) {
     const std::optional<RadiusStation> station = findStation(request);
     return station && respond(request, *station, eapNakResponse(eapId), state);
 }
 
-bool RadiusWorker::sendChallengeResp(librad_radius_msg* request, std::uint8_t eapId,
-                                     std::string_view challenge, std::string_view state) {
+bool RadiusAsker::sendChallengeResp(librad_radius_msg* request, std::uint8_t eapId,
+                                    std::string_view challenge, std::string_view state) {
     if (challenge.size() > kMaxChallengeLength) {
         logger().Error("Failed assert(challengeLength < 256)");
         return false;
@@ -217,7 +274,7 @@ bool RadiusWorker::sendChallengeResp(librad_radius_msg* request, std::uint8_t ea
     return respond(request, *station, eap, state);
 }
 
-std::optional<RadiusStation> RadiusWorker::findStation(const librad_radius_msg* request) const {
+std::optional<RadiusStation> RadiusAsker::findStation(const librad_radius_msg* request) const {
     std::optional<RadiusStation> station = pending_.findStation(PendingRequests::keyOf(request));
     if (!station) {
         logger().Error("Client for id %d not found\n", librad_radius_msg_get_id(request));
@@ -225,9 +282,9 @@ std::optional<RadiusStation> RadiusWorker::findStation(const librad_radius_msg* 
     return station;
 }
 
-bool RadiusWorker::respond(librad_radius_msg* request, const RadiusStation& station,
-                           const std::string& eap, std::string_view state) {
-    MessagePtr msg = createAuthenticationMessage(station, state);
+bool RadiusAsker::respond(librad_radius_msg* request, const RadiusStation& station,
+                          const std::string& eap, std::string_view state) {
+    RadiusMessagePtr msg = createAuthenticationMessage(station, state);
     if (!msg) {
         return false;
     }
@@ -240,7 +297,7 @@ bool RadiusWorker::respond(librad_radius_msg* request, const RadiusStation& stat
     if (!changeClientPacketId(request, key)) {
         return false;
     }
-    if (!send(std::move(msg), LIBRAD_RADIUS_AUTH, nullptr)) {
+    if (!channel_.send(std::move(msg), LIBRAD_RADIUS_AUTH, nullptr)) {
         logger().Error("Failed to send response message");
         pending_.abandon(key);
         return false;
@@ -248,8 +305,8 @@ bool RadiusWorker::respond(librad_radius_msg* request, const RadiusStation& stat
     return true;
 }
 
-bool RadiusWorker::changeClientPacketId(const librad_radius_msg* request,
-                                        const PendingRequests::Key& key) {
+bool RadiusAsker::changeClientPacketId(const librad_radius_msg* request,
+                                       const PendingRequests::Key& key) {
     if (!pending_.changeKey(PendingRequests::keyOf(request), key)) {
         logger().Error("Client for id %d not found\n", librad_radius_msg_get_id(request));
         return false;

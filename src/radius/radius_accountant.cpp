@@ -1,13 +1,13 @@
-// The sessions of stations as the accounting server is told of them.
+#include "radius/radius_accountant.h"
 
 #include "client/client.h"
+#include "client/portal_instance_interface.h"
 #include "core/data_parser.h"
 #include "core/logger.h"
 #include "core/singleton.h"
 #include "device/factory_data.h"
 #include "ostrel/clock.h"
 #include "radius/radius_mapper.h"
-#include "radius/radius_worker.h"
 #include "station/client_statistic_info.h"
 
 namespace vesta {
@@ -40,64 +40,7 @@ bool isBehind(const librad_radius_sta_stats& stats, const librad_radius_sta_stat
 
 }  // namespace
 
-bool RadiusWorker::informClientAuthenticated(std::shared_ptr<Client> client, ClientStatisticInfo&) {
-    if (!accounts()) {
-        return true;
-    }
-    if (!client->isConnected()) {
-        logger().Debug("%s,%d,accounting: don't send start packet for disconnected client %s\n",
-                       "informClientAuthenticated", 972, client->getMacAddress().c_str());
-        return true;
-    }
-    return sendAccountingStartMessage(*client);
-}
-
-bool RadiusWorker::informUpdateClient(std::shared_ptr<Client> client,
-                                      ClientStatisticInfo& statistics) {
-    return !accounts() || config_.acctInterval == 0 ||
-           sendAccountingUpdateMessage(*client, statistics);
-}
-
-bool RadiusWorker::informClientDeuthenticated(std::shared_ptr<Client> client,
-                                              ClientStatisticInfo& statistics) {
-    if (!accounts()) {
-        return true;
-    }
-    if (!client->isConnected()) {
-        logger().Debug("%s,%d,accounting: don't send stop packet for disconnected client %s\n",
-                       "informClientDeuthenticated", 991, client->getMacAddress().c_str());
-        return true;
-    }
-    return sendAccountingStopMessage(*client, statistics);
-}
-
-bool RadiusWorker::informClientConnected(std::shared_ptr<Client>, ClientStatisticInfo&) {
-    return true;
-}
-
-bool RadiusWorker::informClientDisconnected(std::shared_ptr<Client> client,
-                                            ClientStatisticInfo& statistics) {
-    return !accounts() || sendAccountingStopMessage(*client, statistics);
-}
-
-bool RadiusWorker::informClientRemoved(std::shared_ptr<Client> client,
-                                       ClientStatisticInfo& statistics) {
-    const bool told = !accounts() || sendAccountingStopMessage(*client, statistics);
-    pending_.forget(*client);
-    deleteSta(client->getRadiusSta());
-    client->setRadiusSta(nullptr);
-    return told;
-}
-
-void RadiusWorker::noteStatistic(const Client& client, const ClientStatisticInfo& statistics) {
-    librad_radius_sta_info* const sta = client.getRadiusSta();
-    if (accounts() && sta != nullptr) {
-        const librad_radius_sta_stats stats = RadiusMapper::toStaStats(statistics, "");
-        librad_radius_sta_set_counters(sta, &stats);
-    }
-}
-
-bool RadiusWorker::sendAccountingStartMessage(const Client& client) {
+bool RadiusAccountant::sendAccountingStartMessage(const Client& client) {
     librad_radius_sta_info* const sta = client.getRadiusSta();
     if (sta == nullptr) {
         logger().Error("Can't create sta entry\n");
@@ -114,16 +57,16 @@ bool RadiusWorker::sendAccountingStartMessage(const Client& client) {
     logger().Debug("%s: started for client %s\n", "sendAccountingStartMessage",
                    client.getLogin().c_str());
     fillSta(*sta, client);
-    MessagePtr msg(librad_create_accounting_sta_start(&config_.client, sta));
-    if (!sendAccounting(std::move(msg), client, NasAddress::current)) {
+    RadiusMessagePtr msg(librad_create_accounting_sta_start(&config_.client, sta));
+    if (!sendAccounting(std::move(msg), client, RadiusChannel::NasAddress::current)) {
         return false;
     }
     sta->lastAccountingTime = ostrel::monotonicSeconds();
     return true;
 }
 
-bool RadiusWorker::sendAccountingUpdateMessage(const Client& client,
-                                               const ClientStatisticInfo& statistics) {
+bool RadiusAccountant::sendAccountingUpdateMessage(const Client& client,
+                                                   const ClientStatisticInfo& statistics) {
     librad_radius_sta_info* const sta = client.getRadiusSta();
     if (sta == nullptr || !sta->started) {
         return false;
@@ -135,9 +78,9 @@ bool RadiusWorker::sendAccountingUpdateMessage(const Client& client,
     sta->lastAccountingTime = now;
     const librad_radius_sta_stats stats =
         RadiusMapper::toStaStats(statistics, client.getInterface());
-    MessagePtr msg(librad_create_accounting_sta_update(
+    RadiusMessagePtr msg(librad_create_accounting_sta_update(
         &config_.client, sta, isBehind(stats, sta->traffic.last) ? nullptr : &stats));
-    if (!sendAccounting(std::move(msg), client, NasAddress::lastKnown)) {
+    if (!sendAccounting(std::move(msg), client, RadiusChannel::NasAddress::lastKnown)) {
         return false;
     }
     logger().Debug("%s: Accounting update sended for %s\n", "sendAccountingUpdateMessage",
@@ -145,8 +88,8 @@ bool RadiusWorker::sendAccountingUpdateMessage(const Client& client,
     return true;
 }
 
-bool RadiusWorker::sendAccountingStopMessage(const Client& client,
-                                             const ClientStatisticInfo& statistics) {
+bool RadiusAccountant::sendAccountingStopMessage(const Client& client,
+                                                 const ClientStatisticInfo& statistics) {
     const std::string mac = client.getMacAddress();
     logger().Debug("%s: started for %s\n", "sendAccountingStopMessage", mac.c_str());
     librad_radius_sta_info* const sta = client.getRadiusSta();
@@ -159,21 +102,23 @@ bool RadiusWorker::sendAccountingStopMessage(const Client& client,
     logger().Debug("%s: client found\n", "sendAccountingStopMessage");
     const librad_radius_sta_stats stats =
         RadiusMapper::toStaStats(statistics, client.getInterface());
-    MessagePtr msg(librad_create_accounting_sta_stop(
+    RadiusMessagePtr msg(librad_create_accounting_sta_stop(
         &config_.client, sta, isBehind(stats, sta->traffic.last) ? nullptr : &stats));
-    if (!sendAccounting(std::move(msg), client, NasAddress::lastKnown)) {
+    if (!sendAccounting(std::move(msg), client, RadiusChannel::NasAddress::lastKnown)) {
         return false;
     }
     logger().Debug("%s: Accounting stop sended for %s\n", "sendAccountingStopMessage", mac.c_str());
     return true;
 }
 
-bool RadiusWorker::sendAccounting(MessagePtr msg, const Client& client, NasAddress which) {
-    if (!msg || !insertAdditionAttributes(msg.get(), which) ||
-        !insertClientAdditionAttributes(msg.get(), client.getIpAddress(), client.getMtu())) {
+bool RadiusAccountant::sendAccounting(RadiusMessagePtr msg, const Client& client,
+                                      RadiusChannel::NasAddress which) {
+    if (!msg || !channel_.insertAdditionAttributes(msg.get(), which) ||
+        !RadiusChannel::insertClientAdditionAttributes(msg.get(), client.getIpAddress(),
+                                                       client.getMtu())) {
         return false;
     }
-    if (!send(std::move(msg), LIBRAD_RADIUS_ACCT, client.getMac().bytes().data())) {
+    if (!channel_.send(std::move(msg), LIBRAD_RADIUS_ACCT, client.getMac().bytes().data())) {
         logger().Error("Failed to send accounting message for %s\n",
                        client.getMacAddress().c_str());
         return false;
