@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "client/portal_instance_interface.h"
 #include "radius/radius_modes.h"
 
 namespace vesta {
@@ -17,14 +18,6 @@ class Client;
 
 // "radius", "portal" and "portal-mac-auth", to the letter; any other text is local.
 [[nodiscard]] AUTH_MODE parseAuthMode(const std::string& verificationMode);
-
-// What became of a login.
-enum AuthenticateResult {
-    AUTHENTICATED = 0,
-    AUTHENTICATION_PENDING = 1,  // the RADIUS server's answer comes later
-    NOT_AUTHENTICATED = 2,       // not by this path
-    CLIENT_NOT_FOUND = 3,        // no connected station with the requester's address
-};
 
 class Authenticator {
 public:

@@ -28,6 +28,14 @@ struct ClientStatisticInfo;
 // A shared secret; null and 0 when there is none. Owned by the instance's RADIUS worker.
 using RadiusSharedKey = std::pair<unsigned char*, unsigned int>;
 
+// What became of a login.
+enum AuthenticateResult {
+    AUTHENTICATED = 0,
+    AUTHENTICATION_PENDING = 1,  // the RADIUS server's answer comes later
+    NOT_AUTHENTICATED = 2,       // not by this path
+    CLIENT_NOT_FOUND = 3,        // no connected station has one of these keys
+};
+
 // What a station's copy must be for removeClientWhen() to take it out.
 enum class RemoveWhen { always, disconnected, unauthorised };
 
@@ -53,7 +61,7 @@ public:
     // A station that another access point told about.
     virtual bool addClient(std::shared_ptr<MessageEntry>, std::shared_ptr<ClientMessageExtractor>,
                            const std::string& ip, unsigned int value) = 0;
-    // 0 authenticated, 1 under way, 2 not by this path, 3 no such connected station.
+    // An AuthenticateResult.
     virtual int authenticateClient(ClientIdentity&, const std::string& login,
                                    const std::string& password) = 0;
     virtual void delClient(std::shared_ptr<Client>, const CommandInfo&) {}

@@ -31,6 +31,11 @@ using FindBySsid = PortalInstanceInterface::PortalFindBySsid;
 
 constexpr int kPassMicroseconds = 1000000;
 
+// Stand in log records behind the name of the operation.
+constexpr int kKnownClientRecord = 307;
+constexpr int kUnknownSsidRecord = 399;
+constexpr int kUnknownInterfaceRecord = 415;
+
 }  // namespace
 
 Portal::Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> config,
@@ -153,7 +158,8 @@ bool Portal::addClient(const std::string& mac, const std::string& ip, unsigned i
                                   CommandInfo(END_REASON_APBD_REQUEST));
     } else if (instance.isYourClient(identity)) {
         logger().Debug("%s,%d, on vap %s client %s already exsists. Update information\n",
-                       "addClient", 307, interfaceName.c_str(), identity.to_string().c_str());
+                       "addClient", kKnownClientRecord, interfaceName.c_str(),
+                       identity.to_string().c_str());
         instance.updateClientIp(identity, ip);
         return true;
     }
@@ -192,8 +198,7 @@ bool Portal::addRememberedClient(PortalInstanceInterface& instance, const std::s
 int Portal::authenticateClient(ClientIdentity& identity, const std::string& login,
                                const std::string& password) {
     const Instance instance = findConnecting(identity);
-    constexpr int kNoSuchClient = 3;
-    return instance ? instance->authenticateClient(identity, login, password) : kNoSuchClient;
+    return instance ? instance->authenticateClient(identity, login, password) : CLIENT_NOT_FOUND;
 }
 
 bool Portal::disconnectClient(ClientIdentity& identity, const CommandInfo& command) {
@@ -208,7 +213,8 @@ bool Portal::disconnectClientFromInterface(const std::string& interfaceName,
         std::find_if(instances_.begin(), instances_.end(), FindByInterface(interfaceName));
     if (found == instances_.end()) {
         logger().Warning("%s,%d,instance for interface %s not found\n",
-                         "disconnectClientFromInterface", 415, interfaceName.c_str());
+                         "disconnectClientFromInterface", kUnknownInterfaceRecord,
+                         interfaceName.c_str());
         return false;
     }
     return (*found)->disconnectClient(identity, command);
@@ -227,8 +233,8 @@ bool Portal::disconnectClientFrom(const std::string& ssid, ClientIdentity& ident
         }
     }
     if (!served) {
-        logger().Warning("%s,%d,instance for ssid %s not found\n", "disconnectClientFrom", 399,
-                         ssid.c_str());
+        logger().Warning("%s,%d,instance for ssid %s not found\n", "disconnectClientFrom",
+                         kUnknownSsidRecord, ssid.c_str());
     }
     return disconnected;
 }

@@ -67,7 +67,7 @@ public:
     // A station that the redirector module reports; false when no instance serves the interface.
     bool addClient(const std::string& mac, const std::string& ip, unsigned int value,
                    const std::string& interfaceName) override;
-    // 0 authenticated, 1 under way, 2 not by this path, 3 no instance has it connected.
+    // An AuthenticateResult; CLIENT_NOT_FOUND when no instance has the station connected.
     int authenticateClient(ClientIdentity& identity, const std::string& login,
                            const std::string& password);
     // Each is true when the station was found and disconnected.
