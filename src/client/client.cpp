@@ -5,6 +5,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "client/client_dump.h"
 #include "client/client_table.h"
 #include "client/deauth_tool.h"
 #include "client/portal_instance_interface.h"
@@ -18,6 +19,9 @@
 
 namespace vesta {
 namespace {
+
+// Stands in log records behind the name of the operation.
+constexpr int kConnectionRecord = 203;
 
 std::unique_ptr<ScenarioSequence> extractSequence(const std::shared_ptr<MessageEntry>& message,
                                                   ClientMessageExtractor& extractor) {
@@ -173,6 +177,16 @@ void Client::updateScenarioConstraints(AccessScenarioConstraints& constraints) {
     sequence_->updateScenarioConstraints(constraints);
 }
 
+std::shared_ptr<MessageEntry> Client::dumpToMessage(
+    std::shared_ptr<ClientMessageFactory> factory) const {
+    return dumpClient(*this, *sequence_, *factory);
+}
+
+std::shared_ptr<MessageEntry> Client::dumpScenarioToMessage(
+    std::shared_ptr<ClientMessageFactory> factory) const {
+    return dumpClientScenarios(*this, *sequence_, *factory);
+}
+
 void Client::disconnect_client() {
     const std::string mac = getMacAddress();
     logger().Debug("%s %s for %s\n", "disconnect_client", mac.c_str(), interface_.c_str());
@@ -200,7 +214,7 @@ void Client::setConnected(bool connected) {
     if (logger().isDebug()) {
         logger().Debug(connected ? "%s,%d,Set client %s connection status to true on vap %s\n"
                                  : "%s,%d,Set client %s connection status to false on vap %s\n",
-                       "updateConnectStatus", __LINE__, getMacAddress().c_str(),
+                       "updateConnectStatus", kConnectionRecord, getMacAddress().c_str(),
                        owner_.getName().c_str());
     }
 }

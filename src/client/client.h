@@ -1,7 +1,7 @@
 #pragma once
 
-// One wireless station that a portal instance knows: its identity, its connection bookkeeping and
-// its own sequence of access scenarios, which answers nearly every question about it.
+// One wireless station that a portal instance knows: its identity, whether it is connected, and its
+// own sequence of access scenarios, which answers nearly every question about it.
 //
 // Threads: no lock; every operation expects the lock of the client's instance.
 
@@ -33,7 +33,7 @@ class ScenarioSequence;
 
 class Client {
 public:
-    // A newly associated station; its first scenario is started. `number` is its MTU.
+    // A newly associated station; its first scenario is started. `number` is its MTU in bytes.
     Client(std::unique_ptr<ScenarioSequence> sequence, const std::string& mac,
            const std::string& ip, unsigned int number, PortalInstanceInterface& owner);
     // A station restored from a message: with the message's scenarios, login, current scenario and
@@ -42,8 +42,7 @@ public:
     Client(std::shared_ptr<MessageEntry> message, std::shared_ptr<ClientMessageExtractor> extractor,
            const std::string& mac, const std::string& ip, unsigned int number,
            PortalInstanceInterface& owner);
-    // The same on a sequence of the instance's own, which must take orders, in place of the
-    // message's scenarios.
+    // The same, but with `sequence`, which must take orders, in place of the message's scenarios.
     Client(std::unique_ptr<ScenarioSequence> sequence, const std::shared_ptr<MessageEntry>& message,
            ClientMessageExtractor& extractor, const std::string& mac, const std::string& ip,
            unsigned int number, PortalInstanceInterface& owner);
@@ -57,6 +56,8 @@ public:
     [[nodiscard]] const std::string& getInterface() const { return interface_; }
     [[nodiscard]] const std::string& getLogin() const { return login_; }
     [[nodiscard]] const std::string& getPassword() const { return password_; }
+    // Where the RADIUS server wants this one sent; "" where its scenario decides.
+    [[nodiscard]] const std::string& getRedirectUrl() const { return redirectUrl_; }
     [[nodiscard]] std::uint32_t getMtu() const { return mtu_; }
     [[nodiscard]] bool isConnected() const { return connected_; }
     [[nodiscard]] std::int64_t getLastUpdate() const { return lastUpdate_; }  // monotonic seconds
@@ -69,16 +70,17 @@ public:
     void setLogin(const std::string& login);
     void setPassword(const std::string& password) { password_ = password; }
     void setRedirectUrl(const char* data, unsigned int length);
-    // The station record stays its maker's; null takes it away.
+    // The client does not own the record; null: it has none.
     void setRadiusSta(librad_radius_sta_info* sta) { radiusSta_ = sta; }
 
     // "%08X-%08X" of the station record's session words, "" without a record.
     [[nodiscard]] std::string getSessionId() const;
-    // By IP, by MAC or by login; the accounting id never matches.
+    // By IP, MAC or login; the accounting id never matches. It defines what a look-up in ClientTable
+    // finds, and is called by whoever has the client at hand.
     [[nodiscard]] bool isThatYou(const ClientIdentity& identity) const;
 
-    // Once a collector's round: whether statistics came since the last call decides whether the
-    // station is connected. True when that changed.
+    // Called once for each statistics answer: the station is connected when statistics of it came
+    // since the last call. True when that changed.
     bool updateConnectStatus();
     void updateStatistic(ClientStatisticInfo& statistics);
     [[nodiscard]] ClientStatisticInfo getStatistic() const;
@@ -95,6 +97,7 @@ public:
     bool checkScenarioExpire();
     // Restored from another access point, or past the first redirect scenario.
     [[nodiscard]] bool isAuthorized() const;
+    // For whoever needs more of the scenario than the questions above.
     [[nodiscard]] std::shared_ptr<Scenario> get_current_scenario() const;
 
     // Moves; each returns whether a scenario was entered.
@@ -112,7 +115,7 @@ public:
     std::shared_ptr<MessageEntry> dumpScenarioToMessage(
         std::shared_ptr<ClientMessageFactory>) const;
 
-    // Has the access point's tool throw the station off the air. Does not wait and does not change
+    // Has the access point's tool throw the station off the air. Neither waits for it nor changes
     // the client.
     void disconnect_client();
 
@@ -121,9 +124,6 @@ private:
 
     void changeKey(std::string& key, const std::string& value);
     void setConnected(bool connected);
-    void addIdentity(ClientMessageFactory& factory) const;
-    void addRedirection(ClientMessageFactory& factory) const;
-    void addState(ClientMessageFactory& factory) const;
 
     std::unique_ptr<ScenarioSequence> sequence_;
     MacAddr mac_;
@@ -140,7 +140,7 @@ private:
     PortalInstanceInterface& owner_;
     std::string redirectUrl_;
 
-    // Kept by the table in which the client stands, null when there is none.
+    // Written by the table in which the client stands; `table_` is null when it stands in none.
     ClientTable* table_ = nullptr;
     std::list<std::shared_ptr<Client>>::iterator place_;
     std::uint64_t arrival_ = 0;

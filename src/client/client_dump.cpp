@@ -1,5 +1,6 @@
-// How a client writes itself into a message. Peers read members by name, yet the order of the calls
-// is part of what a factory may rely on.
+#include "client/client_dump.h"
+
+#include <string>
 
 #include "client/client.h"
 #include "client/portal_instance_interface.h"
@@ -12,105 +13,113 @@
 namespace vesta {
 namespace {
 
+// Stand in log records behind the name of the operation.
+constexpr int kNoFactoryRecord = 19;
+constexpr int kNoPortalNameRecord = 94;
+
 std::shared_ptr<ScenarioMessageFactory> scenarioFactoryOf(ClientMessageFactory& factory,
                                                           const char* operation) {
     std::shared_ptr<ScenarioMessageFactory> scenarios = factory.getScenarioMessageFactory();
     if (!scenarios) {
-        logger().Error("%s,%d,client not use scenario Factory\n", operation, __LINE__);
+        logger().Error("%s,%d,client not use scenario Factory\n", operation, kNoFactoryRecord);
     }
     return scenarios;
 }
 
-}  // namespace
-
-std::shared_ptr<MessageEntry> Client::dumpToMessage(
-    std::shared_ptr<ClientMessageFactory> factory) const {
-    if (!factory->filter(*this)) {
-        return nullptr;
-    }
-    factory->createMessage();
-    addIdentity(*factory);
-    if (!isAccessOpen()) {
-        addRedirection(*factory);
-    }
-    const Scenario& current = *sequence_->getCurrent();
-    factory->addCurrentTimeLimit(current.getCurrentTimeLimit());
-    factory->addSessionTime(current.getScenarioTime());
-    factory->addCurrentTrafficLimit(current.getCurrentTraffic());
-    addState(*factory);
-    if (const auto scenarioFactory = scenarioFactoryOf(*factory, "dumpToMessage")) {
-        auto scenarios = sequence_->dumpActualToMessages(scenarioFactory);
-        factory->addScenarios(scenarios);
-    }
-    return factory->getResultMessage();
-}
-
-std::shared_ptr<MessageEntry> Client::dumpScenarioToMessage(
-    std::shared_ptr<ClientMessageFactory> factory) const {
-    if (!factory->filter(*this)) {
-        return nullptr;
-    }
-    factory->createMessage();
-    factory->addMacAddress(getMacAddress());
-    factory->addIpAddress(ip_);
-    factory->addConnectionStatus(connected_);
-    factory->addAccessType(getAccessType());
-    factory->addSsid(owner_.getSsid());
-    factory->addCurrentScenarioId(sequence_->getCurrent()->getId());
-    if (const auto scenarioFactory = scenarioFactoryOf(*factory, "dumpScenarioToMessage")) {
-        auto scenarios = sequence_->dumpToMessages(scenarioFactory);
-        factory->addScenarios(scenarios);
-    }
-    return factory->getResultMessage();
-}
-
-void Client::addIdentity(ClientMessageFactory& factory) const {
-    factory.addMacAddress(getMacAddress());
-    factory.addIpAddress(ip_);
-    factory.addConnectionStatus(connected_);
-    factory.addAccessType(getAccessType());
-    factory.addSessionId(getSessionId());
-    factory.addLogin(login_);
-    factory.addInterface(interface_);
-    factory.addSsid(owner_.getSsid());
-    factory.addRadiusDomain(owner_.getDomain());
-    factory.addApLocation(owner_.getApLocation());
-    factory.addVapMac(owner_.getAttachedInterfaceMac());
+void addIdentity(const Client& client, const ScenarioSequence& sequence,
+                 ClientMessageFactory& factory) {
+    const PortalInstanceInterface& owner = client.getOwner();
+    factory.addMacAddress(client.getMacAddress());
+    factory.addIpAddress(client.getIpAddress());
+    factory.addConnectionStatus(client.isConnected());
+    factory.addAccessType(client.getAccessType());
+    factory.addSessionId(client.getSessionId());
+    factory.addLogin(client.getLogin());
+    factory.addInterface(client.getInterface());
+    factory.addSsid(owner.getSsid());
+    factory.addRadiusDomain(owner.getDomain());
+    factory.addApLocation(owner.getApLocation());
+    factory.addVapMac(owner.getAttachedInterfaceMac());
     factory.addSimultaneousUse(0);
-    factory.addCntScenarios(sequence_->getCount());
-    factory.addCurrentScenarioId(sequence_->getCurrent()->getId());
-    factory.addCurrentScenarioName(sequence_->getCurrent()->getScenarioName());
+    factory.addCntScenarios(sequence.getCount());
+    factory.addCurrentScenarioId(sequence.getCurrent()->getId());
+    factory.addCurrentScenarioName(sequence.getCurrent()->getScenarioName());
 }
 
-void Client::addRedirection(ClientMessageFactory& factory) const {
-    const Scenario& current = *sequence_->getCurrent();
-    factory.addRedirectionUrl(redirectUrl_.empty() ? current.getRedirectUrl() : redirectUrl_);
+void addRedirection(const Client& client, const Scenario& current, ClientMessageFactory& factory) {
+    const std::string& url = client.getRedirectUrl();
+    factory.addRedirectionUrl(url.empty() ? current.getRedirectUrl() : url);
     factory.addProxyMode("absolute-path");
     std::string portalName = current.getVirtualPortalName();
     if (portalName.empty()) {
-        portalName = owner_.getSharedPortalName();
+        portalName = client.getOwner().getSharedPortalName();
         logger().Debug(
             "%s,%d,client use scenario without portal name, so use name from portal - %s\n",
-            "dumpToMessage", __LINE__, portalName.c_str());
+            "dumpToMessage", kNoPortalNameRecord, portalName.c_str());
     }
     factory.addVirtualPortalName(portalName);
 }
 
-void Client::addState(ClientMessageFactory& factory) const {
-    if (!isAuthorized()) {
+void addState(const Client& client, const ScenarioSequence& sequence,
+              ClientMessageFactory& factory) {
+    if (!client.isAuthorized()) {
         factory.addCurrentState("not-auth");
         return;
     }
-    if (!sequence_->isCurrentScenarioLast()) {
-        factory.addCurrentState("state" + sequence_->getCurrent()->getScenarioName());
+    if (!sequence.isCurrentScenarioLast()) {
+        factory.addCurrentState("state" + sequence.getCurrent()->getScenarioName());
         return;
     }
     // Asked for only here: a scenario that can't expire answers with an error record, which would
     // come with every dump of a station in front of its login.
-    const auto [reason, statistics] = sequence_->getExpireInfo();
+    const auto [reason, statistics] = sequence.getExpireInfo();
     factory.addEndReason(reason);
     factory.addEndExpireValue(statistics.getExpiredValue(reason));
     factory.addCurrentState("session-end");
+}
+
+}  // namespace
+
+std::shared_ptr<MessageEntry> dumpClient(const Client& client, const ScenarioSequence& sequence,
+                                         ClientMessageFactory& factory) {
+    if (!factory.filter(client)) {
+        return nullptr;
+    }
+    factory.createMessage();
+    addIdentity(client, sequence, factory);
+    const Scenario& current = *sequence.getCurrent();
+    if (!client.isAccessOpen()) {
+        addRedirection(client, current, factory);
+    }
+    factory.addCurrentTimeLimit(current.getCurrentTimeLimit());
+    factory.addSessionTime(current.getScenarioTime());
+    factory.addCurrentTrafficLimit(current.getCurrentTraffic());
+    addState(client, sequence, factory);
+    if (const auto scenarioFactory = scenarioFactoryOf(factory, "dumpToMessage")) {
+        auto scenarios = sequence.dumpActualToMessages(scenarioFactory);
+        factory.addScenarios(scenarios);
+    }
+    return factory.getResultMessage();
+}
+
+std::shared_ptr<MessageEntry> dumpClientScenarios(const Client& client,
+                                                  const ScenarioSequence& sequence,
+                                                  ClientMessageFactory& factory) {
+    if (!factory.filter(client)) {
+        return nullptr;
+    }
+    factory.createMessage();
+    factory.addMacAddress(client.getMacAddress());
+    factory.addIpAddress(client.getIpAddress());
+    factory.addConnectionStatus(client.isConnected());
+    factory.addAccessType(client.getAccessType());
+    factory.addSsid(client.getOwner().getSsid());
+    factory.addCurrentScenarioId(sequence.getCurrent()->getId());
+    if (const auto scenarioFactory = scenarioFactoryOf(factory, "dumpScenarioToMessage")) {
+        auto scenarios = sequence.dumpToMessages(scenarioFactory);
+        factory.addScenarios(scenarios);
+    }
+    return factory.getResultMessage();
 }
 
 }  // namespace vesta
