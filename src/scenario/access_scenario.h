@@ -1,7 +1,7 @@
 #pragma once
 
-// "allow": the station's traffic passes, within limits of time, traffic, session and speed.
-// Transmit is the station's transmit, which is what the access point received.
+// "allow": the station's traffic passes, within limits of time, traffic, session and speed. In the
+// byte counts, transmit is what the station sent; in the speeds, it is what is sent to the station.
 
 #include <cstdint>
 #include <memory>

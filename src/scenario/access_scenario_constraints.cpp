@@ -7,36 +7,18 @@
 namespace vesta {
 namespace {
 
-// The limits under the configuration's keys.
-class LimitsExtractor final : public ScenarioMessageExtractor {
-public:
-    long extractExpireTime(Entry message) override { return message->getIntValue("expire-time"); }
-    long long extractTxMaxBytes(Entry message) override {
-        return message->getIntValue("transmit-maximum-bytes");
-    }
-    long long extractRxMaxBytes(Entry message) override {
-        return message->getIntValue("receive-maximum-bytes");
-    }
-    long long extractTrafficLimit(Entry message) override {
-        return message->getIntValue("traffic-limit");
-    }
-    long extractMaxSessionTime(Entry message) override {
-        return message->getIntValue("max-session-time");
-    }
-    long extractAwayTimeout(Entry message) override { return message->getIntValue("away-timeout"); }
-    unsigned int extractTxMaxSpeed(Entry message) override {
-        return static_cast<unsigned int>(message->getIntValue("transmit-maximum-speed"));
-    }
-    unsigned int extractRxMaxSpeed(Entry message) override {
-        return static_cast<unsigned int>(message->getIntValue("receive-maximum-speed"));
-    }
-};
-
+// 0 when `read()` throws, after one log record.
 template <class Read>
-void readLimit(const char* key, Read read) {
-    if (!readOptional(read)) {
+auto readLimit(const char* key, Read read) -> decltype(read()) {
+    decltype(read()) value = 0;
+    if (!readOptional([&] { value = read(); })) {
         logger().Debug("Constraints without param %s\n", key);
     }
+    return value;
+}
+
+std::int32_t seconds(long value) {
+    return static_cast<std::int32_t>(value);
 }
 
 std::uint64_t widened(long long value) {
@@ -55,25 +37,33 @@ void replaceUnlessZero(Limit& limit, Limit newLimit) {
 AccessScenarioConstraints::AccessScenarioConstraints(
     const std::shared_ptr<MessageEntry>& message,
     const std::shared_ptr<ScenarioMessageExtractor>& extractor) {
-    ScenarioMessageExtractor& from = *extractor;
-    readLimit("expire-time",
-              [&] { expireTime = static_cast<std::int32_t>(from.extractExpireTime(message)); });
-    readLimit("transmit-maximum-speed", [&] { txMaxSpeed = from.extractTxMaxSpeed(message); });
-    readLimit("receive-maximum-speed", [&] { rxMaxSpeed = from.extractRxMaxSpeed(message); });
-    readLimit("transmit-maximum-bytes",
-              [&] { txMaxBytes = widened(from.extractTxMaxBytes(message)); });
-    readLimit("receive-maximum-bytes",
-              [&] { rxMaxBytes = widened(from.extractRxMaxBytes(message)); });
-    readLimit("traffic-limit", [&] { trafficLimit = widened(from.extractTrafficLimit(message)); });
-    readLimit("max-session-time", [&] {
-        maxSessionTime = static_cast<std::int32_t>(from.extractMaxSessionTime(message));
-    });
-    readLimit("away-timeout",
-              [&] { awayTimeout = static_cast<std::int32_t>(from.extractAwayTimeout(message)); });
+    const auto read = [&](const char* key, auto extract) {
+        return readLimit(key, [&] { return ((*extractor).*extract)(message); });
+    };
+    using From = ScenarioMessageExtractor;
+    expireTime = seconds(read("expire-time", &From::extractExpireTime));
+    txMaxSpeed = read("transmit-maximum-speed", &From::extractTxMaxSpeed);
+    rxMaxSpeed = read("receive-maximum-speed", &From::extractRxMaxSpeed);
+    txMaxBytes = widened(read("transmit-maximum-bytes", &From::extractTxMaxBytes));
+    rxMaxBytes = widened(read("receive-maximum-bytes", &From::extractRxMaxBytes));
+    trafficLimit = widened(read("traffic-limit", &From::extractTrafficLimit));
+    maxSessionTime = seconds(read("max-session-time", &From::extractMaxSessionTime));
+    awayTimeout = seconds(read("away-timeout", &From::extractAwayTimeout));
 }
 
-AccessScenarioConstraints::AccessScenarioConstraints(const std::shared_ptr<MessageEntry>& message)
-    : AccessScenarioConstraints(message, std::make_shared<LimitsExtractor>()) {}
+AccessScenarioConstraints::AccessScenarioConstraints(const std::shared_ptr<MessageEntry>& message) {
+    const auto read = [&](const char* key) {
+        return readLimit(key, [&] { return message->getIntValue(key); });
+    };
+    expireTime = read("expire-time");
+    txMaxSpeed = static_cast<std::uint32_t>(read("transmit-maximum-speed"));
+    rxMaxSpeed = static_cast<std::uint32_t>(read("receive-maximum-speed"));
+    txMaxBytes = widened(read("transmit-maximum-bytes"));
+    rxMaxBytes = widened(read("receive-maximum-bytes"));
+    trafficLimit = widened(read("traffic-limit"));
+    maxSessionTime = read("max-session-time");
+    awayTimeout = read("away-timeout");
+}
 
 void AccessScenarioConstraints::update(const AccessScenarioConstraints& newLimits) {
     replaceUnlessZero(expireTime, newLimits.expireTime);

@@ -1,6 +1,9 @@
 #pragma once
 
 // The limits of an access scenario; 0 is no limit.
+//
+// Here the names turn round: "transmit" of the speed limits is towards the station, as the shaper
+// has it, but "transmit" of the byte limits is from the station.
 
 #include <cstdint>
 #include <memory>
@@ -18,19 +21,19 @@ public:
     // 32-bit values: a negative one is widened to an unsigned limit that never expires.
     AccessScenarioConstraints(const std::shared_ptr<MessageEntry>& message,
                               const std::shared_ptr<ScenarioMessageExtractor>& extractor);
-    // The same, from a message that uses the configuration's keys.
+    // The same, from a message with the configuration's keys: for a sender of limits that has no
+    // extractor of its own.
     explicit AccessScenarioConstraints(const std::shared_ptr<MessageEntry>& message);
 
-    // Takes over every limit that is not 0, except the away timeout, which only the configuration
-    // sets.
+    // Takes over every limit that is not 0. The away timeout stays: only the configuration sets it.
     void update(const AccessScenarioConstraints& newLimits);
 
     std::int32_t expireTime = 0;      // seconds of the station's connection
     std::int32_t awayTimeout = 0;     // seconds
-    std::uint32_t txMaxSpeed = 0;     // KiB/s, reported as the downward bandwidth
-    std::uint32_t rxMaxSpeed = 0;     // KiB/s, reported as the upward bandwidth
-    std::uint64_t txMaxBytes = 0;     // bytes that the access point received from the station
-    std::uint64_t rxMaxBytes = 0;     // bytes that it sent to the station
+    std::uint32_t txMaxSpeed = 0;     // KiB/s down to the station
+    std::uint32_t rxMaxSpeed = 0;     // KiB/s up from the station
+    std::uint64_t txMaxBytes = 0;     // bytes up from the station
+    std::uint64_t rxMaxBytes = 0;     // bytes down to the station
     std::uint64_t trafficLimit = 0;   // bytes in both directions together
     std::int32_t maxSessionTime = 0;  // seconds of session
 };
