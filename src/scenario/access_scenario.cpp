@@ -12,6 +12,10 @@
 namespace vesta {
 namespace {
 
+// Stand in log records behind the name of the operation.
+constexpr int kStartRecord = 52;
+constexpr int kSessionExpiredRecord = 89;
+
 // Records print seconds and bytes as the low 32 bits.
 template <class Number>
 int asInt(Number value) {
@@ -49,7 +53,7 @@ void AccessScenario::startScenario(unsigned int syncTime) {
     sessionTime_ = static_cast<std::int32_t>(syncTime);
     expireReason_ = ExpireReason::none;
     logger().Debug("%s,%d,access sceanrio was started at %d time with sync time %d\n",
-                   "startScenario", __LINE__, asInt(lastSessionCheck_), asInt(syncTime));
+                   "startScenario", kStartRecord, asInt(lastSessionCheck_), asInt(syncTime));
 }
 
 bool AccessScenario::isExpired() {
@@ -86,8 +90,8 @@ bool AccessScenario::isSessionExpired() {
     if (constraints_.maxSessionTime == 0 || sessionTime_ <= constraints_.maxSessionTime) {
         return false;
     }
-    logger().Debug("%s,%d,at %d check expire time %d > %d failed\n", "isSessionExpired", __LINE__,
-                   asInt(now), constraints_.maxSessionTime, sessionTime_);
+    logger().Debug("%s,%d,at %d check expire time %d > %d failed\n", "isSessionExpired",
+                   kSessionExpiredRecord, asInt(now), constraints_.maxSessionTime, sessionTime_);
     expireReason_ = ExpireReason::session;
     return true;
 }

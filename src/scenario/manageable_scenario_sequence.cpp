@@ -6,6 +6,13 @@
 #include "scenario/scenario.h"
 
 namespace vesta {
+namespace {
+
+// Stand in log records behind the name of the operation.
+constexpr int kUnknownIdRecord = 44;
+constexpr int kKnownNameRecord = 65;
+
+}  // namespace
 
 ManageableScenarioSequence::ManageableScenarioSequence(
     Messages& messages, std::shared_ptr<ScenarioMessageExtractor> extractor, EmptySequence empty)
@@ -41,7 +48,7 @@ bool ManageableScenarioSequence::setCurrentScenario(unsigned int id, unsigned in
         }
     }
     logger().Error("%s,%d,Try to set scenario with id %d, but not found it\n", "setCurrentScenario",
-                   __LINE__, static_cast<int>(id));
+                   kUnknownIdRecord, static_cast<int>(id));
     return false;
 }
 
@@ -62,7 +69,7 @@ bool ManageableScenarioSequence::isScenarioAlreadyExsist(
                     [&name](const auto& known) { return known->getScenarioName() == name; });
     if (exists) {
         logger().Debug("%s,%d,erase exsisted scanario from append %s\n", "appendScenarios",
-                       __LINE__, name.c_str());
+                       kKnownNameRecord, name.c_str());
     }
     return exists;
 }

@@ -7,6 +7,13 @@
 #include "station/client_statistic_info.h"
 
 namespace vesta {
+namespace {
+
+// Stand in log records behind the name of the operation.
+constexpr int kNoStatisticsRecord = 120;
+constexpr int kCopyRecord = 155;
+
+}  // namespace
 
 Scenario::Scenario(const std::shared_ptr<MessageEntry>& message,
                    const std::shared_ptr<ScenarioMessageExtractor>& extractor) {
@@ -117,7 +124,7 @@ void Scenario::updateScenarioConstraints(AccessScenarioConstraints&) {
 void Scenario::updateStatistic(ClientStatisticInfo&) {}
 
 ClientStatisticInfo Scenario::getStatistic() const {
-    logger().Debug("%s,%d,scenario %s has no statistics\n", "getStatistic", __LINE__,
+    logger().Debug("%s,%d,scenario %s has no statistics\n", "getStatistic", kNoStatisticsRecord,
                    name_->c_str());
     return {};
 }
@@ -152,7 +159,8 @@ std::shared_ptr<MessageEntry> Scenario::writeReport(ScenarioMessageFactory& fact
 }
 
 void Scenario::logCopy() const {
-    logger().Debug("%s,%d,get copy of scenario '%s'\n", "getSenarioCopy", __LINE__, name_->c_str());
+    logger().Debug("%s,%d,get copy of scenario '%s'\n", "getSenarioCopy", kCopyRecord,
+                   name_->c_str());
 }
 
 void Scenario::logMissing(const char* operation) const {

@@ -12,6 +12,10 @@
 namespace vesta {
 namespace {
 
+// Stand in log records behind the name of the operation.
+constexpr int kCopyRecord = 45;
+constexpr int kListEndedRecord = 98;
+
 void logRefusal(const char* operation) {
     logger().Debug("%s not managable scenario sequence, don't do anything\n", operation);
 }
@@ -40,7 +44,7 @@ ScenarioSequence::ScenarioSequence(const ScenarioSequence& other) : current_(oth
     for (const std::shared_ptr<Scenario>& scenario : other.scenarios_) {
         scenarios_.push_back(scenario->getSenarioCopy());
     }
-    logger().Debug("%s,%d,start sequenct index %lu\n", "ScenarioSequence", __LINE__,
+    logger().Debug("%s,%d,start sequenct index %lu\n", "ScenarioSequence", kCopyRecord,
                    static_cast<unsigned long>(current_));
 }
 
@@ -93,7 +97,7 @@ bool ScenarioSequence::switchScenario() {
         return true;
     }
     logger().Debug("%s,%d,Not found index %d seems like scenario list is ended!\n",
-                   "switchScenario", __LINE__, static_cast<int>(target));
+                   "switchScenario", kListEndedRecord, static_cast<int>(target));
     return false;
 }
 
