@@ -15,7 +15,7 @@
 #include "core/json_entry.h"
 #include "ipc/ipc_event_listener.h"
 #include "loaded_portal.h"
-#include "messages/ipc_dump_factories.h"
+#include "messages/dump_dialect.h"
 #include "model_bench.h"
 #include "results.h"
 #include "stations.h"

@@ -3,7 +3,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "apb/apbd_client_message_factory.h"
+#include "apb/apbd_dialect.h"
 #include "client/client.h"
 #include "scenario/manageable_scenario_sequence.h"
 #include "stations.h"

@@ -1,7 +1,6 @@
 #include "apb/apbd_collaborator.h"
 
-#include "apb/apbd_client_message_extractor.h"
-#include "apb/apbd_portal_instance_message_factory.h"
+#include "apb/apbd_dialect.h"
 #include "apb/apbd_requests.h"
 #include "apb/portal_changes.h"
 #include "client/client.h"

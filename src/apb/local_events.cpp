@@ -1,6 +1,6 @@
 #include "apb/local_events.h"
 
-#include "apb/apbd_client_message_factory.h"
+#include "apb/apbd_dialect.h"
 #include "apb/apbd_requests.h"
 #include "client/client.h"
 #include "client/portal_instance_interface.h"

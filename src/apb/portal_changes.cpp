@@ -1,7 +1,6 @@
 #include "apb/portal_changes.h"
 
-#include "apb/apb_portal_instance_message_extractor.h"
-#include "apb/apb_white_list_extractor.h"
+#include "apb/apbd_dialect.h"
 #include "apb/domain_news.h"
 #include "core/logger.h"
 #include "kernel/kernel_white_list_store.h"

@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "apb/apbd_collaborator.h"
-#include "apb/apbd_portal_instance_message_factory.h"
+#include "apb/apbd_dialect.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
-#include "ipc/redirector_client_message_factory.h"
-#include "messages/ipc_dump_factories.h"
+#include "ipc/proxy_dialect.h"
+#include "messages/dump_dialect.h"
 #include "portal/portal.h"
 #include "station/client_identity.h"
 #include "station/command_info.h"

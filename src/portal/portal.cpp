@@ -15,7 +15,7 @@
 #include "messages/client_message_extractor.h"
 #include "messages/portal_instance_message_extractor.h"
 #include "messages/portal_instance_message_factory.h"
-#include "portal/config_instance_message_extractor.h"
+#include "portal/config_dialect.h"
 #include "portal/portal_configuration.h"
 #include "portal/portal_instance_factory.h"
 #include "station/client_identity.h"

@@ -3,7 +3,7 @@
 #include "core/fatal_error.h"
 #include "core/logger.h"
 #include "core/required_key.h"
-#include "portal/config_white_list_extractor.h"
+#include "portal/config_dialect.h"
 #include "whitelist/white_addresses_list.h"
 
 namespace vesta {

@@ -18,7 +18,7 @@
 #include "core/mutex.h"
 #include "core/singleton.h"
 #include "kernel/kernel_white_list_store.h"
-#include "messages/ipc_dump_factories.h"
+#include "messages/dump_dialect.h"
 #include "ostrel/ipc.h"
 #include "portal/portal.h"
 #include "station/client_identity.h"

@@ -6,12 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "apb/apb_portal_instance_message_extractor.h"
-#include "apb/apbd_client_message_extractor.h"
-#include "apb/apbd_client_message_factory.h"
 #include "apb/apbd_collaborator.h"
-#include "apb/apbd_portal_instance_message_factory.h"
-#include "apb/apbd_scenario_message_extractor.h"
+#include "apb/apbd_dialect.h"
 #include "client/client.h"
 #include "core/json_entry.h"
 #include "core/temporary_log.h"

@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "client/client.h"
-#include "ipc/redirector_client_message_factory.h"
-#include "messages/ipc_dump_factories.h"
+#include "ipc/proxy_dialect.h"
+#include "messages/dump_dialect.h"
 #include "scenario/manageable_scenario_sequence.h"
 #include "support/fake_clock.h"
 #include "support/fake_portal_instance.h"

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/json_entry.h"
-#include "ipc/tinyproxy_scenario_message_extractor.h"
+#include "ipc/proxy_dialect.h"
 #include "whitelist/white_lists_store.h"
 
 namespace vesta {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "core/temporary_log.h"
-#include "messages/ipc_dump_factories.h"
+#include "messages/dump_dialect.h"
 
 namespace vesta {
 namespace {

@@ -9,7 +9,7 @@
 #include "client/deauth_tool.h"
 #include "core/json_entry.h"
 #include "core/singleton.h"
-#include "portal/config_instance_message_extractor.h"
+#include "portal/config_dialect.h"
 #include "portal/portal_instance_factory.h"
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/scenario.h"

@@ -10,7 +10,7 @@
 #include "client/deauth_tool.h"
 #include "core/singleton.h"
 #include "kernel/kernel_white_list_store.h"
-#include "messages/ipc_dump_factories.h"
+#include "messages/dump_dialect.h"
 #include "messages/portal_instance_message_extractor.h"
 #include "ostrel/ipc.h"
 #include "station/client_identity.h"

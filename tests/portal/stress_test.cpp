@@ -8,7 +8,7 @@
 
 #include "client/deauth_tool.h"
 #include "core/singleton.h"
-#include "messages/ipc_dump_factories.h"
+#include "messages/dump_dialect.h"
 #include "ostrel/ipc.h"
 #include "platform/librad/support.h"
 #include "portal/portal.h"

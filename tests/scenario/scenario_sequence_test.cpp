@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/temporary_log.h"
-#include "messages/ipc_dump_factories.h"
+#include "messages/dump_dialect.h"
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/manageable_scenario_sequence.h"
 #include "scenario/scenario_sequence_factory.h"

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "core/temporary_log.h"
-#include "messages/ipc_dump_factories.h"
+#include "messages/dump_dialect.h"
 #include "scenario/access_scenario_constraints.h"
 #include "station/client_statistic_info.h"
 #include "support/fake_clock.h"
