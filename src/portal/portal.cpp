@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 
 #include "client/informator.h"
 #include "client/portal_instance_interface.h"
@@ -13,6 +14,7 @@
 #include "kernel/redirector_module_worker.h"
 #include "messages/client_information_store.h"
 #include "messages/client_message_extractor.h"
+#include "messages/client_message_factory.h"
 #include "messages/portal_instance_message_extractor.h"
 #include "messages/portal_instance_message_factory.h"
 #include "portal/config_dialect.h"
@@ -35,6 +37,15 @@ constexpr int kPassMicroseconds = 1000000;
 constexpr int kKnownClientRecord = 307;
 constexpr int kUnknownSsidRecord = 399;
 constexpr int kUnknownInterfaceRecord = 415;
+constexpr int kClientRecord = 520;
+constexpr int kUnknownClientRecord = 530;
+
+using Entries = std::vector<std::shared_ptr<MessageEntry>>;
+
+void append(Entries& all, Entries more) {
+    all.insert(all.end(), std::make_move_iterator(more.begin()),
+               std::make_move_iterator(more.end()));
+}
 
 }  // namespace
 
@@ -64,8 +75,10 @@ void Portal::addWhiteIpLists(const PortalConfiguration& configuration) {
 }
 
 void Portal::initInterfces(const PortalConfiguration& configuration) {
-    const SharedInformators informators{redirectorWorker_, std::make_shared<TrapInformator>(ipc_),
-                                        std::make_shared<OstrelWifiAuthInformator>()};
+    SharedInformators informators;
+    informators.redirector = redirectorWorker_;
+    informators.traps = std::make_shared<TrapInformator>(ipc_);
+    informators.wifiAuth = std::make_shared<OstrelWifiAuthInformator>();
     configuration.forEachEnabledVap(
         [&](const auto& entry, const auto& vap) { addInstance(entry, vap, informators); });
 }
@@ -324,6 +337,61 @@ bool Portal::setClientScenario(ClientIdentity& identity, const std::string& name
                    identity.to_string().c_str());
     const Instance instance = findConnecting(identity);
     return instance && instance->setClientScenario(identity, name, constraints);
+}
+
+std::shared_ptr<MessageEntry> Portal::dumpClientToMessage(
+    const ClientIdentity& identity, std::shared_ptr<ClientMessageFactory> factory) const {
+    for (const Instance& instance : instances_) {
+        if (auto message = instance->dumpClientToMessage(identity, factory)) {
+            if (logger().isDebug()) {
+                logger().Debug("%s,%d,For client identity '%s'\n", "dumpClientToMessage",
+                               kClientRecord, identity.to_string().c_str());
+            }
+            return message;
+        }
+    }
+    logger().Warning("%s,%d,Client with identity '%s' not founded\n", "dumpClientToMessage",
+                     kUnknownClientRecord, identity.to_string().c_str());
+    return nullptr;
+}
+
+Entries Portal::dumpInstancesToMessages(
+    std::shared_ptr<PortalInstanceMessageFactory> factory) const {
+    Entries all;
+    for (const Instance& instance : instances_) {
+        all.push_back(instance->dumpToMessage(factory));
+    }
+    return all;
+}
+
+Entries Portal::dumpClientsToMessages(std::shared_ptr<ClientMessageFactory> factory) const {
+    Entries all;
+    for (const Instance& instance : instances_) {
+        append(all, instance->dumpClientsToMessages(factory));
+    }
+    return all;
+}
+
+Entries Portal::dumpScenariosToMessages(std::shared_ptr<ClientMessageFactory> factory) const {
+    Entries all;
+    for (const Instance& instance : instances_) {
+        append(all, instance->dumpScenariosToMessages(factory));
+    }
+    return all;
+}
+
+std::shared_ptr<MessageEntry> Portal::dumpScenariosToMessage(
+    std::shared_ptr<ClientMessageFactory> factory, const ClientIdentity& identity,
+    const std::string& ssid) const {
+    const PortalInstanceInterface::PortalFindBySsid serves(ssid);
+    for (const Instance& instance : instances_) {
+        if (serves(instance)) {
+            if (auto message = instance->dumpScenariosToMessage(factory, identity)) {
+                return message;
+            }
+        }
+    }
+    return nullptr;
 }
 
 }  // namespace vesta

@@ -1,19 +1,15 @@
-// A station's road through one instance, told by what the informators hear.
+// A station's roads through one instance, told by what the informators hear.
 
 #include "portal/portal_instance.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "client/client.h"
-#include "client/deauth_tool.h"
-#include "core/json_entry.h"
-#include "core/singleton.h"
-#include "portal/config_dialect.h"
-#include "portal/portal_instance_factory.h"
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/scenario.h"
-#include "support/fake_clock.h"
 #include "support/radius_instance.h"
 #include "support/recording_informator.h"
 
@@ -35,13 +31,8 @@ class ThrowingInformator final : public Informator {
     }
 };
 
-class PortalInstanceTest : public ::testing::Test {
+class PortalInstanceTest : public testing::InstanceTest {
 protected:
-    PortalInstanceTest() {
-        // No tool is run: its thread reads the environment, which the next test changes.
-        Singleton<DeauthTool>::getInstance().stop();
-    }
-
     void build(const std::string& mode, int ageTimeout, const std::string& scenarios) {
         const auto vap = std::make_shared<JsonEntry>(
             R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
@@ -50,144 +41,131 @@ protected:
             scenarios + "]}}");
         const auto extractor = std::make_shared<ConfigInstanceMessageExtractor>(
             std::make_shared<testing::SilentStore>(), "hall");
-        instance_ = PortalInstanceFactory::buildPortalInstance("wlan0-va1", "eth0", vap, extractor);
+        instance_ = PortalInstanceFactory::buildPortalInstanceAsInterface("wlan0-va1", "eth0", vap,
+                                                                          extractor);
         // Whatever another one does, the recording one is told.
         instance_->addClientsEventsInformator(std::make_shared<ThrowingInformator>());
         instance_->addClientsEventsInformator(heard_);
     }
 
-    void buildUsual(const std::string& mode = "local", const std::string& guest = "") {
-        build(mode, 300,
-              R"({"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
-                  "virtual-portal-name": "main", "auth-scenario": "guest"},
-                 {"access-type": "allow", "name": "guest" )" +
-                  guest + "}");
-    }
-
-    // One statistics answer that holds these stations, and the checks that follow it.
-    void round(const std::vector<const char*>& macs, unsigned long long bytes = 0) {
-        clock_.advanceSeconds(1);
-        for (const char* mac : macs) {
-            ClientStatisticInfo record("wlan0-va1", mac, bytes, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-            instance_->updateClientStatistic(record);
+    // Plays the road's words, "action:argument=result(what was heard)", and gives them back as they
+    // went: the road itself when everything came as it says.
+    std::string play(const std::string& road) {
+        std::istringstream words(road);
+        std::string played;
+        for (std::string word; words >> word;) {
+            word.erase(std::min(word.find_first_of("=("), word.size()));
+            const std::size_t colon = std::min(word.find(':'), word.size());
+            const std::string argument = word.substr(std::min(colon + 1, word.size()));
+            played += (played.empty() ? "" : " ") + word + act(word.substr(0, colon), argument);
+            std::string heard;
+            for (std::string event : heard_->take()) {
+                event.erase(event.find(kMac) - 1, 1 + std::string(kMac).size());
+                std::replace(event.begin(), event.end(), ' ', '/');
+                heard += (heard.empty() ? "" : ",") + event;
+            }
+            played += heard.empty() ? "" : "(" + heard + ")";
         }
-        instance_->checkClientsExpired();
+        return played;
     }
 
-    // The station is here and connected, and of that no more is told.
-    void arrive() {
-        EXPECT_TRUE(instance_->addClient(kMac, kIp, 1500));
-        round({kMac});
-        heard_->take();
+    // What the word's action gives: "=" and a number, or "".
+    std::string act(const std::string& action, const std::string& argument) {
+        const auto result = [](int number) { return "=" + std::to_string(number); };
+        ClientIdentity station(kMac, "", "", "");
+        if (action == "add") {
+            return result(instance_->addClient(argument.empty() ? kMac : argument, kIp, 1500));
+        }
+        if (action == "known") {
+            return result(instance_->isYourClient(station));
+        }
+        if (action == "login") {
+            return result(login("bob", kIp, argument));
+        }
+        if (action == "portal") {
+            ClientIdentity byIp("", kIp, "", "");
+            AccessScenarioConstraints limits;
+            return result(instance_->setClientScenario(byIp, argument, limits));
+        }
+        if (action == "moves") {
+            instance_->addClient(kMac, argument, 1500);
+        } else if (action == "ip") {
+            instance_->updateClientIp(station, argument);
+        } else if (action == "wait") {
+            clock_.advanceSeconds(std::stoi(argument));
+        } else if (action == "update") {
+            instance_->makeClientsPeriodicUpdate();
+        } else {  // "here" or "away": a second with its statistics answer
+            clock_.advanceSeconds(1);
+            if (action == "here") {
+                ClientStatisticInfo record("wlan0-va1", kMac,
+                                           argument.empty() ? 0 : std::stoull(argument), 0, 0, 0, 0,
+                                           0, 0, 0, 0, 0, 0);
+                instance_->updateClientStatistic(record);
+            }
+            instance_->checkClientsExpired();
+        }
+        return "";
     }
 
-    int login(const std::string& password = "secret") {
-        return instance_->authenticateClient(byIp_, "bob", password);
-    }
-
-    std::string state(const char* mac = kMac) {
-        ClientIdentity identity(mac, "", "", "");
-        return instance_->isYourClient(identity) ? "here" : "gone";
-    }
-
-    testing::FakeClock clock_;
-    std::shared_ptr<PortalInstance> instance_;
     std::shared_ptr<testing::RecordingInformator> heard_ =
         std::make_shared<testing::RecordingInformator>();
-    ClientIdentity byIp_{"", kIp, "", ""};
 };
 
-TEST_F(PortalInstanceTest, WalksALocalLoginToItsAccess) {
-    buildUsual();
-    EXPECT_TRUE(instance_->addClient(kMac, kIp, 1500));
-    EXPECT_THAT(heard_->take(), IsEmpty());
-    EXPECT_EQ(login(), CLIENT_NOT_FOUND);  // not connected yet
-    round({kMac});
-    EXPECT_THAT(heard_->take(),
-                ElementsAre("deauthenticated 02:00:00:00:00:01", "connected 02:00:00:00:00:01"));
-    EXPECT_EQ(login(""), NOT_AUTHENTICATED);
-    EXPECT_THAT(heard_->take(), IsEmpty());
-    EXPECT_EQ(login(), AUTHENTICATED);
-    EXPECT_THAT(heard_->take(), ElementsAre("authenticated 02:00:00:00:00:01"));
-    instance_->makeClientsPeriodicUpdate();
-    EXPECT_THAT(heard_->take(), ElementsAre("update 02:00:00:00:00:01"));
-
-    ClientIdentity byLogin("", "", "", "bob");
-    EXPECT_TRUE(instance_->isClientConnected(byLogin));
+std::string loginAndGuest(const std::string& guest) {
+    return R"({"access-type": "forbid", "name": "login", "auth-scenario": "guest"},
+              {"access-type": "allow", "name": "guest" )" +
+           guest + "}";
 }
 
-TEST_F(PortalInstanceTest, KeepsAnAuthorisedStationUntilItAgesOut) {
-    buildUsual("local", R"(, "away-timeout": 60)");
-    arrive();
-    login();
-    heard_->take();
-    round({});
-    EXPECT_THAT(heard_->take(), ElementsAre("disconnected 02:00:00:00:00:01 4"));
-    round({kMac});
-    EXPECT_THAT(heard_->take(), ElementsAre("authenticated 02:00:00:00:00:01"));
-
-    clock_.advanceSeconds(58);
-    round({});  // 59 s away
-    EXPECT_THAT(heard_->take(), ElementsAre("disconnected 02:00:00:00:00:01 4"));
-    round({});  // exactly 60 s
-    EXPECT_THAT(heard_->take(), IsEmpty());
-    round({});
-    EXPECT_THAT(heard_->take(), ElementsAre("removed 02:00:00:00:00:01 3"));
-    EXPECT_EQ(state(), "gone");
-}
-
-TEST_F(PortalInstanceTest, AgesOutByItsOwnTimeoutAndNeverWithoutOne) {
-    for (const int timeout : {300, 0}) {
-        build("local", timeout, R"({"access-type": "allow", "name": "open"})");
-        instance_->addClient(kMac, kIp, 1500);
-        clock_.advanceSeconds(100000);
-        round({});
-        EXPECT_EQ(state(), timeout != 0 ? "gone" : "here") << timeout;
+TEST_F(PortalInstanceTest, LeadsStationsAlongTheirRoads) {
+    const std::string open = R"({"access-type": "allow", "name": "open"})";
+    const std::string over =
+        R"({"access-type": "forbid", "name": "over", "auth-scenario": "guest"})";
+    const struct {
+        const char* mode;
+        int ageTimeout;
+        std::string scenarios;
+        std::string road;
+    } rows[] = {
+        // It can log in once it is connected.
+        {"local", 300, loginAndGuest(""),
+         "add=1 login:x=3 here(deauthenticated,connected) login:=2 login:x=0(authenticated) "
+         "update(update)"},
+        // An authorised one stays until it has been away for longer than its time.
+        {"local", 300, loginAndGuest(R"(, "away-timeout": 60)"),
+         "add=1 here(deauthenticated,connected) update login:x=0(authenticated) "
+         "away(disconnected/4) here(authenticated) wait:58 away(disconnected/4) away "
+         "away(removed/3) known=0"},
+        // Without such a time the instance's counts; without either it stays.
+        {"local", 300, open, "add=1 wait:299 away away(removed/3)"},
+        {"local", 0, open, "add=1 wait:100000 away known=1"},
+        // One that leaves before its login is forgotten.
+        {"local", 300, loginAndGuest(""),
+         "add=1 here(deauthenticated,connected) away(removed/4) known=0"},
+        // It moves on beyond its traffic limit, which counts from its login.
+        {"local", 300,
+         loginAndGuest(R"(, "traffic-limit": 1000, "deauth-scenario": "over")") + "," + over,
+         "add=1 here:5000(deauthenticated,connected) login:x=0(authenticated) here:5000 here:6000 "
+         "here:6001(deauthenticated/3) login:x=0(authenticated)"},
+        // It goes when there is no scenario to move on to.
+        {"local", 300, loginAndGuest(R"(, "max-session-time": 10)"),
+         "add=1 here(deauthenticated,connected) login:x=0(authenticated) wait:9 here "
+         "here(removed/3) known=0"},
+        // No station without an address; a second report changes nothing, news of its IP do.
+        {"local", 300, loginAndGuest(""),
+         "add:00:00:00:00:00:00=0 add:garbage=0 add=1 moves:10.1.0.2 "
+         "here(deauthenticated,connected) login:x=0(authenticated) ip:10.1.0.2 login:x=3"},
+        // The web portal decides where it is in charge, and only there.
+        {"portal", 300, loginAndGuest(""),
+         "add=1 portal:guest=0 here(deauthenticated,connected) login:x=2 portal:unknown=0 "
+         "portal:guest=1(authenticated,reset)"},
+        {"local", 300, loginAndGuest(""), "add=1 here(deauthenticated,connected) portal:guest=0"},
+    };
+    for (const auto& row : rows) {
+        build(row.mode, row.ageTimeout, row.scenarios);
+        EXPECT_EQ(play(row.road), row.road);
     }
-}
-
-TEST_F(PortalInstanceTest, MovesAStationOnWhenItsTrafficIsUsedUp) {
-    build("local", 300,
-          R"({"access-type": "forbid", "name": "login", "auth-scenario": "guest"},
-             {"access-type": "allow", "name": "guest", "traffic-limit": 1000,
-              "deauth-scenario": "over"},
-             {"access-type": "forbid", "name": "over", "auth-scenario": "guest"})");
-    instance_->addClient(kMac, kIp, 1500);
-    round({kMac}, 5000);
-    login();
-    round({kMac}, 5000);  // latches
-    round({kMac}, 6000);  // exactly the limit
-    heard_->take();
-    round({kMac}, 6001);
-    EXPECT_THAT(heard_->take(), ElementsAre("deauthenticated 02:00:00:00:00:01 3"));
-    EXPECT_EQ(state(), "here");
-    EXPECT_EQ(login(), AUTHENTICATED);
-}
-
-TEST_F(PortalInstanceTest, RemovesAStationWhoseScenariosRanOut) {
-    buildUsual("local", R"(, "max-session-time": 10)");
-    arrive();
-    login();
-    heard_->take();
-    clock_.advanceSeconds(9);
-    round({kMac});
-    EXPECT_EQ(state(), "here");
-    round({kMac});
-    EXPECT_THAT(heard_->take(), ElementsAre("removed 02:00:00:00:00:01 3"));
-    EXPECT_EQ(state(), "gone");
-}
-
-TEST_F(PortalInstanceTest, RefusesTheZeroAddressAndKnowsAStationTwice) {
-    buildUsual();
-    EXPECT_FALSE(instance_->addClient("00:00:00:00:00:00", "0.0.0.0", 0));
-    EXPECT_FALSE(instance_->addClient("garbage", "10.1.0.9", 0));
-    EXPECT_TRUE(instance_->addClient(kMac, kIp, 1500));
-    EXPECT_TRUE(instance_->addClient(kMac, "10.1.0.2", 1500));
-    round({kMac});
-    EXPECT_TRUE(instance_->isClientConnected(byIp_));  // the second report changed nothing
-    ClientIdentity identity(kMac, "", "", "");
-    instance_->updateClientIp(identity, "10.1.0.2");
-    EXPECT_FALSE(instance_->isClientConnected(byIp_));
 }
 
 // Keeps the client that it was told of, as a RADIUS request does.
@@ -200,13 +178,11 @@ public:
     std::shared_ptr<Client> kept;
 };
 
-TEST_F(PortalInstanceTest, ForgetsAStationThatLeavesBeforeItsLoginForGood) {
-    buildUsual();
+TEST_F(PortalInstanceTest, ChangesNothingOfAStationThatIsGone) {
+    build("local", 300, loginAndGuest(""));
     const auto keeper = std::make_shared<Keeper>();
     instance_->addClientsEventsInformator(keeper);
-    arrive();
-    round({});
-    EXPECT_THAT(heard_->take(), ElementsAre("removed 02:00:00:00:00:01 4"));
+    play("add here away");
     ASSERT_NE(keeper->kept, nullptr);
     EXPECT_FALSE(instance_->set_auth_scenario_client(keeper->kept));
     EXPECT_FALSE(instance_->set_deauth_scenario_client(keeper->kept));
@@ -217,33 +193,9 @@ TEST_F(PortalInstanceTest, ForgetsAStationThatLeavesBeforeItsLoginForGood) {
     EXPECT_EQ(keeper->kept->get_current_scenario()->getScenarioName(), "login");
 }
 
-TEST_F(PortalInstanceTest, LetsThePortalSetScenariosWhereItIsManaged) {
-    AccessScenarioConstraints limits;
-    for (const char* mode : {"portal", "local"}) {
-        const bool managed = std::string(mode) == "portal";
-        buildUsual(mode);
-        instance_->addClient(kMac, kIp, 1500);
-        EXPECT_FALSE(instance_->setClientScenario(byIp_, "guest", limits));  // not connected yet
-        round({kMac});
-        heard_->take();
-        if (managed) {
-            EXPECT_EQ(login(), NOT_AUTHENTICATED);
-        }
-        EXPECT_FALSE(instance_->setClientScenario(byIp_, "unknown", limits));
-        EXPECT_THAT(heard_->take(), IsEmpty());
-        EXPECT_EQ(instance_->setClientScenario(byIp_, "guest", limits), managed);
-        if (managed) {
-            EXPECT_THAT(heard_->take(),
-                        ElementsAre("authenticated 02:00:00:00:00:01", "reset 02:00:00:00:00:01"));
-        } else {
-            EXPECT_THAT(heard_->take(), IsEmpty());
-        }
-    }
-}
-
 TEST_F(PortalInstanceTest, BoundsTheStationsThatNeverConnected) {
-    buildUsual();
-    arrive();
+    build("local", 300, loginAndGuest(""));
+    play("add here");
     const auto mac = [](unsigned n) {
         char text[18];
         std::snprintf(text, sizeof text, "06:00:00:%02x:%02x:%02x", n >> 16 & 255U, n >> 8 & 255U,
@@ -253,11 +205,40 @@ TEST_F(PortalInstanceTest, BoundsTheStationsThatNeverConnected) {
     for (unsigned n = 0; n < Stations::kMaxNeverConnected; ++n) {
         instance_->addClient(mac(n), "", 1500);
     }
-    heard_->take();
+    EXPECT_THAT(heard_->take(), IsEmpty());
     instance_->addClient(mac(1U << 20), "", 1500);
     EXPECT_THAT(heard_->take(), ElementsAre("removed 06:00:00:00:00:00 4"));
-    EXPECT_EQ(state(), "here");  // it was connected
-    EXPECT_EQ(state(mac(1).c_str()), "here");
+    EXPECT_EQ(play("known=1"), "known=1") << "it was connected";
+}
+
+// Says its name when it is told.
+class Witness final : public Informator {
+public:
+    Witness(std::string name, std::vector<std::string>& told)
+        : name_(std::move(name)), told_(told) {}
+    bool informClientAuthenticated(std::shared_ptr<Client>, ClientStatisticInfo&) override {
+        told_.push_back(name_);
+        return true;
+    }
+
+private:
+    const std::string name_;
+    std::vector<std::string>& told_;
+};
+
+TEST_F(PortalInstanceTest, TellsItsInformatorsInTheirOrder) {
+    std::vector<std::string> told;
+    const auto witness = [&](const char* name) { return std::make_shared<Witness>(name, told); };
+    SharedInformators shared;
+    shared.wifiAuth = witness("wifi-auth");
+    shared.traps = witness("traps");
+    shared.redirector = witness("redirector");
+    Informators informators(witness("accounting"), witness("shaper"), shared);
+    informators.add(witness("apbd"));
+    ClientStatisticInfo statistics;
+    informators.informatorsHandle(nullptr, statistics, &Informator::informClientAuthenticated);
+    EXPECT_THAT(told,
+                ElementsAre("accounting", "shaper", "redirector", "traps", "wifi-auth", "apbd"));
 }
 
 }  // namespace
