@@ -18,6 +18,7 @@
 #include "station/command_info.h"
 #include "support/fake_clock.h"
 #include "support/portal_document.h"
+#include "support/radius_instance.h"
 #include "support/runtime_directory.h"
 
 namespace vesta {
@@ -72,6 +73,8 @@ TEST_F(PortalTest, RoutesStationsAndTheirStatisticsByInterface) {
     EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1"));
     EXPECT_TRUE(portal_->addClient("02:00:00:00:00:02", "10.2.0.1", 1500, "wlan1-va1"));
     EXPECT_TRUE(portal_->addClient("02:00:00:00:00:03", "10.1.0.3", 1500, "wlan0-va1"));
+    ClientIdentity byIp("", "10.2.0.1", "", "");
+    EXPECT_EQ(portal_->authenticateClient(byIp, "bob", "x"), CLIENT_NOT_FOUND);  // not connected
     round({{"wlan0-va1", kMac},
            {"wlan9-va9", kMac},
            {"wlan1-va1", "02:00:00:00:00:02"},
@@ -80,18 +83,11 @@ TEST_F(PortalTest, RoutesStationsAndTheirStatisticsByInterface) {
     EXPECT_EQ(dumped("02:00:00:00:00:02", "status"), "connected");
     EXPECT_EQ(dumped("02:00:00:00:00:03", "status"), "connected");
     EXPECT_EQ(dumped("02:00:00:00:00:02", "ssid"), "Staff");
+    EXPECT_EQ(portal_->authenticateClient(byIp, "bob", "x"), NOT_AUTHENTICATED);
+    EXPECT_EQ(dumped("02:00:00:00:00:02", "login"), "bob");
 
     EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.77", 1500, "wlan0-va1"));
     EXPECT_EQ(dumped(kMac, "ip"), "10.1.0.77");
-}
-
-TEST_F(PortalTest, AsksTheInstanceThatHasTheStationConnected) {
-    portal_->addClient("02:00:00:00:00:02", "10.2.0.1", 1500, "wlan1-va1");
-    ClientIdentity identity("", "10.2.0.1", "", "");
-    EXPECT_EQ(portal_->authenticateClient(identity, "bob", "x"), 3);
-    round({{"wlan1-va1", "02:00:00:00:00:02"}});
-    EXPECT_EQ(portal_->authenticateClient(identity, "bob", "x"), 2);  // the portal's to decide
-    EXPECT_EQ(dumped("02:00:00:00:00:02", "login"), "bob");
 }
 
 TEST_F(PortalTest, DisconnectsWhereItIsToldTo) {
@@ -122,16 +118,10 @@ TEST_F(PortalTest, ServesOnlyEnabledVapsWithAPortal) {
     EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1"));
 }
 
-TEST_F(PortalTest, ThrowsForWhatIsMissing) {
-    const auto broken = [this](const char* text, const char* uplink, const char* location) {
-        EXPECT_THROW(Portal(ipc_, std::make_shared<JsonEntry>(text), uplink, location),
-                     ENTRY_EXCEPTION_TYPE)
-            << text;
-    };
-    broken("{}", "lo", "hall");
-    broken(R"({"captive-portal": {}})", "", "hall");
-    broken(R"({"captive-portal": {}})", "lo", "");
-    broken(R"({"captive-portal": {}, "interface": "none"})", "lo", "hall");
+TEST_F(PortalTest, ThrowsForInterfacesThatAreNoList) {
+    const auto broken =
+        std::make_shared<JsonEntry>(R"({"captive-portal": {}, "interface": "none"})");
+    EXPECT_THROW(Portal(ipc_, broken, "lo", "hall"), ENTRY_EXCEPTION_TYPE);
 }
 
 TEST_F(PortalTest, TellsTheProxysAddressAndLoadsTheWhiteLists) {
@@ -139,6 +129,29 @@ TEST_F(PortalTest, TellsTheProxysAddressAndLoadsTheWhiteLists) {
     const auto lists = modules_.redirector().whiteLists();
     ASSERT_EQ(lists.size(), 1U);  // the nameless and the empty one are dropped
     EXPECT_EQ(lists.begin()->second.domains, std::vector<std::string>{"example.org"});
+}
+
+// Each VAP has an extractor of its own today; one extractor must not mix up two.
+TEST(ConfigInstanceMessageExtractor, ReadsEachVapByItself) {
+    ConfigInstanceMessageExtractor extractor(nullptr, "hall", "wlan0-va1");
+    for (const int timeout : {1, 2, -1, 1}) {
+        const std::string text =
+            timeout < 0 ? "{}"
+                        : R"({"captive-portal": {"age-timeout": )" + std::to_string(timeout) + "}}";
+        EXPECT_EQ(extractor.extractAgeTimeout(std::make_shared<JsonEntry>(text.c_str())), timeout);
+    }
+}
+
+TEST(ConfigInstanceMessageExtractor, PairsAScenariosListWithItsHash) {
+    const auto store = std::make_shared<testing::SilentStore>();
+    store->addWhiteList(std::make_shared<WhiteAddressesList>("free", "10.0.0.0/8"));
+    const auto scenarios = ConfigInstanceMessageExtractor(store, "hall", "").getScenarioExtractor();
+    for (const std::string name : {"free", "none", ""}) {
+        const auto scenario = std::make_shared<JsonEntry>(R"({"white-list": ")" + name + "\"}");
+        EXPECT_EQ(scenarios->extractWhiteListId(scenario),
+                  std::make_pair(name, store->getWhiteListHash(name)));
+    }
+    EXPECT_NE(store->getWhiteListHash("free"), "");
 }
 
 // A list change as another access point sends it.
@@ -164,13 +177,12 @@ TEST_F(PortalTest, TakesListsOfItsDomainAndPutsItsOwnBack) {
     build(vapText("wlan0-va1", "Guest", "local", scenarios));
     auto lent = std::make_shared<WhiteAddressesList>("lent", "192.0.2.0/24");
     portal_->getWhiteListStore()->addWhiteList(lent);
-    const apsim::StationId station{"wlan0-va1", kMac};
     const auto reachesAfterConnecting = [&](const char* address) {
         ClientIdentity identity(kMac, "", "", "");
         portal_->disconnectClient(identity, CommandInfo());
         portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1");
         round({{"wlan0-va1", kMac}});
-        return modules_.redirector().reaches(station, address);
+        return modules_.redirector().reaches({"wlan0-va1", kMac}, address);
     };
     portal_->updatePortalInstance(nullptr, std::make_shared<ListChange>("elsewhere"));
     EXPECT_TRUE(reachesAfterConnecting("10.0.0.1"));

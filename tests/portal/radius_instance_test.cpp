@@ -99,12 +99,6 @@ TEST_F(RadiusInstanceTest, AsksAgainForAStationThatWaits) {
     EXPECT_THAT(heard_->take(), ::testing::Contains("authenticated 02:00:00:00:00:01"));
 }
 
-TEST_F(RadiusInstanceTest, DoesNotStartWithoutItsServers) {
-    EXPECT_THROW(testing::buildInstance("radius", false, ""), ENTRY_EXCEPTION_TYPE);
-    EXPECT_THROW(testing::buildInstance("local", true, ""), ENTRY_EXCEPTION_TYPE);
-    EXPECT_NO_THROW(testing::buildInstance("local", false, ""));
-}
-
 TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
     const std::string phone = "02:00:00:00:00:0a";
     const std::string laptop = "02:00:00:00:00:0b";

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include "client/deauth_tool.h"
@@ -59,6 +60,15 @@ protected:
         Singleton<DeauthTool>::getInstance().stop();
     }
 
+    // A thread that does this for one station after the other.
+    void start(const std::function<void(unsigned n)>& forStation) {
+        threads_.emplace_back([this, forStation] {
+            for (unsigned n = 0; !done_; n = (n + 1) % kStations) {
+                forStation(n);
+            }
+        });
+    }
+
     // The statistics answer of one second; every seventh station is away, by turns.
     void deliverStatistics(int second) {
         std::vector<ClientStatisticInfo> records;
@@ -71,57 +81,45 @@ protected:
         portal_.responseCallback(records);
     }
 
-    void redirectorThread() {
-        for (unsigned n = 0; !done_; n = (n + 1) % kStations) {
-            portal_.addClient(macOf(n), ipOf(n), 1500, interfaceOf(n));
-        }
-    }
-
-    void requestThread() {
+    void request(unsigned n) {
         const auto factory = std::make_shared<IPCDumpClientMessageFactory>();
-        for (unsigned n = 0; !done_; n = (n + 1) % kStations) {
-            ClientIdentity identity("", ipOf(n), "", "");
-            portal_.authenticateClient(identity, "login" + std::to_string(n % 5), "secret");
-            AccessScenarioConstraints limits;
-            portal_.setClientScenario(identity, "guest", limits);
-            portal_.dumpClientToMessage(identity, factory);
-            if (n == 0) {
-                portal_.dumpClientsToMessages(factory);
-                portal_.clearWhiteIPLists();
-            }
+        ClientIdentity identity("", ipOf(n), "", "");
+        portal_.authenticateClient(identity, "login" + std::to_string(n % 5), "secret");
+        AccessScenarioConstraints limits;
+        portal_.setClientScenario(identity, "guest", limits);
+        portal_.dumpClientToMessage(identity, factory);
+        if (n == 0) {
+            portal_.dumpClientsToMessages(factory);
+            portal_.clearWhiteIPLists();
         }
     }
 
-    void disconnectThread() {
-        for (unsigned n = 0; !done_; n = (n + 7) % kStations) {
-            char session[18];
-            std::snprintf(session, sizeof session, "%08X-%08X", 0U, n);
-            for (ClientIdentity identity :
-                 {ClientIdentity(macOf(n), "", "", ""), ClientIdentity("", "", session, "")}) {
-                portal_.getClientRadiusSharedKey(identity);
-                portal_.disconnectClient(identity, CommandInfo(END_REASON_RADIUS_REQUEST));
-            }
+    void disconnect(unsigned n) {
+        char session[18];
+        std::snprintf(session, sizeof session, "%08X-%08X", 0U, n);
+        for (ClientIdentity identity : {ClientIdentity(macOf(7 * n % kStations), "", "", ""),
+                                        ClientIdentity("", "", session, "")}) {
+            portal_.getClientRadiusSharedKey(identity);
+            portal_.disconnectClient(identity, CommandInfo(END_REASON_RADIUS_REQUEST));
         }
     }
 
-    // Admits two of three.
-    void serverThread() {
-        while (!done_) {
-            const auto packet = server_.receive();
-            if (!packet) {
-                std::this_thread::yield();
-                continue;
-            }
-            const bool accounting = packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST;
-            const auto code = accounting              ? LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE
-                              : packet->id() % 3 == 0 ? LIBRAD_RADIUS_CODE_ACCESS_REJECT
-                                                      : LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
-            const char* const known = accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001";
-            server_.send(ostrel::testing::makeAnswer(*packet, static_cast<std::uint8_t>(code),
-                                                     ostrel::testing::Mac::valid, known, "s3cret"),
-                         packet->from);
-            ++answered_;
+    // The RADIUS server: admits two of three.
+    void answer() {
+        const auto packet = server_.receive();
+        if (!packet) {
+            std::this_thread::yield();
+            return;
         }
+        const bool accounting = packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCOUNTING_REQUEST;
+        const auto code = accounting              ? LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE
+                          : packet->id() % 3 == 0 ? LIBRAD_RADIUS_CODE_ACCESS_REJECT
+                                                  : LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
+        const char* const known = accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001";
+        server_.send(ostrel::testing::makeAnswer(*packet, static_cast<std::uint8_t>(code),
+                                                 ostrel::testing::Mac::valid, known, "s3cret"),
+                     packet->from);
+        ++answered_;
     }
 
     testing::RuntimeDirectory directory_;
@@ -129,30 +127,33 @@ protected:
     ostrel::testing::Peer server_;
     Portal portal_{std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 50),
                    testing::document(interfacesText(server_.port())), "", ""};
+    std::vector<std::thread> threads_;
     std::atomic<int> answered_{0};
     std::atomic<bool> done_{false};
 };
 
 TEST_F(Stress, AllThreadsAtOnce) {
-    std::thread redirector([this] { redirectorThread(); });
-    std::thread requests([this] { requestThread(); });
-    std::thread disconnects([this] { disconnectThread(); });
-    std::thread server([this] { serverThread(); });
+    const auto appear = [this](unsigned n) {
+        return portal_.addClient(macOf(n), ipOf(n), 1500, interfaceOf(n));
+    };
+    start(appear);
+    start([this](unsigned n) { request(n); });
+    start([this](unsigned n) { disconnect(n); });
+    start([this](unsigned) { answer(); });
     for (int second = 0; second < kVirtualSeconds || answered_ < kAnswers; ++second) {
         clock_.advanceSeconds(1);
         portal_.handle();
         deliverStatistics(second);
     }
     done_ = true;
-    redirector.join();
-    requests.join();
-    disconnects.join();
-    server.join();
+    for (std::thread& thread : threads_) {
+        thread.join();
+    }
     Singleton<RadiusListener>::getInstance().stop();
 
     // Nothing is stuck: each station can still come, and is there.
     for (unsigned n = 0; n < kStations; ++n) {
-        EXPECT_TRUE(portal_.addClient(macOf(n), ipOf(n), 1500, interfaceOf(n)));
+        EXPECT_TRUE(appear(n));
     }
     const auto factory = std::make_shared<IPCDumpClientMessageFactory>();
     EXPECT_EQ(portal_.dumpClientsToMessages(factory).size(), kStations);
