@@ -32,6 +32,9 @@ std::vector<std::string> captiveInterfaces(const Json& config) {
 
 bool waitForDaemon(AccessPoint& accessPoint, const Options& options,
                    const std::atomic<bool>& stopped) {
+    if (stopped) {
+        return false;
+    }
     std::printf("waiting for vestad in %s\n", accessPoint.runtimeDirectory().c_str());
     std::fflush(stdout);
     for (int second = 0; second < options.wait && !stopped; ++second) {
@@ -103,9 +106,9 @@ int judge(const std::vector<StationResult>& results, const Options& options, Eve
     if (!options.stay) {
         log.setObserver(nullptr);  // what comes of the end of the road is no part of it
     }
-    printResults(stdout, wantsColour(stdout), results);
+    printResults(stdout, results);
     const bool ok = std::all_of(results.begin(), results.end(),
-                                [](const StationResult& one) { return one.ok; });
+                                [](const StationResult& one) { return one.failure.empty(); });
     return ok ? kAsExpected : kNotAsExpected;
 }
 
@@ -127,7 +130,7 @@ int playRoad(const Options& options) {
     }
     Road road = readRoads(options, configs);
     EventLog log;
-    Printer printer(stdout, wantsColour(stdout), namesOf(road));
+    Printer printer(stdout, namesOf(road));
     if (!options.quiet) {
         log.setObserver([&](const Event& event) { printer.print(event); });
     }
@@ -144,14 +147,24 @@ int playRoad(const Options& options) {
         handles.push_back(&accessPoints.emplace_back(config, accessPointOptions));
     }
     RoadPlayer player(handles, radius.secret());
-    const SignalWatcher signals([&] { player.stop(); });
+    const SignalWatcher signals([&] {
+        log.setObserver(nullptr);  // what comes of this end is nobody's doing
+        player.stop();
+    });
     for (AccessPoint* accessPoint : handles) {
         if (!waitForDaemon(*accessPoint, options, signals.stopped())) {
-            return kNotAsExpected;
+            return signals.stopped() ? kInterrupted : kNotAsExpected;
         }
     }
-    const int status = options.roads.empty() ? kAsExpected : judge(player.play(road), options, log);
-    if (options.stay && !signals.stopped()) {
+    int status = kAsExpected;
+    if (!options.roads.empty()) {
+        const std::vector<StationResult> results = player.play(road);
+        if (signals.stopped()) {
+            return kInterrupted;
+        }
+        status = judge(results, options, log);
+    }
+    if (options.stay) {
         stayUntilStopped(log, signals.stopped());
     }
     return status;
@@ -167,7 +180,7 @@ int makeLoad(const Options& options, const Json& config) {
     AccessPoint accessPoint(config, accessPointOptions);
     const SignalWatcher signals([] {});
     if (!waitForDaemon(accessPoint, options, signals.stopped())) {
-        return kNotAsExpected;
+        return signals.stopped() ? kInterrupted : kNotAsExpected;
     }
     const LoadReport report =
         runLoad(accessPoint, interfaces, {options.stations, options.rate}, signals.stopped());
@@ -182,6 +195,9 @@ int makeLoad(const Options& options, const Json& config) {
                       latencyRow("login to let through", report.login),
                       latencyRow("login to answer", report.answer)});
     std::fputs(latencies.c_str(), stdout);
+    if (signals.stopped()) {
+        return kInterrupted;
+    }
     return report.loggedIn == options.stations ? kAsExpected : kNotAsExpected;
 }
 

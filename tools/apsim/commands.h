@@ -11,7 +11,7 @@
 
 namespace apsim {
 
-enum Status { kAsExpected = 0, kNotAsExpected = 1, kWrongInput = 2 };
+enum Status { kAsExpected = 0, kNotAsExpected = 1, kWrongInput = 2, kInterrupted = 130 };
 
 struct Options {
     std::string config;

@@ -69,7 +69,9 @@ void describe(CLI::App& app, Options& options) {
     app.footer(
         "Start vestad beside it with the same OSTREL_RUNTIME_DIR. Linked as deauth-client into a\n"
         "directory of vestad's PATH, it takes that command's calls.\n"
-        "Exit status: 0 as expected, 1 not as expected, 2 wrong input.");
+        "Exit status: 0 as expected, 1 not as expected, 2 wrong input, 130 ended by a signal "
+        "before\n"
+        "the road was over.");
 }
 
 int run(const Options& options) {

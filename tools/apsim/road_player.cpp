@@ -54,22 +54,17 @@ void RoadPlayer::stop() {
 StationResult RoadPlayer::walk(const RoadStation& plan, Time start) {
     const std::size_t from = log_.size();
     Walk walk{plan, stationAt(plan.id.interface, plan), from};
-    StationResult result{plan.name, plan.id.interface, plan.story, "", true};
+    StationResult result{plan.name, plan.story, "", ""};
     for (const RoadEvent& event : plan.events) {
         const Time time = std::max(start + seconds(event.at), Clock::now() + seconds(event.after));
-        std::string failure = "stopped";
         try {
-            if (pauseUntil(time)) {
-                failure = perform(walk, event);
-            }
+            result.failure = pauseUntil(time) ? perform(walk, event) : "stopped";
         } catch (const Json::exception& error) {
-            failure = std::string("an answer makes no sense: ") + error.what();
+            result.failure = std::string("an answer makes no sense: ") + error.what();
         }
-        if (!failure.empty()) {
+        if (!result.failure.empty()) {
             walk.station.leave();
-            result.happened = std::move(failure);
-            result.ok = false;
-            return result;
+            break;
         }
     }
     result.happened = history(walk, from);
@@ -269,7 +264,8 @@ std::string RoadPlayer::history(const Walk& walk, std::size_t from) {
                       (event.party == Party::redirector && event.what != "white list");
         if (event.station == id && telling && (roams || event.what != last)) {
             last = event.what;
-            text += (text.empty() ? "" : ", ") + last + (roams ? " to " + id.interface : "");
+            text += text.empty() ? "" : ", ";
+            text += roams ? "to " + id.interface : event.party == Party::deauth ? "deauth" : last;
         }
     }
     return text;

@@ -18,10 +18,9 @@ namespace apsim {
 
 struct StationResult {
     std::string name;
-    std::string interface;
     std::string expected;
-    std::string happened;  // the states that the redirector went through, or what went wrong
-    bool ok = false;
+    std::string happened;  // the states that the redirector went through
+    std::string failure;   // what was not as expected; empty when all was
 };
 
 class RoadPlayer {

@@ -1,6 +1,6 @@
 #pragma once
 
-// The end that a user asks for, by Ctrl-C or SIGTERM.
+// The end that a user asks for: Ctrl-C, SIGTERM, or a terminal that is closed.
 //
 // Threads: the reaction is called on a thread of the object's own.
 
@@ -19,11 +19,16 @@ inline sigset_t endingSignals() {
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    struct sigaction hangup {};
+    sigaction(SIGHUP, nullptr, &hangup);
+    if (hangup.sa_handler != SIG_IGN) {  // nohup has a program stay
+        sigaddset(&signals, SIGHUP);
+    }
     return signals;
 }
 
-// Waits for SIGINT or SIGTERM on a thread of its own, since a handler could do nothing of what is
-// to be done. Every thread must have the two blocked.
+// Waits for one of the ending signals on a thread of its own, since a handler could do nothing of
+// what is to be done. Every thread must have them blocked.
 class SignalWatcher {
 public:
     explicit SignalWatcher(std::function<void()> reaction)

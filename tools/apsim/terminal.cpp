@@ -1,6 +1,6 @@
 #include "apsim/terminal.h"
 
-#include <unistd.h>
+#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -43,43 +43,87 @@ const char* partyColour(Party party) {
     return "";
 }
 
-}  // namespace
-
-bool wantsColour(std::FILE* stream) {
-    return isatty(fileno(stream)) != 0 && std::getenv("NO_COLOR") == nullptr;
+std::string padded(std::string text, std::size_t width) {
+    text.resize(std::max(text.size(), width), ' ');
+    return text;
 }
 
-Printer::Printer(std::FILE* stream, bool colour, std::map<std::string, std::string> names)
-    : stream_(stream), colour_(colour), names_(std::move(names)) {}
+// What was not as expected, in at most `rows` lines.
+std::string reasons(const std::vector<StationResult>& failed, const Look& look, std::size_t rows) {
+    const std::size_t shown = failed.size() <= rows ? failed.size() : rows - 1;
+    std::string text;
+    for (std::size_t index = 0; index < shown; ++index) {
+        const std::string line = printable(failed[index].name + ": " + failed[index].failure);
+        text += (look.columns == 0 ? line : tools::cut(line, look.columns)) + '\n';
+    }
+    if (shown < failed.size()) {
+        text += "and " + std::to_string(failed.size() - shown) + " more\n";
+    }
+    return text;
+}
+
+}  // namespace
+
+Look lookOf(std::FILE* stream) {
+    Look look;
+    winsize size{};
+    if (ioctl(fileno(stream), TIOCGWINSZ, &size) == 0) {
+        look.colour = std::getenv("NO_COLOR") == nullptr;
+        look.columns = size.ws_col;
+        look.rows = size.ws_row;
+    }
+    return look;
+}
+
+Printer::Printer(std::FILE* stream, std::map<std::string, std::string> names)
+    : stream_(stream), look_(lookOf(stream)), names_(std::move(names)) {}
 
 void Printer::print(const Event& event) {
+    constexpr std::size_t kParty = 10;
+    constexpr std::size_t kStation = 5;
+    constexpr std::size_t kInterface = 10;
+    constexpr std::size_t kWhat = 15;
     if (start_ == std::chrono::steady_clock::time_point{}) {
         start_ = event.at;
     }
+    const std::chrono::duration<double> seconds = event.at - start_;
+    const int time = std::fprintf(stream_, "%7.3f ", seconds.count());
     const auto name = names_.find(event.station.mac);
     const std::string& station = name == names_.end() ? event.station.mac : name->second;
-    const std::chrono::duration<double> time = event.at - start_;
-    std::fprintf(stream_, "%8.3f  %s%-10s%s  %-9s %-10s  %-15s  %s\n", time.count(),
-                 colour_ ? partyColour(event.party) : "", partyName(event.party),
-                 colour_ ? kPlain : "", printable(station).c_str(),
-                 printable(event.station.interface).c_str(), printable(event.what).c_str(),
-                 printable(event.detail).c_str());
+    std::string rest =
+        printable(padded(station, kStation) + ' ' + padded(event.station.interface, kInterface) +
+                  ' ' + padded(event.what, kWhat) + ' ' + event.detail);
+    const std::size_t used = static_cast<std::size_t>(std::max(time, 0)) + kParty + 1;
+    if (look_.columns > used) {
+        rest = tools::cut(rest, look_.columns - used);
+    }
+    rest.erase(rest.find_last_not_of(' ') + 1);
+    std::fprintf(stream_, "%s%s%s %s\n", look_.colour ? partyColour(event.party) : "",
+                 padded(partyName(event.party), kParty).c_str(), look_.colour ? kPlain : "",
+                 rest.c_str());
     std::fflush(stream_);
 }
 
-void printResults(std::FILE* stream, bool colour, const std::vector<StationResult>& results) {
-    std::vector<std::vector<std::string>> rows{
-        {"result", "station", "VAP", "what was expected", "what happened"}};
+void printResults(std::FILE* stream, const std::vector<StationResult>& results) {
+    const Look look = lookOf(stream);
+    std::vector<std::vector<std::string>> rows{{"", "who", "what was expected", "what happened"}};
+    std::vector<StationResult> failed;
     for (const StationResult& result : results) {
-        rows.push_back({result.ok ? "ok" : "FAILED", result.name, result.interface, result.expected,
-                        result.happened});
+        const bool ok = result.failure.empty();
+        rows.push_back({ok ? "ok" : "FAILED", result.name, result.expected, result.happened});
+        if (!ok) {
+            failed.push_back(result);
+        }
     }
-    const auto failed = std::count_if(results.begin(), results.end(),
-                                      [](const StationResult& result) { return !result.ok; });
-    std::fprintf(
-        stream, "\n%s\n%s%s%zu of %zu stations as expected%s\n", tools::table(rows).c_str(),
-        colour ? kBold : "", colour ? (failed == 0 ? kGreen : kRed) : "",
-        results.size() - static_cast<std::size_t>(failed), results.size(), colour ? kPlain : "");
+    // Beside the reasons: the table, the line that counts, and two for whoever started this.
+    const std::size_t others = rows.size() + 3;
+    const std::size_t left =
+        look.rows == 0 ? failed.size() : look.rows - std::min(look.rows, others);
+    std::fprintf(stream, "\n%s%s%s%zu of %zu stations as expected%s\n%s",
+                 tools::table(rows, "", look.columns).c_str(), look.colour ? kBold : "",
+                 look.colour ? (failed.empty() ? kGreen : kRed) : "",
+                 results.size() - failed.size(), results.size(), look.colour ? kPlain : "",
+                 reasons(failed, look, std::max<std::size_t>(left, 1)).c_str());
 }
 
 }  // namespace apsim
