@@ -3,8 +3,10 @@
 
 # Needed to build the programs.
 build_packages="g++ cmake ninja-build pkg-config libjson-c-dev libssl-dev libcli11-dev nlohmann-json3-dev libmosquitto-dev"
-# Needed to build the tests and benchmarks besides.
-test_packages="libgtest-dev libgmock-dev libbenchmark-dev freeradius freeradius-utils mosquitto"
+# Needed by the demo besides, which is part of the tests.
+demo_packages="mosquitto iproute2"
+# Needed to build and run the tests and benchmarks besides.
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev freeradius freeradius-utils $demo_packages"
 # Needed by the presets that build with clang.
 clang_packages="clang libclang-rt-dev"
 
@@ -21,6 +23,21 @@ fail() {
     exit 1
 }
 
+# Has Ctrl-C, SIGTERM and a closed terminal end this script without a word, after the command $1.
+on_ending() {
+    last_command=$1
+    trap end INT TERM HUP PIPE
+}
+
+end() {
+    set +e
+    trap '' INT TERM HUP PIPE
+    trap - EXIT
+    exec >/dev/null 2>&1
+    eval "$last_command"
+    exit 130
+}
+
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
@@ -29,6 +46,13 @@ as_root() {
     else
         fail "needs root for: $* (no sudo here; run it as root once)"
     fi
+}
+
+# Takes build/$1.lock for the process that calls this, while no other run of these scripts has it.
+lock() {
+    mkdir -p build
+    exec {lock_fd}>"build/$1.lock"
+    flock --nonblock "$lock_fd" || { say "waiting for another run"; flock "$lock_fd"; }
 }
 
 # Installs those of the Debian packages $@ that are missing; without any it asks nobody anything.
@@ -42,19 +66,18 @@ install_missing() {
     if [ ${#missing[@]} -eq 0 ]; then
         return
     fi
-    say "installing ${missing[*]}"
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q update ||
-        say "apt-get update failed; trying with what is known"
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q install -y --no-install-recommends \
-        "${missing[@]}" || fail "could not install ${missing[*]}"
+    say "installing missing packages, which takes some minutes:"
+    fold -s -w 76 <<<"${missing[*]}"
+    as_root scripts/install-packages "${missing[@]}" || fail "could not install them"
 }
 
 # Configures and builds preset $1.
-build() {
+build() (
     say "building preset $1"
+    lock "$1"
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
     fi
     cmake --preset "$1" >/dev/null || fail "configuring preset $1 failed"
     cmake --build --preset "$1" -j "$(nproc)" || fail "building preset $1 failed"
-}
+)
