@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <set>
+#include <map>
 
 #include "station/client_statistic_info.h"
 #include "worker_fixture.h"
@@ -76,39 +76,27 @@ TEST_F(AuthenticationTest, AStaleEntryAdmitsNobodyWhenItsIdentifierComesRoundAga
 TEST_F(AuthenticationTest, TellsApartRequestsThatShareAnIdentifier) {
     build(AUTH_MODE_RADIUS);
     std::vector<std::pair<std::shared_ptr<Client>, rad>> requests;
-    std::set<std::uint8_t> ids;
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 257; ++i) {
         const auto client = ask("user" + std::to_string(i));
         requests.emplace_back(client, request());
-        ids.insert(requests.back().second.id());
     }
-    EXPECT_LT(ids.size(), requests.size());
     for (auto it = requests.rbegin(); it != requests.rend(); ++it) {
         answer(it->second, kAccept);
         EXPECT_THAT(told(), ElementsAre(Pair(LIBRAD_RADIUS_RX_ACCEPT, it->first)));
     }
 }
 
-TEST_F(AuthenticationTest, WaitsOnAfterAnAnswerWithAWrongAuthenticator) {
-    build(AUTH_MODE_RADIUS);
-    const auto client = ask();
-    const rad packet = request();
-    answer(packet, kAccept, "", "guess");
-    EXPECT_THAT(told(), ElementsAre(Pair(LIBRAD_RADIUS_RX_INVALID, nullptr)));
-    answer(packet, kAccept);
-    EXPECT_THAT(told(), ElementsAre(Pair(LIBRAD_RADIUS_RX_ACCEPT, client)));
-}
-
-TEST_F(AuthenticationTest, CountsOnlyTheLastLoginOfAStation) {
+TEST_F(AuthenticationTest, CountsOnlyGenuineAnswersToTheLastLoginOfAStation) {
     build(AUTH_MODE_RADIUS);
     const auto client = ask("alice");
     const rad alice = request();
-    client->setLogin("bob");
     EXPECT_TRUE(worker_->sendAuthPacket(client, "bob"));
     const rad bob = request();
     answer(alice, kAccept);
+    answer(bob, kAccept, "", "guess");
     answer(bob, kReject);
     EXPECT_THAT(told(), ElementsAre(Pair(LIBRAD_RADIUS_RX_UNKNOWN, nullptr),
+                                    Pair(LIBRAD_RADIUS_RX_INVALID, nullptr),
                                     Pair(LIBRAD_RADIUS_RX_REJECT, client)));
 }
 
@@ -148,32 +136,30 @@ TEST_F(AuthenticationTest, AnswersAnMd5ChallengeAndOffersMd5ForAnyOther) {
 }
 
 TEST_F(AuthenticationTest, AnswersNoChallengeOfAWrongShape) {
-    const struct {
-        const char* what;
-        const char* attributes;
-        librad_radius_rx_result result = LIBRAD_RADIUS_RX_UNKNOWN;
-    } shapes[] = {
-        {"no EAP at all", "1804 cafe", LIBRAD_RADIUS_RX_QUEUED},
+    const std::map<std::string, const char*> shapes = {
         {"shorter than a header", "4f05 010700"},
         {"no type", "4f06 01070004"},
         {"length beyond the packet", "4f09 0107000804 0141"},
         {"length within the header", "4f08 0107000304 01"},
         {"a response", "4f09 0207000704 0141"},
-        {"success", "4f06 03070004"},
         {"no value size", "4f07 0107000504"},
         {"value size beyond the length", "4f09 0107000704 0241"},
         {"value in the padding", "4f09 0107000604 0141"},
         {"empty challenge", "4f08 0107000604 00"},
+        {"no EAP at all", "1804 cafe"},
     };
     build(AUTH_MODE_RADIUS);
-    for (const auto& shape : shapes) {
+    for (const auto& [what, attributes] : shapes) {
         ask();
         const rad packet = request();
-        answer(packet, kChallenge, shape.attributes);
-        EXPECT_THAT(told(), ElementsAre(Pair(shape.result, nullptr))) << shape.what;
-        EXPECT_TRUE(isSilent()) << shape.what;
+        answer(packet, kChallenge, attributes);
+        EXPECT_THAT(told(), ElementsAre(Pair(what == "no EAP at all" ? LIBRAD_RADIUS_RX_QUEUED
+                                                                     : LIBRAD_RADIUS_RX_UNKNOWN,
+                                             nullptr)))
+            << what;
+        EXPECT_TRUE(isSilent()) << what;
         answer(packet, kAccept);
-        EXPECT_THAT(told(), IsEmpty()) << shape.what;
+        EXPECT_THAT(told(), IsEmpty()) << what;
     }
 }
 

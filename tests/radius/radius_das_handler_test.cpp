@@ -37,21 +37,13 @@ public:
 
 class DasTest : public ::testing::Test {
 protected:
-    // Sends a Disconnect-Request with these attributes and returns the answer's code and attributes
-    // in hex, "" without an answer.
+    // The answer to a Disconnect-Request with these attributes, see askDas().
     std::string disconnect(const std::string& attributes) {
         static std::uint8_t id = 0;
-        const ByteString packet =
-            makePacket(LIBRAD_RADIUS_CODE_DISCONNECT_REQUEST, ++id, attributes);
-        sockaddr_in to{};
-        to.sin_family = AF_INET;
-        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        to.sin_port = htons(handler_.getPort());
-        peer_.deliver(sign(packet, "s3cret"), to);
-        const auto answer = peer_.receive();
-        return answer ? std::to_string(answer->bytes[0]) + " " +
-                            toHex(answer->bytes.data() + 20, answer->bytes.size() - 20)
-                      : "";
+        return askDas(
+            peer_, handler_.getPort(),
+            sign(makePacket(LIBRAD_RADIUS_CODE_DISCONNECT_REQUEST, ++id, attributes), "s3cret"),
+            "s3cret");
     }
     static std::string attribute(int type, const std::string& value) {
         const std::uint8_t header[] = {static_cast<std::uint8_t>(type),

@@ -20,91 +20,81 @@ std::optional<Packet> await(const Peer& peer) {
     return std::nullopt;
 }
 
-struct Owner {
-    std::promise<void> entered;
-    std::promise<void> mayLeave;
-    std::atomic<bool> left{false};
-};
-
-librad_radius_rx_result answerSlowly(librad_radius_msg*, librad_radius_msg*, unsigned char*,
-                                     unsigned int, void* context) {
-    auto* owner = static_cast<Owner*>(context);
-    owner->entered.set_value();
-    owner->mayLeave.get_future().wait();
-    owner->left = true;
-    return LIBRAD_RADIUS_RX_ACCEPT;
-}
-
+// A client made while the loop runs on a thread of its own.
 class EventLoopThread : public ::testing::Test {
-public:
+protected:
     ~EventLoopThread() override {
         librad_eloop_stop();
         thread_.join();
     }
 
-    static librad_radius_client* makeClient(const Peer& server) {
+    void makeClient() {
         librad_radius_client_config config;
-        config.authServers.push_back({"127.0.0.1", server.port(), librad_secret(kSecret)});
-        return librad_radius_client_init(&config);
+        config.authServers.push_back({"127.0.0.1", server_.port(), librad_secret(kSecret)});
+        client_ = librad_radius_client_init(&config);
     }
-
-    static void send(librad_radius_client* client) {
-        Message msg = accessRequest(librad_radius_client_get_id(client));
-        ASSERT_EQ(librad_radius_client_send(client, msg.get(), LIBRAD_RADIUS_AUTH, nullptr), 0);
+    void send() {
+        Message msg = accessRequest(librad_radius_client_get_id(client_));
+        ASSERT_EQ(librad_radius_client_send(client_, msg.get(), LIBRAD_RADIUS_AUTH, nullptr), 0);
         static_cast<void>(msg.release());
     }
 
+    static librad_radius_rx_result answerSlowly(librad_radius_msg*, librad_radius_msg*,
+                                                unsigned char*, unsigned int, void* context) {
+        auto* self = static_cast<EventLoopThread*>(context);
+        self->entered_.set_value();
+        self->mayLeave_.get_future().wait();
+        self->left_ = true;
+        return LIBRAD_RADIUS_RX_ACCEPT;
+    }
+
+    const Peer server_;
+    librad_radius_client* client_ = nullptr;
+    std::promise<void> entered_;
+    std::promise<void> mayLeave_;
+    std::atomic<bool> left_{false};
     std::thread thread_{&librad_eloop_run};  // there is nothing yet to be watched
 };
 
-TEST_F(EventLoopThread, TakesInAClientMadeLaterAndEndsItOnlyBetweenItsCallbacks) {
-    const Peer server;
-    librad_radius_client* client = makeClient(server);
-    Owner owner;
-    librad_radius_client_set_handler(client, &answerSlowly, &owner);
-    send(client);
-    const auto packet = await(server);
+TEST_F(EventLoopThread, EndsAClientOnlyBetweenItsCallbacks) {
+    makeClient();
+    librad_radius_client_set_handler(client_, answerSlowly, this);
+    send();
+    const auto packet = await(server_);
     ASSERT_TRUE(packet);
-    server.send(makeAnswer(*packet, 2), packet->from);
-    owner.entered.get_future().wait();
-    // Nothing is held while the owner is called.
-    send(client);
-    std::promise<void> deiniting;
-    std::thread ending([&] {
-        deiniting.set_value();
-        librad_radius_client_deinit(client);
-        EXPECT_TRUE(owner.left);
+    server_.send(makeAnswer(*packet, 2), packet->from);
+    entered_.get_future().wait();
+    send();  // nothing is held while the owner is called
+    std::promise<void> ending;
+    std::thread other([&] {
+        ending.set_value();
+        librad_radius_client_deinit(client_);
+        EXPECT_TRUE(left_);
     });
-    deiniting.get_future().wait();
-    owner.mayLeave.set_value();
-    ending.join();
+    ending.get_future().wait();
+    mayLeave_.set_value();
+    other.join();
 }
 
 // Three seconds ahead for every thread but the one that made it.
-class ClockAheadElsewhere final : public Clock {
-public:
+struct ClockAheadElsewhere : Clock {
     ClockAheadElsewhere() { setClock(this); }
     ~ClockAheadElsewhere() override { setClock(nullptr); }
     std::int64_t monotonicMicroseconds() const override {
-        return std::this_thread::get_id() == here_ ? 1000000 : 4000000;
+        return std::this_thread::get_id() == here ? 1000000 : 4000000;
     }
     std::int64_t wallMicroseconds() const override { return 0; }
-
-private:
-    const std::thread::id here_ = std::this_thread::get_id();
+    const std::thread::id here = std::this_thread::get_id();
 };
 
-TEST(EventLoop, WakesForADeadlineSetWhileItWaits) {
-    const ClockAheadElsewhere clock;
-    std::thread thread(&librad_eloop_run);
-    const Peer server;
-    librad_radius_client* client = EventLoopThread::makeClient(server);
-    EventLoopThread::send(client);
-    EXPECT_TRUE(await(server));
-    EXPECT_TRUE(await(server));  // the repetition, at once by the loop's clock
-    librad_radius_client_deinit(client);
-    librad_eloop_stop();
-    thread.join();
+class EventLoopAhead : private ClockAheadElsewhere, public EventLoopThread {};
+
+TEST_F(EventLoopAhead, WakesForADeadlineSetWhileItWaits) {
+    makeClient();
+    send();
+    EXPECT_TRUE(await(server_));
+    EXPECT_TRUE(await(server_));  // the repetition, at once by the loop's clock
+    librad_radius_client_deinit(client_);
 }
 
 TEST(EventLoop, ObeysAStopThatCameBeforeTheRun) {
