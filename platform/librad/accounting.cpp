@@ -15,7 +15,7 @@ bool addText(librad_radius_msg& msg, std::uint8_t type, const std::string& text)
     return text.empty() || librad_radius_msg_add_attr(&msg, type, text.data(), text.size());
 }
 
-// Upper case with dashes, as RFC 3580 sections 3.20 and 3.21 want it; "" for the zero address.
+// Upper case with dashes (RFC 3580 sections 3.20 and 3.21); "" for the zero address.
 std::string macText(const std::array<std::uint8_t, 6>& mac) {
     if (mac == std::array<std::uint8_t, 6>{}) {
         return "";
@@ -63,7 +63,7 @@ bool addTraffic(librad_radius_msg& msg, const librad_radius_sta_traffic& traffic
                                             traffic.txPackets);
 }
 
-// What an update and a Stop have in common.
+// An update or a Stop, as far as they are alike.
 MessagePtr newReport(StatusType type, const librad_radius_client_config* config,
                      librad_radius_sta_info* sta, const librad_radius_sta_stats* stats) {
     if (config == nullptr || config->acctServers.empty() || sta == nullptr || !sta->started) {

@@ -20,8 +20,8 @@ bool isOstrelVendor(Bytes value) {
     return value.size >= kVendorHeader && vendor == librad_ostrel_vendor;
 }
 
-// The attribute `number` in the string of a Vendor-Specific attribute, whose own layout nobody has
-// checked yet.
+// The attribute `number` in the value of a Vendor-Specific attribute. The inside of that has not
+// been checked yet.
 Bytes findInVendorSpace(Bytes value, std::uint8_t number) {
     std::size_t position = kVendorHeader;
     while (value.size - position >= kAttributeHeaderLength) {

@@ -10,23 +10,23 @@ namespace ostrel::radius {
 
 enum class MessageAuthenticator { absent, valid, invalid };
 
-// Fills the Message-Authenticator of an Access-Request; false when it has none or MD5 fails.
+// Fills in the Message-Authenticator of an Access-Request. False when it has none or MD5 fails.
 [[nodiscard]] bool signAccessRequest(librad_radius_msg& msg, Bytes secret);
 
-// Sets the Request Authenticator that an Accounting-Request, Disconnect-Request or CoA-Request is
-// signed with.
+// Signs an Accounting-Request, Disconnect-Request or CoA-Request by its Request Authenticator.
+// False when MD5 fails.
 [[nodiscard]] bool signRequest(librad_radius_msg& msg, Bytes secret);
 
-// Checks that Request Authenticator, and the Message-Authenticator where there is one.
+// Checks that signature, and the Message-Authenticator if there is one.
 [[nodiscard]] bool verifyRequest(const librad_radius_msg& msg, Bytes secret);
 
 // Checks the Response Authenticator of an answer to the request with that authenticator.
 [[nodiscard]] bool verifyAnswer(const librad_radius_msg& msg, Bytes secret,
                                 const std::uint8_t* requestAuthenticator);
 
-// Checks the Message-Authenticator wherever it stands. `authenticator` is what stands in the header
-// for its calculation: the request's authenticator, for the requests of accounting and of dynamic
-// authorisation zeros. More than one, or one of another length, is invalid.
+// Checks the Message-Authenticator, wherever it stands. It is calculated with `authenticator` in
+// the header: the request's authenticator, or zeros for requests of accounting and of dynamic
+// authorisation. More than one, or one of a wrong length, is invalid.
 [[nodiscard]] MessageAuthenticator checkMessageAuthenticator(const librad_radius_msg& msg,
                                                              Bytes secret,
                                                              const std::uint8_t* authenticator);

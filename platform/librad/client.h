@@ -3,9 +3,9 @@
 // The client of one authentication and one accounting server: sends requests, takes their answers,
 // and tells the owner.
 //
-// Threads: every function from any thread; answers, deadlines and the owner's callbacks on the
-// event loop's. The client's lock is taken before that of AccountingOn and of the event loop, never
-// two clients' at once, and is not held in a callback.
+// Threads: every function from any thread. Answers, deadlines and the owner's callbacks run on the
+// event loop's thread. The client's lock is not held in a callback, and two clients' locks are
+// never held at once. The locks of AccountingOn and of the event loop are taken after it.
 
 #include <netinet/in.h>
 

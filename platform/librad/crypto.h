@@ -1,7 +1,6 @@
 #pragma once
 
-// The little cryptography that RADIUS needs, from libcrypto. Every function is pure and may be
-// called from any thread.
+// The cryptography that RADIUS needs, from libcrypto. Every function may be called from any thread.
 
 #include <array>
 #include <cstddef>
@@ -24,7 +23,7 @@ struct Bytes {
 
 using Digest = std::array<std::uint8_t, 16>;
 
-// The MD5 of the parts, one behind the other. False when libcrypto offers no MD5.
+// The MD5 of the parts in a row. False when libcrypto offers no MD5.
 [[nodiscard]] bool md5(std::initializer_list<Bytes> parts, Digest& out);
 
 // HMAC-MD5 (RFC 2104). False as above.

@@ -1,10 +1,10 @@
 #pragma once
 
-// The server of dynamic authorisation (RFC 5176): takes Disconnect-Requests, has the owner end the
-// session, and answers.
+// The server of dynamic authorisation (RFC 5176): it takes Disconnect-Requests, has the owner end
+// the session, and answers.
 //
-// Threads: requests and the owner's callbacks on the event loop's; the rest from any thread. The
-// lock is not held in a callback.
+// Threads: requests and the owner's callbacks run on the event loop's thread; the rest may be
+// called from any. The lock is not held in a callback.
 
 #include <netinet/in.h>
 
@@ -23,7 +23,7 @@
 
 namespace ostrel::radius {
 
-// The answers of the last 300 s, for requests that come again. Of one thread.
+// The answers of the last 300 s, for requests that come again. It belongs to one thread.
 class AnswerMemory {
 public:
     struct Key {
@@ -73,7 +73,7 @@ private:
                    const sockaddr_in& from) EXCLUDES(mutex_);
     [[nodiscard]] bool isTimely(const librad_radius_msg& request) const;
     [[nodiscard]] bool isForThisNas(const librad_radius_msg& request) EXCLUDES(mutex_);
-    // What speaks against the request; nothing once its session has been ended.
+    // Ends the session. The error when that can't be done.
     [[nodiscard]] std::optional<ErrorCause> decide(const librad_radius_msg& request,
                                                    DasSession& session) EXCLUDES(mutex_);
     void reply(const std::vector<std::uint8_t>& answer, const sockaddr_in& to) const;

@@ -1,7 +1,6 @@
 #pragma once
 
-// The inside of a request of dynamic authorisation (RFC 5176): by what it names its session, and
-// how it is answered.
+// A request of dynamic authorisation (RFC 5176): how it names its session, and its answer.
 //
 // Threads: values of the event-loop thread.
 
@@ -22,16 +21,16 @@ enum class ErrorCause : std::uint32_t {
     sessionContextNotFound = 503,
 };
 
-// By what a request names its session, in memory of its own.
+// The attributes by which a request names its session, copied.
 class DasSession {
 public:
     explicit DasSession(const librad_radius_msg& request);
 
-    // What the owner's callbacks are given; lives as long as this.
+    // For the owner's callbacks; lives as long as this.
     [[nodiscard]] librad_radius_das_attrs* attrs();
     // Whether anything names a session.
     [[nodiscard]] bool isNamed() const { return named_; }
-    // False for a Calling-Station-Id that is no address: passed over it would widen the request.
+    // False for a Calling-Station-Id that is no address. Passing it over would widen the request.
     [[nodiscard]] bool isValid() const { return valid_; }
 
 private:

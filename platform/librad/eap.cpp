@@ -8,7 +8,7 @@ bool librad_radius_msg_add_eap(librad_radius_msg* msg, const unsigned char* data
                                std::size_t length) {
     const std::size_t pieces =
         (length + librad_max_attribute_length - 1) / librad_max_attribute_length;
-    // Looked at as a whole, so that no half of a packet stays behind.
+    // Checked as a whole, so that a packet is never appended by half.
     if (length == 0 ||
         msg->bytes.size() + length + pieces * kAttributeHeaderLength > librad_max_message_length) {
         return false;

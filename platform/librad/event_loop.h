@@ -1,10 +1,10 @@
 #pragma once
 
-// The one event loop of the process: sockets that became readable and deadlines that passed, each
-// handed to its source.
+// The one event loop of the process. It tells a source that its socket is readable or that its
+// deadline has passed.
 //
-// Threads: every function from any thread. Sources are called on the thread that runs the loop, one
-// at a time, without the loop's lock. The loop's lock is the innermost of the library.
+// Threads: every function from any thread. Sources are called one at a time on the thread that runs
+// the loop, without the loop's lock. No other lock of the library is taken while that is held.
 
 #include <sys/types.h>
 
@@ -21,9 +21,9 @@ namespace ostrel::radius {
 class EventSource {
 public:
     virtual ~EventSource() = default;
-    // The descriptor may be readable, or not: it must be non-blocking.
+    // The descriptor became readable, but may not be any more: reading must not block.
     virtual void onReadable(int fd) = 0;
-    // The deadline has passed, and is none any more.
+    // The deadline has passed, and is removed.
     virtual void onDeadline() = 0;
 };
 
@@ -32,7 +32,7 @@ public:
     // Never destroyed, as threads may still be in it when the process ends.
     static EventLoop& instance();
 
-    // Whether the system gave what a loop needs; without it nothing can be watched.
+    // False when the system gave no descriptors for the loop; nothing can be watched then.
     [[nodiscard]] bool valid() const { return epoll_.valid() && wake_.valid(); }
 
     // Has `source` called when `fd` becomes readable. The descriptor stays the source's and is
@@ -41,7 +41,8 @@ public:
     // Sets, replaces or (kNever) removes the source's one deadline, monotonic microseconds.
     void setDeadline(const std::shared_ptr<EventSource>& source, std::int64_t deadline)
         EXCLUDES(mutex_);
-    // Forgets the source. When this returns no call of it is running, unless it is made from there.
+    // Forgets the source. It waits for a call of the source that is running, unless it is called
+    // from there.
     void detach(const EventSource* source) EXCLUDES(mutex_);
 
     void run() EXCLUDES(mutex_);
@@ -59,7 +60,7 @@ private:
     EventLoop();
     // Ends the wait that is under way.
     void wake();
-    // True when this thread is the loop's from now on, until leave().
+    // Makes this thread the loop's until leave(). False when the loop runs on another.
     bool enter() EXCLUDES(mutex_);
     void leave() EXCLUDES(mutex_);
     // Waits up to `timeoutMs` (-1: for ever), then handles what came. True when there was anything.
@@ -79,7 +80,7 @@ private:
     const EventSource* called_ GUARDED_BY(mutex_) = nullptr;
     pid_t thread_ GUARDED_BY(mutex_) = 0;  // the loop's, 0 while none
     bool stopping_ GUARDED_BY(mutex_) = false;
-    // What the loop's wait takes into account; an earlier deadline has to wake it.
+    // The deadline that the loop waits for, monotonic microseconds. An earlier one must wake it.
     std::int64_t waitsUntil_ GUARDED_BY(mutex_) = 0;
 };
 

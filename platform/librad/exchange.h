@@ -27,14 +27,14 @@ enum class Purpose { authentication, accounting, stop, spooledStop, accountingOn
 struct Request {
     MessagePtr msg;
     Purpose purpose = Purpose::authentication;
-    std::int64_t happenedAt = 0;  // what Acct-Delay-Time counts from
+    std::int64_t happenedAt = 0;  // Acct-Delay-Time counts from here
     std::string sessionId;        // of accounting
     std::uint32_t statusType = 0;
     std::string station;  // for reports
 
-    // The exchange's.
+    // Used by the exchange alone.
     Retransmission timer;
-    std::vector<UdpPorts::Slot> slots;  // an answer to any of its transmissions will do
+    std::vector<UdpPorts::Slot> slots;  // of all transmissions, as an answer to any will do
     std::multimap<std::int64_t, std::shared_ptr<Request>>::iterator place;
 };
 
@@ -55,7 +55,7 @@ public:
     Exchange(librad_radius_kind kind, const librad_radius_server& server, int debugLevel,
              UdpPorts::Watch watch, ClientReports& reports);
 
-    // Whether there is a server to be asked at all.
+    // Whether the server has an address, a port and a secret.
     [[nodiscard]] bool usable() const { return usable_; }
     // "address:port", for reports.
     [[nodiscard]] const std::string& name() const { return name_; }
@@ -67,22 +67,22 @@ public:
     // Opens the first socket, if there is a server. False when the system has none left.
     [[nodiscard]] bool open() { return !usable_ || ports_.open(watch_); }
 
-    // Transmits, or lets it wait behind those that do. False when too many wait.
+    // Transmits, or queues behind the requests that wait. False when too many wait.
     [[nodiscard]] bool submit(const RequestPtr& request, std::int64_t now);
-    // Transmits past those that wait. False without a free identifier.
+    // Transmits before the requests that wait. False without a free identifier.
     [[nodiscard]] bool submitAhead(const RequestPtr& request, std::int64_t now);
-    // While held nothing new is transmitted; what waits goes out when it ends.
+    // While held no new request is transmitted; unhold() transmits those that wait.
     void hold() { held_ = true; }
     void unhold(std::int64_t now);
     [[nodiscard]] bool held() const { return held_; }
 
     // Whether an identifier is free on a port that is open.
     [[nodiscard]] bool hasRoom() const { return ports_.hasRoom(); }
-    // False once the request is over, by whatever end.
+    // False once the request was answered, given up or taken back.
     [[nodiscard]] static bool isOutstanding(const Request& request) {
         return !request.slots.empty();
     }
-    // The request is over: its identifiers are free, and the next that waits goes out.
+    // Ends a request: its identifiers are free, and the next request that waits goes out.
     void finish(const RequestPtr& request, std::int64_t now);
     // The answer in a datagram that came in on `fd`. Nothing when it is malformed, comes from
     // elsewhere or answers no request that is outstanding, which is counted. Nothing of the answer
@@ -91,7 +91,7 @@ public:
     // Takes back the requests of an accounting session, outstanding or waiting: those of one status
     // type, or all with 0.
     void withdraw(const std::string& sessionId, std::uint32_t statusType, std::int64_t now);
-    // Transmits again what is due; what is to be given up is over and is returned.
+    // Repeats the requests that are due. Ends those that are to be given up and returns them.
     [[nodiscard]] std::vector<RequestPtr> onDeadline(std::int64_t now);
     [[nodiscard]] std::int64_t deadline() const;
     // Says that a request got no answer, unless the log has enough of that.

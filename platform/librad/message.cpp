@@ -49,8 +49,8 @@ librad_radius_msg* librad_radius_msg_new(std::uint8_t code, std::uint8_t id) {
     writeLength(*msg);
     if (code == LIBRAD_RADIUS_CODE_ACCESS_REQUEST) {
         const Digest placeholder{};
-        // First of all attributes, so that no prefix of the packet can be chosen by who provides
-        // the attributes behind it (the chosen-prefix collisions against MD5 need that).
+        // It is the first attribute, so whoever provides the others can't choose the packet's
+        // prefix, which collision attacks against MD5 need.
         if (!librad_radius_msg_add_attr(msg.get(), LIBRAD_RADIUS_ATTR_MESSAGE_AUTHENTICATOR,
                                         placeholder.data(), placeholder.size())) {
             return nullptr;

@@ -1,7 +1,7 @@
 #pragma once
 
 // The message as it stands on the wire, and the walk over its attributes. A message is always well
-// formed: it is made so, and what comes in is checked before it becomes one.
+// formed: a datagram is checked before it becomes one.
 //
 // Threads: a message belongs to one thread at a time.
 
@@ -21,7 +21,7 @@ struct librad_radius_msg {
     librad_radius_msg(const librad_radius_msg&) = delete;
     librad_radius_msg& operator=(const librad_radius_msg&) = delete;
 
-    std::vector<std::uint8_t> bytes;  // the header and the attributes, nothing behind them
+    std::vector<std::uint8_t> bytes;  // header and attributes, without padding
     std::vector<std::uint8_t> eap;    // what librad_radius_msg_get_eap() hands out
 
     // Of an answer that a client has checked: for which Request Authenticator, and whether its
@@ -66,7 +66,7 @@ private:
 // The first value of that type as an integer of four bytes.
 [[nodiscard]] std::optional<std::uint32_t> integerOf(const librad_radius_msg& msg,
                                                      std::uint8_t type);
-// Puts a new integer into the place of the first one of that type; nothing happens without one.
+// Overwrites the first integer of that type, if there is one.
 void replaceInteger(librad_radius_msg& msg, std::uint8_t type, std::uint32_t value);
 
 // Appends all attributes of that type of another message. False as for an attribute.

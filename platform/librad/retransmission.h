@@ -13,8 +13,8 @@ public:
     // The request has been transmitted for the first time.
     void begin(std::int64_t now);
 
-    // The deadline has passed: true when the request is to be transmitted once more, which is taken
-    // as done; false when it is to be given up.
+    // The deadline has passed. True: transmit the request once more, which is counted as done.
+    // False: give it up.
     [[nodiscard]] bool next(std::int64_t now);
 
     [[nodiscard]] std::int64_t deadline() const { return deadline_; }

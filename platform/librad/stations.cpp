@@ -13,8 +13,8 @@
 namespace ostrel::radius {
 namespace {
 
-// The addresses stand here a second time, since who looks for one may not touch the record, which
-// another thread may be freeing.
+// The stations' addresses by low session word. They are copies, because another thread may be
+// freeing the record itself.
 class Stations {
 public:
     static Stations& instance() {
@@ -50,7 +50,7 @@ private:
 std::uint32_t drawSessionHigh() {
     std::uint32_t high = 0;
     if (!randomBytes(&high, sizeof high) || high == 0) {
-        // What is left to tell this process from the one before it.
+        // The time still tells this process from the one before it.
         high = static_cast<std::uint32_t>(wallSeconds()) | 1U;
     }
     return high;

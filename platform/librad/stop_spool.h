@@ -1,7 +1,7 @@
 #pragma once
 
-// The accounting Stops that one server still owes an answer, in the order of their giving up. Of a
-// station's Stops the earlier always stands before the later.
+// The Stops that one accounting server has not answered, in the order in which they were given up.
+// A station's Stops keep their order.
 //
 // Threads: guarded by the owner's lock. Times are monotonic microseconds.
 
@@ -17,21 +17,21 @@ class StopSpool {
 public:
     static constexpr std::size_t kCapacity = 4096;
 
-    // Keeps a Stop. False when the oldest had to go for it.
+    // Keeps a Stop. False when the oldest had to go to make room.
     [[nodiscard]] bool append(MessagePtr msg, std::int64_t happenedAt, std::int64_t now);
-    // Whether Stops of that station (its Calling-Station-Id) wait here.
+    // Whether Stops of the station with that Calling-Station-Id are kept.
     [[nodiscard]] bool holds(const std::string& station) const;
 
-    // The moment of the next attempt; EventLoop::kNever while there is nothing to try or an attempt
-    // is under way.
+    // When the next attempt is due. EventLoop::kNever while an attempt is under way, or when the
+    // spool is empty.
     [[nodiscard]] std::int64_t nextAttempt() const;
     // Takes the first Stop out for an attempt.
     [[nodiscard]] RequestPtr beginAttempt();
-    // The attempt was answered, so that the next may follow at once.
+    // The attempt was answered. The next may follow at once.
     void answered(std::int64_t now);
     // The attempt was given up after that many transmissions.
     void ignored(MessagePtr msg, unsigned int tries, std::int64_t now);
-    // The server has shown that it is there.
+    // The server has shown that it is there, so the next attempt is due now.
     void hurry(std::int64_t now);
 
     [[nodiscard]] librad_radius_spool_info info(std::int64_t now) const;

@@ -1,8 +1,8 @@
 #pragma once
 
-// The source ports that requests to one server leave from, and which identifier of which port is in
-// flight for what. An identifier is one byte, so a port carries 256 requests at a time (RFC 2865
-// section 2.4); with all taken another port is opened.
+// The source ports of the requests to one server, and which request each port's identifiers are in
+// flight for. An identifier is one byte, so a port carries 256 requests at a time (RFC 2865 section
+// 2.4). When all are taken, another port is opened.
 //
 // Threads: guarded by the owner's lock.
 
@@ -22,7 +22,7 @@ namespace ostrel::radius {
 
 struct Request;
 
-// An identifier in flight: the request, and the authenticator that it went out with.
+// What is in flight under an identifier: the request and the authenticator of that transmission.
 struct InFlight {
     std::shared_ptr<Request> request;
     Digest authenticator{};
@@ -38,12 +38,12 @@ public:
     // Called with each new socket; false when it can't be listened on.
     using Watch = std::function<bool(int fd)>;
 
-    // At least one socket opened and watched; false when the system has none left.
+    // Opens a socket and has it watched. False when the system has none left.
     [[nodiscard]] bool open(const Watch& watch);
     void closeAll() { ports_.clear(); }
 
-    // Takes an identifier that is not in flight, `wanted` if that is to be had. None when all of
-    // all ports are.
+    // Takes an identifier that is not in flight: `wanted`, if one port has it free. Nothing when
+    // all identifiers of 16 ports are in flight.
     [[nodiscard]] std::optional<Slot> take(std::uint8_t wanted, const Watch& watch);
     void put(Slot slot, InFlight inFlight) {
         ports_[slot.port].inFlight[slot.id] = std::move(inFlight);
@@ -51,13 +51,13 @@ public:
     void release(Slot slot);
     [[nodiscard]] bool hasRoom() const;
 
-    // The next identifier, in turn, that no port has in flight, as long as there is one.
+    // The next identifier in turn that no port has in flight; any when there is none.
     [[nodiscard]] std::uint8_t suggest();
 
     [[nodiscard]] bool contains(int fd) const;
-    // What is in flight on that socket under that identifier; null when nothing is.
+    // What is in flight on that socket under that identifier; null for nothing.
     [[nodiscard]] const InFlight* find(int fd, std::uint8_t id) const;
-    // Sends without waiting; false with errno set.
+    // Sends without waiting. False with errno set.
     [[nodiscard]] bool send(Slot slot, Bytes packet, const sockaddr_in& to) const;
 
 private:

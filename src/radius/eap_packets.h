@@ -25,19 +25,20 @@ struct EapRequest {
     std::string_view data;
 };
 
-// Nothing when the packet is no request, is shorter than its length says, or has no type.
+// Reads a request. Nothing when the packet is another one, is shorter than its length says, or has
+// no type.
 [[nodiscard]] std::optional<EapRequest> parseEapRequest(std::string_view packet);
 
-// The challenge in the data of an EAP-MD5 request; nothing when it is empty or its size is beyond
-// the packet.
+// The challenge in the data of an EAP-MD5 request (RFC 3748 section 5.4). Nothing when it is empty
+// or its size is beyond the packet.
 [[nodiscard]] std::optional<std::string_view> md5ChallengeOf(std::string_view data);
 
 // The responses, as bytes.
 [[nodiscard]] std::string eapIdentityResponse(const std::string& login);
 // Refuses the type that was asked for and offers EAP-MD5.
 [[nodiscard]] std::string eapNakResponse(std::uint8_t id);
-// The digest in a value as long as the challenge, which must be below 256 bytes: what is left of
-// it behind the digest is zero.
+// Answers a challenge of less than 256 bytes. The value is as long as the challenge: the digest,
+// cut off or followed by zeros.
 [[nodiscard]] std::string eapMd5Response(std::uint8_t id, const librad_secret& password,
                                          std::string_view challenge);
 

@@ -31,8 +31,8 @@ void fillSta(librad_radius_sta_info& sta, const Client& client) {
     sta.ssid = client.getOwner().getSsid();
 }
 
-// What a scenario knows may be older than the driver's last report, which has been noted already;
-// only a report of the driver may say that its counters began anew.
+// A scenario's figures may be older than the driver's last report, which has been noted already.
+// Only a report of the driver itself may say that its counters began anew.
 bool isBehind(const librad_radius_sta_stats& stats, const librad_radius_sta_stats& last) {
     return stats.rxBytes < last.rxBytes || stats.txBytes < last.txBytes ||
            stats.uptime < last.uptime;

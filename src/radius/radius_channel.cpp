@@ -88,7 +88,7 @@ bool RadiusChannel::insertClientAdditionAttributes(librad_radius_msg* msg, const
         logger().Error("Could not add client information, msg is NULL\n");
         return false;
     }
-    // A station that has just come may have no address yet, which is no reason to refuse it.
+    // A station that has just come may have no address yet. That is no reason to refuse it.
     const std::uint32_t address = DataParser::castStringToRawIpv4(ip);
     if (address != 0) {
         logger().Debug("Framed-IP-Address: %s\n", ip.c_str());

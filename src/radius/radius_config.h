@@ -1,6 +1,6 @@
 #pragma once
 
-// A VAP's "radius" object, as the RADIUS worker of its instance uses it.
+// A VAP's "radius" object, for the RADIUS worker of its instance.
 
 #include <memory>
 #include <string>
@@ -17,12 +17,12 @@ struct RadiusConfig {
     bool sendAcctId = false;        // whether an Access-Request carries the session id
 };
 
-// A server's record; a port that is none becomes 0.
+// A server's record for the library. A port outside 1 to 65535 becomes 0.
 [[nodiscard]] librad_radius_server allocRadiusServer(const std::string& address, int port,
                                                      const std::string& secret);
 
-// Reads what `workmode` needs. A key that is missing or of a wrong type is empty and warned about
-// with the interface's name; so an instance serves on with a server that can't be asked.
+// Reads the keys that `workmode` needs. A key that is missing or of a wrong type counts as empty,
+// and a warning names the interface. The instance then serves on with a server that can't be asked.
 [[nodiscard]] RadiusConfig readRadiusConfig(MessageEntry& radius, RadiusWorkmode workmode,
                                             const std::string& interfaceName);
 

@@ -3,8 +3,8 @@
 // The disconnect server (RFC 5176): a RADIUS server that knows the secret of a station's instance
 // may end the station's session.
 //
-// Threads: the callbacks run on the thread of RadiusListener. A handler is destroyed by who holds
-// no lock that the directory takes.
+// Threads: the callbacks run on the thread of RadiusListener. Whoever destroys a handler holds no
+// lock that the directory takes.
 
 #include <atomic>
 #include <cstdint>
@@ -21,8 +21,8 @@ class RadiusDasHandler {
 public:
     static constexpr std::uint16_t kPort = 3799;
 
-    // Listens from here on, as soon as the loop runs; where the port can't be had, that is logged
-    // and no disconnect request is heard. Port 0: any that is free.
+    // Listens from now on; requests are handled as soon as the loop runs. When the port is taken,
+    // that is logged, and no disconnect request is heard. Port 0: any that is free.
     explicit RadiusDasHandler(std::shared_ptr<SessionDirectory> portal, std::uint16_t port = kPort);
     ~RadiusDasHandler();
     RadiusDasHandler(const RadiusDasHandler&) = delete;
@@ -30,7 +30,7 @@ public:
 
     // Makes sure that the loop runs.
     void run();
-    // The port that is listened on, 0 when there is none.
+    // The port that is listened on; 0 when it was taken.
     [[nodiscard]] std::uint16_t getPort() const;
 
     // The library's callbacks; `self` is the handler.
@@ -38,6 +38,7 @@ public:
                                        librad_radius_das_attrs* attrs);
     static int handleDasDissconnect(void* self, librad_radius_das_attrs* attrs);
 
+    // The identity that a request names.
     static ClientIdentity extractDefiningAttributes(const librad_radius_das_attrs* attrs);
     static std::string getArgumentCopy(unsigned char* data, unsigned int length);
 

@@ -27,7 +27,7 @@ std::uint32_t RadiusMapper::reasonToAcctTerm(EndReason reason) {
         case END_REASON_NONE:
             return kNone;
         case END_REASON_APBD_REQUEST:
-            // The station is idle here: it has gone on to another access point.
+            // The station is idle here, because it has gone on to another access point.
             return kIdleTimeout;
         case END_REASON_RADIUS_REQUEST:
             return kNasRequest;

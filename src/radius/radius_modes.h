@@ -4,7 +4,7 @@
 
 namespace vesta {
 
-// How an instance authenticates its stations, by the numbers that its RADIUS worker knows as well.
+// How an instance authenticates its stations.
 enum AUTH_MODE {
     AUTH_MODE_LOCAL = 0,
     AUTH_MODE_RADIUS = 1,

@@ -1,7 +1,6 @@
 #pragma once
 
-// Whoever knows all sessions of the device: what the disconnect server asks and orders. Called on
-// the thread of RadiusListener.
+// All sessions of the device, for the disconnect server. Called on the thread of RadiusListener.
 
 #include <string>
 
@@ -16,7 +15,7 @@ class SessionDirectory {
 public:
     virtual ~SessionDirectory() = default;
 
-    // Ends the session of the station that matches every key of the identity; false when there is
+    // Ends the session of the station that every key of the identity matches. False when there is
     // none.
     virtual bool disconnectClient(ClientIdentity& identity, const CommandInfo& command) = 0;
     // The RADIUS secret of the instance that has the station, else of the first one.
