@@ -40,30 +40,16 @@ protected:
 };
 
 // The table as it is defined: a list that is searched from its start.
-class Model {
-public:
+struct Model {
     struct Entry {
         ClientPtr client;
         bool everConnected;
     };
 
-    [[nodiscard]] ClientPtr find(const ClientIdentity& identity, bool connectedOnly) const {
-        for (const Entry& entry : entries) {
-            if (entry.client->isThatYou(identity) &&
-                (!connectedOnly || entry.client->isConnected())) {
-                return entry.client;
-            }
-        }
-        return nullptr;
-    }
-    [[nodiscard]] std::vector<ClientPtr> neverConnected() const {
-        std::vector<ClientPtr> found;
-        for (const Entry& entry : entries) {
-            if (!entry.everConnected) {
-                found.push_back(entry.client);
-            }
-        }
-        return found;
+    template <class Matches>
+    [[nodiscard]] ClientPtr first(Matches matches) const {
+        const auto found = std::find_if(entries.begin(), entries.end(), matches);
+        return found != entries.end() ? found->client : nullptr;
     }
 
     std::vector<Entry> entries;
@@ -114,11 +100,17 @@ TEST_F(ClientTableTest, AnswersAsALinearSearchThroughAnythingThatHappens) {
             }
         }
         const ClientIdentity identity(oneOf(macs), oneOf(ips), "", oneOf(logins));
-        ASSERT_EQ(table_.find(identity), model.find(identity, false)) << "step " << step;
-        ASSERT_EQ(table_.findConnected(identity), model.find(identity, true)) << "step " << step;
-        const std::vector<ClientPtr> never = model.neverConnected();
-        ASSERT_EQ(table_.neverConnectedCount(), never.size()) << "step " << step;
-        ASSERT_EQ(table_.oldestNeverConnected(), never.empty() ? nullptr : never.front());
+        const auto means = [&](const auto& entry) { return entry.client->isThatYou(identity); };
+        const auto meansHere = [&](const auto& entry) {
+            return means(entry) && entry.client->isConnected();
+        };
+        const auto neverConnected = [](const auto& entry) { return !entry.everConnected; };
+        SCOPED_TRACE(step);
+        ASSERT_EQ(table_.find(identity), model.first(means));
+        ASSERT_EQ(table_.findConnected(identity), model.first(meansHere));
+        ASSERT_EQ(table_.oldestNeverConnected(), model.first(neverConnected));
+        ASSERT_EQ(table_.neverConnectedCount(),
+                  std::count_if(model.entries.begin(), model.entries.end(), neverConnected));
     }
     ASSERT_TRUE(std::equal(
         table_.begin(), table_.end(), model.entries.begin(), model.entries.end(),

@@ -38,17 +38,6 @@ TEST_F(ClientTest, StartsItsFirstScenario) {
     EXPECT_TRUE(client_.checkScenarioExpire());
 }
 
-TEST_F(ClientTest, IsFoundByIpMacOrLogin) {
-    const char* const otherMac = "02:00:00:00:00:01";
-    EXPECT_TRUE(client_.isThatYou({kMac, "10.0.0.9", "", "eve"}));
-    EXPECT_FALSE(client_.isThatYou({otherMac, "", "", ""})) << "empty keys match nothing";
-    client_.setIpAddress("10.0.0.1");
-    client_.setLogin("anna");
-    EXPECT_TRUE(client_.isThatYou({otherMac, "10.0.0.1", "", ""}));
-    EXPECT_TRUE(client_.isThatYou({otherMac, "", "", "anna"}));
-    EXPECT_FALSE(client_.isThatYou({otherMac, "10.0.0.10", "anna", "ann"}));
-}
-
 TEST_F(ClientTest, AnswersFromItsCurrentScenario) {
     EXPECT_TRUE(client_.isAccessOpen());
     EXPECT_EQ(client_.getSpeedConstraints(), std::make_pair(2U, 3U));

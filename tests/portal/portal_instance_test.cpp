@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
 #include <sstream>
 
 #include "client/client.h"
@@ -34,15 +36,8 @@ class ThrowingInformator final : public Informator {
 class PortalInstanceTest : public testing::InstanceTest {
 protected:
     void build(const std::string& mode, int ageTimeout, const std::string& scenarios) {
-        const auto vap = std::make_shared<JsonEntry>(
-            R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
-                "acct-enable": false, "verification-mode": ")" +
-            mode + R"(", "age-timeout": )" + std::to_string(ageTimeout) + R"(, "scenarios": [)" +
-            scenarios + "]}}");
-        const auto extractor = std::make_shared<ConfigInstanceMessageExtractor>(
-            std::make_shared<testing::SilentStore>(), "hall");
-        instance_ = PortalInstanceFactory::buildPortalInstanceAsInterface("wlan0-va1", "eth0", vap,
-                                                                          extractor);
+        instance_ =
+            testing::buildInstance(testing::instanceText(mode, false, "", scenarios, ageTimeout));
         // Whatever another one does, the recording one is told.
         instance_->addClientsEventsInformator(std::make_shared<ThrowingInformator>());
         instance_->addClientsEventsInformator(heard_);
@@ -71,41 +66,38 @@ protected:
 
     // What the word's action gives: "=" and a number, or "".
     std::string act(const std::string& action, const std::string& argument) {
-        const auto result = [](int number) { return "=" + std::to_string(number); };
         ClientIdentity station(kMac, "", "", "");
-        if (action == "add") {
-            return result(instance_->addClient(argument.empty() ? kMac : argument, kIp, 1500));
+        ClientIdentity byIp("", kIp, "", "");
+        AccessScenarioConstraints limits;
+        const std::map<std::string, std::function<int()>> asked{
+            {"add", [&] { return addClient(argument.empty() ? kMac : argument, kIp); }},
+            {"known", [&] { return instance_->isYourClient(station); }},
+            {"login", [&] { return login("bob", kIp, argument); }},
+            {"portal", [&] { return instance_->setClientScenario(byIp, argument, limits); }}};
+        const std::map<std::string, std::function<void()>> told{
+            {"moves", [&] { addClient(kMac, argument); }},
+            {"ip", [&] { instance_->updateClientIp(station, argument); }},
+            {"wait", [&] { clock_.advanceSeconds(std::stoi(argument)); }},
+            {"update", [&] { instance_->makeClientsPeriodicUpdate(); }},
+            {"here", [&] { second({kMac}, argument.empty() ? 0 : std::stoull(argument)); }},
+            {"away", [&] { second({}, 0); }}};
+        if (asked.count(action) != 0) {
+            return "=" + std::to_string(asked.at(action)());
         }
-        if (action == "known") {
-            return result(instance_->isYourClient(station));
-        }
-        if (action == "login") {
-            return result(login("bob", kIp, argument));
-        }
-        if (action == "portal") {
-            ClientIdentity byIp("", kIp, "", "");
-            AccessScenarioConstraints limits;
-            return result(instance_->setClientScenario(byIp, argument, limits));
-        }
-        if (action == "moves") {
-            instance_->addClient(kMac, argument, 1500);
-        } else if (action == "ip") {
-            instance_->updateClientIp(station, argument);
-        } else if (action == "wait") {
-            clock_.advanceSeconds(std::stoi(argument));
-        } else if (action == "update") {
-            instance_->makeClientsPeriodicUpdate();
-        } else {  // "here" or "away": a second with its statistics answer
-            clock_.advanceSeconds(1);
-            if (action == "here") {
-                ClientStatisticInfo record("wlan0-va1", kMac,
-                                           argument.empty() ? 0 : std::stoull(argument), 0, 0, 0, 0,
-                                           0, 0, 0, 0, 0, 0);
-                instance_->updateClientStatistic(record);
-            }
-            instance_->checkClientsExpired();
-        }
+        told.at(action)();
         return "";
+    }
+    bool addClient(const std::string& mac, const std::string& ip) {
+        return instance_->addClient(mac, ip, 1500);
+    }
+    // A statistics answer with these stations, a second after the last one.
+    void second(const std::vector<const char*>& macs, unsigned long long bytes) {
+        clock_.advanceSeconds(1);
+        for (const char* const mac : macs) {
+            ClientStatisticInfo record("wlan0-va1", mac, bytes, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+            instance_->updateClientStatistic(record);
+        }
+        instance_->checkClientsExpired();
     }
 
     std::shared_ptr<testing::RecordingInformator> heard_ =

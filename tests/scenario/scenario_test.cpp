@@ -47,16 +47,6 @@ TEST(Scenario, DumpsAnAccessScenarioWithLimitsAndProgress) {
               "qos-bw-up-rate:524288,qos-bw-down-rate:2097152}");
 }
 
-TEST(Scenario, DumpsARedirectScenarioWithItsUrlAlone) {
-    EXPECT_EQ(dumpOf(scenario(R"({"type": "forbid", "id": 2, "name": "login", "url": "p.example",
-                                  "portal": "main", "auth": "guest", "white-list": "free",
-                                  "white-list-data": "5f"})")),
-              "{ID:0,name:login,external-url:p.example,start-session:true,session-timeout:0,"
-              "session-time:0,time-limit:0,time-limit-cur:0,away-timeout:0,traffic-limit:0,"
-              "traffic-limit-cur:0,qos-up-acl:,qos-down-acl:,qos-up-policy:,qos-down-policy:,"
-              "qos-bw-up-rate:0,qos-bw-down-rate:0}");
-}
-
 TEST(Scenario, NamesAndBridgesWhatItsMessageLacks) {
     const std::pair<const char*, Records> rows[] = {
         {R"({"type": "allow"})", {"Redirect scenario not_named without param switch-scenario"}},

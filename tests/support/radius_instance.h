@@ -31,27 +31,28 @@ class SilentStore final : public WhiteListsStore {
     void whiteListsClearReaction() override {}
 };
 
+inline const char* const kWaitScenario =
+    R"({"access-type": "drop", "name": "wait", "mac-auth-success-scenario": "guest",
+        "mac-auth-failure-scenario": "login"},)";
+inline const char* const kLoginAndOpenScenarios =
+    R"({"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
+        "virtual-portal-name": "main", "auth-scenario": "guest"},
+       {"access-type": "allow", "name": "guest", "deauth-scenario": "login"})";
+
 // The object "vap"; `radius` is its member "radius" with a comma before it, or "".
-inline std::string instanceText(const std::string& mode, bool accounting,
-                                const std::string& radius) {
-    const std::string wait =
-        R"({"access-type": "drop", "name": "wait", "mac-auth-success-scenario": "guest",
-            "mac-auth-failure-scenario": "login"},)";
+inline std::string instanceText(const std::string& mode, bool accounting, const std::string& radius,
+                                const std::string& scenarios = kLoginAndOpenScenarios,
+                                int ageTimeout = 300) {
     return R"({"ssid": "Guest", "captive-portal": {"enabled": true, "default-white-list": "",
-            "age-timeout": 300, "verification-mode": ")" +
-           mode + R"(", "acct-enable": )" + (accounting ? "true" : "false") +
-           R"(, "scenarios": [)" + (mode == "portal-mac-auth" ? wait : "") + R"(
-            {"access-type": "forbid", "name": "login", "redirect-url": "http://p/",
-             "virtual-portal-name": "main", "auth-scenario": "guest"},
-            {"access-type": "allow", "name": "guest", "deauth-scenario": "login"}]})" +
-           radius + "}";
+            "age-timeout": )" +
+           std::to_string(ageTimeout) + R"(, "verification-mode": ")" + mode +
+           R"(", "acct-enable": )" + (accounting ? "true" : "false") + R"(, "scenarios": [)" +
+           (mode == "portal-mac-auth" ? kWaitScenario : "") + scenarios + "]}" + radius + "}";
 }
 
-inline std::shared_ptr<PortalInstanceInterface> buildInstance(const std::string& mode,
-                                                              bool accounting,
-                                                              const std::string& radius) {
+inline std::shared_ptr<PortalInstanceInterface> buildInstance(const std::string& vap) {
     return PortalInstanceFactory::buildThreadsafePortalInstanceHolder(
-        "wlan0-va1", "lo", std::make_shared<JsonEntry>(instanceText(mode, accounting, radius)),
+        "wlan0-va1", "lo", std::make_shared<JsonEntry>(vap),
         std::make_shared<ConfigInstanceMessageExtractor>(std::make_shared<SilentStore>(), "hall",
                                                          "wlan0-va1"));
 }
@@ -74,7 +75,7 @@ protected:
 
     void build(const std::string& mode, bool accounting, std::uint16_t authPort,
                std::uint16_t acctPort) {
-        instance_ = buildInstance(mode, accounting, radiusObject(authPort, acctPort));
+        instance_ = buildInstance(instanceText(mode, accounting, radiusObject(authPort, acctPort)));
     }
     // One statistics answer with these stations, and what follows it.
     void report(const std::vector<std::string>& macs, unsigned long long bytes) {
