@@ -44,35 +44,6 @@ protected:
     }
 };
 
-TEST_F(AuthenticationTest, AStaleEntryAdmitsNobodyWhenItsIdentifierComesRoundAgain) {
-    build(AUTH_MODE_RADIUS);
-    const auto lost = ask("lost");
-    const rad lostRequest = request();
-    waitUntilGivenUp();
-
-    // The next stations wear out the identifiers until the lost one's is in use again.
-    std::shared_ptr<Client> heir;
-    std::optional<rad> heirRequest;
-    for (int i = 0; i < 256 && !heirRequest; ++i) {
-        const auto client = ask("heir");
-        rad packet = request();
-        if (packet.id() == lostRequest.id()) {
-            heir = client;
-            heirRequest = std::move(packet);
-        } else {
-            answer(packet, kReject);
-        }
-    }
-    ASSERT_TRUE(heirRequest);
-    told();
-    answer(lostRequest, kAccept);  // late
-    for (const auto& [code, client] : told()) {
-        EXPECT_EQ(client, nullptr) << code;
-    }
-    answer(*heirRequest, kAccept);
-    EXPECT_THAT(told(), ElementsAre(Pair(LIBRAD_RADIUS_RX_ACCEPT, heir)));
-}
-
 TEST_F(AuthenticationTest, TellsApartRequestsThatShareAnIdentifier) {
     build(AUTH_MODE_RADIUS);
     std::vector<std::pair<std::shared_ptr<Client>, rad>> requests;

@@ -91,6 +91,7 @@ class EventLoopAhead : private ClockAheadElsewhere, public EventLoopThread {};
 
 TEST_F(EventLoopAhead, WakesForADeadlineSetWhileItWaits) {
     makeClient();
+    poll(nullptr, 0, 50);  // by now the loop sleeps
     send();
     EXPECT_TRUE(await(server_));
     EXPECT_TRUE(await(server_));  // the repetition, at once by the loop's clock
