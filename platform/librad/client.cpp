@@ -1,9 +1,6 @@
 #include "client.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <array>
 
 #include "accounting_on.h"
 #include "ostrel/addresses.h"
@@ -153,20 +150,15 @@ void Client::settleAccountingOn() {
 // Anybody who can guess a port can send a datagram, so each step takes nothing for granted. What
 // fails is counted and has no other effect.
 void Client::onReadable(int fd) {
-    std::array<std::uint8_t, librad_max_message_length> buffer;
-    for (int i = 0; i < kBatch; ++i) {
+    DatagramBuffer buffer;
+    // A callback may end the client, and with it the socket.
+    for (int i = 0; i < kBatch && !hasEnded(); ++i) {
         sockaddr_in from{};
-        socklen_t fromLength = sizeof from;
-        const ssize_t length = recvfrom(fd, buffer.data(), buffer.size(), MSG_DONTWAIT,
-                                        reinterpret_cast<sockaddr*>(&from), &fromLength);
-        if (length < 0) {
+        const std::optional<Bytes> datagram = receiveDatagram(fd, buffer, from);
+        if (!datagram) {
             break;
         }
-        receive(fd, from, {buffer.data(), static_cast<std::size_t>(length)});
-        // A callback may have ended the client, and with it the socket.
-        if (hasEnded()) {
-            break;
-        }
+        receive(fd, from, *datagram);
     }
 }
 

@@ -11,6 +11,7 @@
 #include "authenticators.h"
 #include "ostrel/addresses.h"
 #include "ostrel/clock.h"
+#include "udp_ports.h"
 
 namespace ostrel::radius {
 namespace {
@@ -81,16 +82,14 @@ bool DasServer::hasEnded() {
 }
 
 void DasServer::onReadable(int fd) {
-    std::array<std::uint8_t, librad_max_message_length> buffer;
+    DatagramBuffer buffer;
     for (int i = 0; i < kBatch && !hasEnded(); ++i) {
         sockaddr_in from{};
-        socklen_t fromLength = sizeof from;
-        const ssize_t length = recvfrom(fd, buffer.data(), buffer.size(), MSG_DONTWAIT,
-                                        reinterpret_cast<sockaddr*>(&from), &fromLength);
-        if (length < 0) {
+        const std::optional<Bytes> datagram = receiveDatagram(fd, buffer, from);
+        if (!datagram) {
             break;
         }
-        handle({buffer.data(), static_cast<std::size_t>(length)}, from);
+        handle(*datagram, from);
     }
 }
 

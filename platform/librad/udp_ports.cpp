@@ -12,6 +12,14 @@ constexpr int kReceiveBuffer = 1 << 20;
 
 }  // namespace
 
+std::optional<Bytes> receiveDatagram(int fd, DatagramBuffer& buffer, sockaddr_in& from) {
+    socklen_t fromLength = sizeof from;
+    const ssize_t length = recvfrom(fd, buffer.data(), buffer.size(), MSG_DONTWAIT,
+                                    reinterpret_cast<sockaddr*>(&from), &fromLength);
+    return length < 0 ? std::nullopt
+                      : std::optional(Bytes{buffer.data(), static_cast<std::size_t>(length)});
+}
+
 bool UdpPorts::open(const Watch& watch) {
     Port port;
     port.socket.reset(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));

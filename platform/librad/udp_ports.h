@@ -22,6 +22,13 @@ namespace ostrel::radius {
 
 struct Request;
 
+using DatagramBuffer = std::array<std::uint8_t, librad_max_message_length>;
+
+// The next datagram that waits on `fd`, in `buffer`, and where it comes from. Nothing when none
+// waits.
+[[nodiscard]] std::optional<Bytes> receiveDatagram(int fd, DatagramBuffer& buffer,
+                                                   sockaddr_in& from);
+
 // What is in flight under an identifier: the request and the authenticator of that transmission.
 struct InFlight {
     std::shared_ptr<Request> request;
