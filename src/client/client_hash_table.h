@@ -1,7 +1,7 @@
 #pragma once
 
-// Clients by the hash of one of their keys: one array, since with a hundred thousand stations the
-// price of a look-up is the memory that it touches for the first time.
+// Clients by the hash of one of their keys. It is one array with open addressing: with a hundred
+// thousand stations a look-up costs what memory it touches, and this touches the least.
 
 #include <cstddef>
 #include <cstdint>

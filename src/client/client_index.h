@@ -1,8 +1,7 @@
 #pragma once
 
-// Finds clients by MAC, IP or login: of several that match, the one that arrived first, in constant
-// time. Keys are not copied; they stay where they are in the client, which leaves the index before
-// one of them changes.
+// Finds clients by MAC, IP or login in constant time: of several that match the one that arrived
+// first. Keys are not copied but read in the client, which must leave the index before one changes.
 
 #include <cstdint>
 #include <functional>
@@ -15,9 +14,9 @@
 
 namespace vesta {
 
-// By one key. The oldest client of each key stands in a hash table, the others of that key in a
-// tree by key and arrival, from which the next one moves up: thousands that share a login cost
-// little more than those that share nothing.
+// By one key. The oldest client of each key stands in a hash table; the others stand in a tree by
+// key and arrival, from which the next one moves up. So a login that thousands share costs little
+// more than one that nobody shares.
 template <class Key, const Key& (Client::*keyOf)() const>
 class OldestClientIndex {
 public:

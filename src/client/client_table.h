@@ -1,10 +1,10 @@
 #pragma once
 
-// The stations of an instance in their order of arrival. A look-up gives the first in that order
-// that matches, in constant time. A client that stands in a table tells it by itself when its IP,
-// its login or its connection changes, so nothing here can go stale.
+// The stations of an instance in their order of arrival. A look-up finds the first that matches, in
+// constant time. A client tells its table when its IP, login or connection changes, so nothing here
+// can go stale.
 //
-// Threads: no lock; as its clients, it is used under the lock of their instance.
+// Threads: no lock; like its clients it is used under the lock of their instance.
 
 #include <cstddef>
 #include <cstdint>
@@ -36,8 +36,8 @@ public:
     // In order of arrival. Erasing a client ends only the iterators that stand on it.
     [[nodiscard]] std::list<ClientPtr>::const_iterator begin() const { return clients_.begin(); }
     [[nodiscard]] std::list<ClientPtr>::const_iterator end() const { return clients_.end(); }
-    // Calls visit(const ClientPtr&) for each client in order of arrival. It may erase any client
-    // and add some, but not call forEach() again.
+    // Calls visit(const ClientPtr&) for each client in order of arrival. visit() may erase any
+    // client and add others, but must not call forEach().
     template <class Visit>
     void forEach(Visit visit) {
         for (next_ = clients_.begin(); next_ != clients_.end();) {
@@ -48,10 +48,10 @@ public:
 
     // The first client whose isThatYou() is true; null when there is none.
     [[nodiscard]] ClientPtr find(const ClientIdentity& identity) const;
-    // The first of those that are connected.
+    // The same among those that are connected.
     [[nodiscard]] ClientPtr findConnected(const ClientIdentity& identity) const;
 
-    // The stations that have not been connected since they came.
+    // The number of stations that have not been connected since they came.
     [[nodiscard]] std::size_t neverConnectedCount() const { return neverConnected_.size(); }
     // Null when there is none.
     [[nodiscard]] ClientPtr oldestNeverConnected() const;
@@ -65,10 +65,10 @@ private:
         }
     };
 
-    // Around a change of a client's keys.
+    // Called before and after a client's keys change.
     void unindex(Client& client);
     void index(Client& client);
-    // After a change of its connection.
+    // Called after its connection changed.
     void connectionChanged(Client& client);
 
     std::list<ClientPtr> clients_;

@@ -33,7 +33,7 @@ sigset_t allSignalsBut(std::initializer_list<int> exceptions) {
     return signals;
 }
 
-// A thread that starts meanwhile hears of no signal but its own faults.
+// Blocks all signals but those of a thread's own faults for a thread that starts meanwhile.
 class SignalsBlocked {
 public:
     SignalsBlocked() {

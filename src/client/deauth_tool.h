@@ -2,11 +2,11 @@
 
 // Throws stations off the air with the access point's tool: "deauth-client -i IF -a MAC", found on
 // the PATH, started without a shell. Nobody waits for the tool: one thread starts and reaps it,
-// ends it when it takes too long, and bounds how many run at a time, so that a thousand sessions
-// that end together don't stop the daemon.
+// kills it when it takes too long, and bounds how many run at a time. So a thousand sessions that
+// end together don't stop the daemon.
 //
-// Threads: disconnect() from any thread, also under an instance's lock; stop() by the one who ends
-// the process.
+// Threads: disconnect() from any thread, also under an instance's lock; stop() from the thread that
+// ends the process.
 
 #include <chrono>
 #include <deque>
@@ -37,7 +37,7 @@ public:
     void stop() EXCLUDES(mutex_);
 
 private:
-    // On the steady clock itself: the bound is for another process, which knows no set time.
+    // The real steady clock: the time that a test sets does not slow down another process.
     using Time = std::chrono::steady_clock::time_point;
 
     struct Order {

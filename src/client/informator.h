@@ -1,8 +1,9 @@
 #pragma once
 
-// Whoever wants to hear what happens to the stations. Informators are called on the thread that
-// reports the event, under the lock of the station's instance: they must not call back into a
-// portal instance or the portal.
+// Whoever wants to hear what happens to the stations.
+//
+// Threads: called on the thread that reports the event, under the lock of the station's instance.
+// An informator must not call a portal instance or the portal.
 
 #include <memory>
 

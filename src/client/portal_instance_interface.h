@@ -1,8 +1,9 @@
 #pragma once
 
-// The captive portal of one VAP, as everybody else sees it. What is handed around is the
-// threadsafe holder, whose calls take the instance's one lock; the getters of fixed properties,
-// setWhiteIpListData() and getRadiusSharedKey() go through without it.
+// The captive portal of one VAP, as everybody else sees it.
+//
+// Threads: what is handed around is the threadsafe holder, whose calls take the instance's one
+// lock. Getters of fixed properties, setWhiteIpListData() and getRadiusSharedKey() take none.
 
 #include <functional>
 #include <memory>
@@ -36,7 +37,7 @@ enum AuthenticateResult {
     CLIENT_NOT_FOUND = 3,        // no connected station has one of these keys
 };
 
-// What a station's copy must be for removeClientWhen() to take it out.
+// What a station must be for removeClientWhen() to remove it.
 enum class RemoveWhen { always, disconnected, unauthorised };
 
 class PortalInstanceInterface {
@@ -55,24 +56,25 @@ public:
     // (identifier, data) of the default white list.
     virtual void setWhiteIpListData(const std::pair<std::string, std::string>&) = 0;
     virtual void addClientsEventsInformator(std::shared_ptr<Informator>) = 0;
-    // A new station; true also when it is there already. `value` is its MTU as the redirector
-    // module reports it.
+    // Takes in a new station; true also when it is here already, false without a valid MAC. `value`
+    // is its MTU in bytes, as the redirector module reports it.
     virtual bool addClient(const std::string& mac, const std::string& ip, unsigned int value) = 0;
-    // A station that another access point told about.
+    // The same with a record of another access point. Throws ENTRY_EXCEPTION_TYPE when it can't be
+    // read.
     virtual bool addClient(std::shared_ptr<MessageEntry>, std::shared_ptr<ClientMessageExtractor>,
                            const std::string& ip, unsigned int value) = 0;
     // An AuthenticateResult.
     virtual int authenticateClient(ClientIdentity&, const std::string& login,
                                    const std::string& password) = 0;
     virtual void delClient(std::shared_ptr<Client>, const CommandInfo&) {}
-    // The four moves of a client: true when it entered another scenario. A client that is no longer
-    // in the table stays as it is (false).
+    // The four moves of a client; true when it entered another scenario. A client that has left the
+    // table stays as it is (false).
     virtual bool set_auth_scenario_client(std::shared_ptr<Client>) = 0;
     virtual bool set_deauth_scenario_client(std::shared_ptr<Client>) = 0;
     virtual bool setMacAuthSuccessScenario(std::shared_ptr<Client>) = 0;
     virtual bool setMacAuthFailureScenario(std::shared_ptr<Client>) = 0;
-    // Runs `change` on a client that is still in the table, in one step with all else that happens
-    // to it; false when it is gone. `change` must not call the instance.
+    // Runs `change` on the client under the instance's lock; false when it has left the table.
+    // `change` must not call the instance.
     virtual bool changeClient(const std::shared_ptr<Client>& client,
                               const std::function<void(Client&)>& change) = 0;
     virtual bool setClientScenario(ClientIdentity&, const std::string& name,
@@ -84,9 +86,8 @@ public:
     virtual void updateClientStatistic(ClientStatisticInfo&) = 0;
     virtual void checkClientsExpired() = 0;
     virtual void makeClientsPeriodicUpdate() = 0;
-    // Throws the station off the air and removes it; false when it isn't here. The station is found
-    // by its session id, else its MAC, else its name, and must match every one of them that is
-    // given.
+    // Throws the station off the air and removes it; false when it isn't here. The session id finds
+    // it, else the MAC, else the name; every one of them that is given must match.
     virtual bool disconnectClient(ClientIdentity&, const CommandInfo&) = 0;
     virtual bool isYourClient(ClientIdentity&) const = 0;
     virtual bool isClientConnected(ClientIdentity&) const = 0;
@@ -104,8 +105,8 @@ public:
     virtual std::shared_ptr<MessageEntry> dumpScenariosToMessage(
         std::shared_ptr<ClientMessageFactory>, const ClientIdentity&) const = 0;
 
-    // Removes the station where the condition holds, without throwing it off the air. True when it
-    // is not here afterwards.
+    // Removes the station where the condition holds, but leaves it on the air. True when it is not
+    // here afterwards.
     virtual bool removeClientWhen(RemoveWhen condition, const ClientIdentity&,
                                   const CommandInfo&) = 0;
 

@@ -1,5 +1,5 @@
-// The entry function: takes the configuration from the bus, builds the long-lived objects and wires
-// them, runs the portal loop on the main thread.
+// The entry function: it takes the configuration from the bus, builds and wires the long-lived
+// objects, and runs the portal loop on the main thread.
 
 #include <getopt.h>
 #include <json-c/json.h>
@@ -40,7 +40,7 @@ struct Options {
     std::string apLocation;
 };
 
-// Whatever else stands on the command line is ignored.
+// Ignores whatever else stands on the command line.
 Options parseOptions(int argc, char** argv) {
     Options options;
     opterr = 0;
@@ -119,7 +119,7 @@ void Daemon::serve() {
     logger().Debug("End of portal\n");
 }
 
-// Nothing is destroyed before the threads that may be in it have ended.
+// Destroys nothing before the threads have ended that may use it.
 void Daemon::end() {
     removePidFile();
     Singleton<DeauthTool>::getInstance().stop();
@@ -141,7 +141,7 @@ void Daemon::fail(const char* reason) const {
 
 int main(int argc, char** argv) {
     vesta::tuneAllocator();
-    // A peer or a pipe that goes away is told by the write that fails.
+    // The failing write tells of a peer or a pipe that has gone.
     signal(SIGPIPE, SIG_IGN);
     vesta::Daemon daemon;
     try {

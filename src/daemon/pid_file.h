@@ -1,7 +1,7 @@
 #pragma once
 
-// The file that tells init scripts the daemon's process. It is there while the daemon serves; a
-// daemon that could not write it runs without.
+// The file that tells init scripts the daemon's process id. It is there while the daemon serves. A
+// daemon that can't write it runs without it.
 //
 // Threads: writePidFile() before any other thread exists; removePidFile() from any thread and from
 // signal handlers.

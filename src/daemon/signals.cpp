@@ -20,7 +20,7 @@ constexpr std::size_t kStackBytes = 64 * 1024;
 std::atomic_flag ending = ATOMIC_FLAG_INIT;
 alignas(std::max_align_t) char handlerStack[kStackBytes];
 
-// Made here and not by a formatter, which no handler may call.
+// Written by hand, as no handler may call a formatter.
 const char* recordOf(int signal) {
     switch (signal) {
         case SIGTERM:
@@ -32,8 +32,8 @@ const char* recordOf(int signal) {
     }
 }
 
-// Async-signal-safe calls alone: the interrupted thread may hold the logger's lock or the heap's.
-// The other threads go on meanwhile; _exit() takes them away without running any destructor.
+// Only async-signal-safe calls: the interrupted thread may hold the logger's lock or the heap's.
+// The other threads go on meanwhile; _exit() ends them without running any destructor.
 void endProcess(int signal) {
     if (ending.test_and_set()) {
         // Another thread is ending the process already.

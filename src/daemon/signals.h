@@ -1,12 +1,12 @@
 #pragma once
 
-// The daemon's end by signal. SIGTERM, SIGABRT and SIGSEGV are all an orderly end: one log record,
-// the PID file removed, status 0, whatever the interrupted thread was doing and whatever it holds.
+// The daemon's end by signal. SIGTERM, SIGABRT and SIGSEGV all end it in order: one log record, the
+// PID file removed, status 0, whatever locks the interrupted thread holds.
 
 namespace vesta {
 
-// Handles the three signals from now on, on whichever thread they arrive; the calling thread also
-// when its stack is exhausted. The logger and the PID file are in place before.
+// Handles the three signals from now on, on whichever thread they arrive, on the calling thread
+// also when its stack is exhausted. The logger and the PID file must be in place.
 void installSignalHandlers();
 
 }  // namespace vesta

@@ -1,7 +1,6 @@
 #pragma once
 
-// Makes the clients of an instance: newly seen stations, and those that another access point tells
-// of.
+// Makes the clients of an instance: of newly seen stations and of another access point's records.
 //
 // Threads: under the lock of the instance.
 
@@ -19,14 +18,14 @@ class ScenarioSequenceFactory;
 
 class ClientFactory {
 public:
-    // Both live longer than the factory; `owner` is the instance as its clients know it.
+    // Both must outlive the factory. `owner` is the instance as its clients know it.
     ClientFactory(const ScenarioSequenceFactory& sequences, PortalInstanceInterface& owner)
         : sequences_(sequences), owner_(owner) {}
 
-    // At the beginning of the instance's scenarios. `value` is the station's MTU.
+    // A client at the beginning of the instance's scenarios. `value` is its MTU in bytes.
     [[nodiscard]] std::shared_ptr<Client> build(const std::string& mac, const std::string& ip,
                                                 unsigned int value) const;
-    // Where the record has it, with the session time already spent there. Throws
+    // A client in the scenario of the record, with the session time already spent there. Throws
     // ENTRY_EXCEPTION_TYPE when the record lacks its login, scenario or session time.
     [[nodiscard]] std::shared_ptr<Client> restore(
         const std::shared_ptr<MessageEntry>& record,

@@ -1,8 +1,8 @@
 #pragma once
 
-// Which client an identity of several keys means. Of the keys given the session id decides, else
-// the MAC, else what is left; the others only confirm, so that a user's laptop that is named by its
-// MAC and the user's name is never taken for the user's phone.
+// Which client an identity with several keys means. The session id decides; without one the MAC
+// does; without that what is left. The other keys must match too: a laptop that is named by its MAC
+// and its user's name is never taken for the same user's phone.
 //
 // Threads: under the lock of the client's instance.
 
@@ -11,14 +11,14 @@
 
 namespace vesta {
 
-// The identity with the deciding key alone; a session id has become the MAC of its station. Matches
+// The identity with the deciding key alone, a session id as the MAC of its station. It matches
 // nobody when there is no such session.
 [[nodiscard]] ClientIdentity decidingKey(const ClientIdentity& identity);
 
-// Whether the identity's session id, where there is one, is that of the client's session.
+// True also for an identity without a session id.
 [[nodiscard]] bool matchesSession(const Client& client, const ClientIdentity& identity);
 
-// Whether the client matches the identity's session id, MAC and name, those of them that are given.
+// Whether the client matches every one of session id, MAC and name that the identity has.
 [[nodiscard]] bool matchesEveryKey(const Client& client, const ClientIdentity& identity);
 
 }  // namespace vesta

@@ -97,7 +97,7 @@ void Portal::addInstance(const std::shared_ptr<MessageEntry>& entry,
 }
 
 void Portal::start() {
-    // Stations that were here before a restart of the daemon are to be known when they show up.
+    // Stations that were here before the daemon restarted must be known when they show up.
     if (const std::shared_ptr<ClientInformationStore> store = clientStore_.lock()) {
         store->awaitReady();
     }
@@ -166,7 +166,7 @@ bool Portal::addClient(const std::string& mac, const std::string& ip, unsigned i
     PortalInstanceInterface& instance = **found;
     ClientIdentity identity(mac, "", "", "");
     if (instance.isYourClient(identity) && !isUpToDate(instance, mac)) {
-        // It came back before its copy was given up: it goes on as it was elsewhere.
+        // It comes back from another access point, and this copy is out of date.
         instance.removeClientWhen(RemoveWhen::always, identity,
                                   CommandInfo(END_REASON_APBD_REQUEST));
     } else if (instance.isYourClient(identity)) {
@@ -293,7 +293,7 @@ void Portal::clearWhiteIPLists() {
     for (const Instance& instance : instances_) {
         instance->setWhiteIpListData({});
     }
-    // What another access point lent is gone; the way to the login page must stay open.
+    // Without the configured lists no station could reach its login page.
     whiteListStore_->addWhiteLists(configuredLists_);
     for (std::size_t i = 0; i < instances_.size(); ++i) {
         instances_[i]->setWhiteIpListData(configuredDefaults_[i]);

@@ -45,15 +45,15 @@ class Portal : public LoopWorker,
                public StationReceiver,
                public SessionDirectory {
 public:
-    // Builds everything from the configuration document; `uplink` and `apLocation`, where not
-    // empty, stand for "uplink-interface" and "ap-location". Throws ENTRY_EXCEPTION_TYPE for a
-    // missing key, after logging which; ends the process (status 1) when there is no VAP to serve.
+    // Builds everything from the configuration document. `uplink` and `apLocation` overrule its
+    // "uplink-interface" and "ap-location" where they are not empty. Throws ENTRY_EXCEPTION_TYPE
+    // for a missing key, after logging which. Ends the process (status 1) when no VAP is served.
     Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> config,
            const std::string& uplink, const std::string& apLocation);
     ~Portal() override;
 
-    // Runs the redirector worker on its thread and the loop on this one; returns after stop(),
-    // with that thread ended.
+    // Runs the redirector worker on its own thread and the loop on this one. Returns after stop(),
+    // when that thread has ended.
     void start() override;
     bool handle() override;
     // Fresh statistics, on the thread that delivers them.
@@ -64,21 +64,23 @@ public:
     void setClientInformationStore(std::shared_ptr<ClientInformationStore> store);
     void addClientsEventsInformator(std::shared_ptr<Informator> informator);
 
-    // A station that the redirector module reports; false when no instance serves the interface.
+    // Takes in a station that the redirector module reports. `value` is its MTU in bytes. False
+    // when no instance serves the interface.
     bool addClient(const std::string& mac, const std::string& ip, unsigned int value,
                    const std::string& interfaceName) override;
     // An AuthenticateResult; CLIENT_NOT_FOUND when no instance has the station connected.
     int authenticateClient(ClientIdentity& identity, const std::string& login,
                            const std::string& password);
-    // Each is true when the station was found and disconnected.
+    // These three throw a station off the air and remove it; true when it was found. From the first
+    // instance that has it:
     bool disconnectClient(ClientIdentity& identity, const CommandInfo& command) override;
     bool disconnectClientFromInterface(const std::string& interfaceName, ClientIdentity& identity,
                                        const CommandInfo& command);
-    // Every instance of the SSID that has the station.
+    // From every instance of the SSID that has it:
     bool disconnectClientFrom(const std::string& ssid, ClientIdentity& identity,
                               const CommandInfo& command);
-    // Removes the station from every instance of the SSID but that of the interface `kept`, where
-    // the condition holds, without throwing it off the air. True when none has it afterwards.
+    // Removes the station, but leaves it on the air, from every instance of the SSID where the
+    // condition holds, except the one on the interface `kept`. True when none has it afterwards.
     bool removeClientFrom(const std::string& ssid, const ClientIdentity& identity,
                           RemoveWhen condition, const CommandInfo& command,
                           const std::string& kept = "");
@@ -90,9 +92,9 @@ public:
     // "http://<proxy>:8888/"
     [[nodiscard]] std::string getProxyUrl() const;
     [[nodiscard]] std::shared_ptr<KernelWhiteListStore> getWhiteListStore() const;
-    // Forgets the lists of other access points; the configured lists and defaults are put back.
+    // Forgets the lists of other access points and puts the configured lists and defaults back.
     void clearWhiteIPLists();
-    // A change of an instance's default white list from another access point.
+    // Takes over another access point's change of an instance's default white list.
     void updatePortalInstance(std::shared_ptr<MessageEntry> message,
                               std::shared_ptr<PortalInstanceMessageExtractor> extractor);
 
@@ -110,7 +112,7 @@ public:
         std::shared_ptr<ClientMessageFactory>) const;
     std::vector<std::shared_ptr<MessageEntry>> dumpScenariosToMessages(
         std::shared_ptr<ClientMessageFactory>) const;
-    // The one client of the instances with this SSID; null when there is none.
+    // The client, looked for in the instances of this SSID; null when there is none.
     std::shared_ptr<MessageEntry> dumpScenariosToMessage(std::shared_ptr<ClientMessageFactory>,
                                                          const ClientIdentity& identity,
                                                          const std::string& ssid) const;

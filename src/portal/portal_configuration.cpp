@@ -11,7 +11,7 @@ namespace {
 
 using Entry = PortalConfiguration::Entry;
 
-// Reads one optional part of an interface entry; `dropped` tells that the entry goes without it.
+// Reads one part of an interface entry. False when it is missing, which `dropped` tells.
 template <class Read>
 bool readOrDrop(const char* dropped, Read read) {
     try {
@@ -36,7 +36,7 @@ bool isEnabledVapInterface(const Entry& entry) {
            type == "vap" && enabled;
 }
 
-// The text that `read()` gives; "" when there is none.
+// "" when `read()` finds no text.
 template <class Read>
 std::string textOrEmpty(Read read) {
     try {

@@ -43,7 +43,7 @@ int ageTimeoutOf(const PortalInstance::Settings& settings) {
     return static_cast<int>(std::max(0L, settings.extractor->extractAgeTimeout(settings.vap)));
 }
 
-// Null for a mode that there is no authenticator for.
+// Null for an unknown mode.
 std::unique_ptr<Authenticator> makeAuthenticator(AUTH_MODE mode,
                                                  const std::shared_ptr<RadiusWorker>& radiusWorker,
                                                  PortalInstanceInterface& owner) {
@@ -63,7 +63,7 @@ std::unique_ptr<Authenticator> makeAuthenticator(AUTH_MODE mode,
 
 using Dump = std::shared_ptr<MessageEntry> (Client::*)(std::shared_ptr<ClientMessageFactory>) const;
 
-// Of every client that the factory does not filter.
+// One message for each client that the factory's filter lets through.
 Entries dumpAll(const ClientTable& clients, Dump dump,
                 const std::shared_ptr<ClientMessageFactory>& factory) {
     Entries messages;
@@ -99,7 +99,7 @@ PortalInstance::~PortalInstance() {
     if (!radiusWorker_) {
         return;
     }
-    // The worker's answers go to the authenticator.
+    // Its answers go to the authenticator, which is destroyed first.
     radiusWorker_->close();
     for (const ClientPtr& client : stations_.table()) {
         RadiusWorker::deleteSta(client->getRadiusSta());
@@ -336,7 +336,7 @@ std::shared_ptr<MessageEntry> PortalInstance::dumpToMessage(
 
 std::shared_ptr<MessageEntry> PortalInstance::dumpClientToMessage(
     const ClientIdentity& identity, std::shared_ptr<ClientMessageFactory> factory) const {
-    // Of two stations with one address, the one that is here now is the one that is meant.
+    // Of two stations with one address the connected one is meant.
     const ClientPtr connected = findConnectedClient(identity);
     const ClientPtr client = connected ? connected : stations_.table().find(identity);
     return client ? client->dumpToMessage(factory) : nullptr;

@@ -28,8 +28,8 @@ class ScenarioSequenceFactory;
 
 class PortalInstance : public PortalInstanceInterface {
 public:
-    // What an instance is built from. `owner` is how clients and authenticators reach the instance
-    // from other threads: its holder; null: the instance itself.
+    // What an instance is built from. `owner` is the holder, through which clients and
+    // authenticators reach the instance from other threads; null: the instance itself.
     struct Settings {
         std::string name;
         std::string uplink;
@@ -39,8 +39,8 @@ public:
         SharedInformators informators;
     };
 
-    // Throws ENTRY_EXCEPTION_TYPE when the VAP lacks a key. Whoever destroys an instance that uses
-    // RADIUS must hold no lock, and has best stopped the RadiusListener before.
+    // Throws ENTRY_EXCEPTION_TYPE when the VAP lacks a key. An instance that uses RADIUS must be
+    // destroyed without any lock held, and best after the RadiusListener was stopped.
     PortalInstance(const Settings& settings, std::unique_ptr<ScenarioSequenceFactory> sequences);
     virtual ~PortalInstance();
     PortalInstance(const PortalInstance&) = delete;
@@ -99,14 +99,14 @@ protected:
     using ClientPtr = Stations::ClientPtr;
 
     [[nodiscard]] Informators& informators() { return stations_.informators(); }
-    // The first client in order of arrival that matches and is connected; null when none is.
+    // The first in order of arrival that matches and is connected; null when there is none.
     [[nodiscard]] ClientPtr findConnectedClient(const ClientIdentity& identity) const;
 
 private:
     // Null when the instance uses no RADIUS.
     static std::shared_ptr<RadiusWorker> ConfigureRadiusWorker(const Settings& settings);
     void insertClient(ClientPtr client);
-    // Whether such a station is here already, with a log record.
+    // Whether the station is here already, which is logged.
     [[nodiscard]] bool isKnown(const ClientIdentity& identity) const;
 
     const std::string name_;

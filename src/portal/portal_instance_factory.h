@@ -21,7 +21,7 @@ public:
 
     // All throw ENTRY_EXCEPTION_TYPE when the VAP has no verification mode or lacks a key.
     // `owner`: what the instance's clients know as their instance; null: the instance itself.
-    // `informators`: those that stand beside the instance's own.
+    // `informators`: those that the instance shares with others.
     static std::shared_ptr<PortalInstance> build(const std::string& name, const std::string& uplink,
                                                  Vap vap, Extractor extractor,
                                                  PortalInstanceInterface* owner = nullptr,

@@ -1,11 +1,11 @@
 #pragma once
 
 // The lock around a portal instance: every call that reads or changes clients holds the one mutex
-// for exactly its duration, whichever thread calls. The getters of fixed properties go through
-// unlocked, and so does setWhiteIpListData(), whose data the instance guards by itself.
+// as long as it lasts. Getters of fixed properties take no lock, nor does setWhiteIpListData(),
+// whose data the instance guards by itself.
 //
-// The mutex is not recursive: what an instance calls while it is held (informators, authenticators)
-// must not come back to the holder on the same thread.
+// The mutex is not recursive: informators and authenticators, which an instance calls while it is
+// held, must not call the holder on the same thread.
 
 #include <memory>
 
@@ -80,7 +80,7 @@ public:
 
 private:
     mutable Mutex mutex_;
-    // Set before the holder is shared; what it points to is the lock's.
+    // Set before the holder is shared. The mutex guards what it points to.
     std::shared_ptr<PortalInstanceInterface> instance_;
 };
 

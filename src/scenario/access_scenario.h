@@ -22,9 +22,9 @@ public:
     std::shared_ptr<Scenario> getSenarioCopy() const override;
     ACCESS_TYPE getAccessOpen() const override { return ACCESS_ALLOW; }
     void startScenario(unsigned int syncTime) override;
-    // Checks time, traffic, session, transmit and receive limit in this order; the first that
-    // fires gives the reason. Session time is accounted by the session check, so it stands still
-    // in a call in which an earlier check fires.
+    // Checks the limits of time, traffic, session, transmit and receive in this order; the first
+    // that is passed gives the reason. The session check counts the session time, so that time
+    // stands still in a call in which an earlier limit is passed.
     bool isExpired() override;
     // "", "time-over", "traffic-over", "session-over" or "cleared"
     std::string getExpireReason() const override;
@@ -41,7 +41,7 @@ public:
     long long getCurrentTraffic() const override;
     std::string get_name_deauth_scenario() const override { return *deauthScenario_; }
     void updateScenarioConstraints(AccessScenarioConstraints& newLimits) override;
-    // The first counters after a start are where the traffic is counted from.
+    // The first counters after a start are those from which traffic is counted.
     void updateStatistic(ClientStatisticInfo& statistics) override;
     ClientStatisticInfo getStatistic() const override;
     std::shared_ptr<MessageEntry> dumpToMessage(
@@ -74,7 +74,7 @@ private:
     std::int32_t sessionTime_ = 0;       // seconds
     std::int32_t connectionTime_ = 0;    // seconds
     std::int64_t lastSessionCheck_ = 0;  // monotonic seconds
-    // 0: not latched yet.
+    // The counters when counting began; 0: it has not begun.
     std::uint64_t startTxBytes_ = 0;
     std::uint64_t startRxBytes_ = 0;
     std::uint64_t txBytes_ = 0;

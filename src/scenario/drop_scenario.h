@@ -1,6 +1,6 @@
 #pragma once
 
-// "drop": the station's traffic is dropped until MAC authentication picks the way on.
+// "drop": the station's traffic is dropped until MAC authentication chooses the next scenario.
 
 #include <memory>
 #include <string>

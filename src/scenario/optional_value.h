@@ -7,8 +7,7 @@
 
 namespace vesta {
 
-// Runs read(); false when it threw because the message lacks the value, or holds it in a form that
-// can't be read.
+// Runs read(); false when it throws because the message lacks the value or holds an unreadable one.
 template <class Read>
 [[nodiscard]] bool readOptional(Read read) {
     try {

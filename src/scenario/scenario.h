@@ -1,9 +1,10 @@
 #pragma once
 
-// One step of the access policy that a station walks through. Three kinds: AccessScenario lets the
-// station through within limits, RedirectScenario holds its traffic and sends its web requests to a
-// portal, DropScenario drops it while MAC authentication picks the way on. An attribute that a kind
-// does not hold answers empty, with an error record where asking for it is a fault.
+// One step of the access policy that a station walks through. There are three kinds: AccessScenario
+// lets the station through within limits, RedirectScenario holds its traffic and sends its web
+// requests to a portal, DropScenario drops its traffic until MAC authentication chooses the next
+// step. A kind that is asked for what it does not hold answers empty, with an error record where
+// asking is a fault.
 //
 // Threads: no lock; reached only through the station's client, under its instance's lock.
 
@@ -26,15 +27,15 @@ public:
     virtual ~Scenario() = default;
     Scenario& operator=(const Scenario&) = delete;
 
-    // Reads what this kind holds beyond the name and id (which the base reads) from a message; a
-    // value that is missing leaves the default and one log record.
+    // Reads from a message what this kind holds beyond name and id, which the base reads. A missing
+    // value keeps its default and is logged.
     virtual void extractDataFromMsg(std::shared_ptr<MessageEntry>,
                                     std::shared_ptr<ScenarioMessageExtractor>);
     // A copy that shares no state with this one.
     virtual std::shared_ptr<Scenario> getSenarioCopy() const = 0;
     virtual ACCESS_TYPE getAccessOpen() const = 0;
-    // Called whenever a sequence makes the scenario current; `syncTime` are the session seconds
-    // already spent in it elsewhere.
+    // Called when a sequence makes the scenario current. `syncTime`: the seconds of session already
+    // spent in it at another access point.
     virtual void startScenario(unsigned int syncTime);
     virtual std::string getRedirectUrl() const;
     virtual std::string getVirtualPortalName() const;
@@ -42,8 +43,8 @@ public:
     virtual std::string getExpireReason() const;
     virtual bool clearExpireReason();
     virtual std::string getWhiteIpListId() const;
-    virtual unsigned int getTxMaxSpeed() const;   // KiB/s, 0 = unlimited
-    virtual unsigned int getRxMaxSpeed() const;   // KiB/s, 0 = unlimited
+    virtual unsigned int getTxMaxSpeed() const;   // KiB/s down to the station, 0 = unlimited
+    virtual unsigned int getRxMaxSpeed() const;   // KiB/s up from the station, 0 = unlimited
     virtual long long getTrafficLimit() const;    // bytes, 0 = none
     virtual long getAwayTimeout() const;          // seconds, 0 = none
     virtual long getCurrentTimeLimit() const;     // seconds used of the time limit
@@ -87,7 +88,7 @@ protected:
 
     [[nodiscard]] std::shared_ptr<MessageEntry> writeReport(ScenarioMessageFactory& factory,
                                                             const Report& report) const;
-    // One debug record; for the kinds' getSenarioCopy().
+    // For getSenarioCopy() of the kinds.
     void logCopy() const;
 
 private:

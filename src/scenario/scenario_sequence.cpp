@@ -35,7 +35,7 @@ ScenarioSequence::ScenarioSequence(Messages& messages,
         throw ENTRY_NOT_FOUND;
     }
     reportFatalError("Can't find scenarios or valid scenarios. Exit\n");
-    // Without destructors of static objects: the bus has threads that use them.
+    // No destructors of static objects: threads of the bus use them.
     std::_Exit(-1);
 }
 
@@ -174,7 +174,7 @@ ScenarioSequence::Messages ScenarioSequence::dumpFrom(
     return messages;
 }
 
-// scenarios_.size() when there is none.
+// The index; scenarios_.size() when there is none.
 std::size_t ScenarioSequence::firstRedirect() const {
     std::size_t index = 0;
     while (index < scenarios_.size() && scenarios_[index]->getAccessOpen() != ACCESS_REDIRECT) {

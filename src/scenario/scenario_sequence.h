@@ -1,8 +1,8 @@
 #pragma once
 
-// The scenarios that one client walks through, in order, and the one in force. This plain sequence
-// moves by the rules of its scenarios alone; ManageableScenarioSequence also takes orders from
-// outside. A sequence always holds at least one scenario.
+// The scenarios that one client walks through, in order, and which one is in force. This plain
+// sequence moves only by the rules of its scenarios; ManageableScenarioSequence also takes orders
+// from outside. A sequence always holds at least one scenario.
 //
 // Threads: no lock; reached only through the client that owns it.
 
@@ -38,11 +38,11 @@ public:
     virtual ~ScenarioSequence() = default;
     ScenarioSequence& operator=(const ScenarioSequence&) = delete;
 
-    // Orders from outside, which a plain sequence refuses (false). Scenarios whose name the
-    // sequence holds already are taken out of the caller's list; of the others copies are appended,
-    // with ids on from the last one's.
+    // Four orders from outside, which a plain sequence refuses (false). This one takes scenarios
+    // whose names the sequence holds already out of the caller's list, numbers the others on from
+    // its last id, and appends copies of them.
     virtual bool appendScenarios(std::vector<std::shared_ptr<Scenario>>& scenarios);
-    // `syncTime` are the session seconds already spent in that scenario elsewhere.
+    // `syncTime`: the seconds of session already spent in it at another access point.
     virtual bool setCurrentScenario(unsigned int id, unsigned int syncTime);
     virtual bool setCurrentScenario(const std::string& name);
     // Of the current scenario only.
@@ -54,9 +54,9 @@ public:
     [[nodiscard]] unsigned int getCount() const {
         return static_cast<unsigned int>(scenarios_.size());
     }
-    // No scenario has the current one's id + 1.
+    // Whether no scenario has the id after the current one's.
     [[nodiscard]] bool isCurrentScenarioLast() const;
-    // The current scenario stands behind the first redirect scenario.
+    // Whether the current scenario stands behind the first redirect scenario.
     [[nodiscard]] bool firstRedirectPassed() const;
     // The virtual portal of the first redirect scenario, "" when there is none.
     [[nodiscard]] std::string getFristRedirectPortalName() const;
@@ -66,7 +66,7 @@ public:
     // Clears the reason of that scenario; false when its kind has none.
     bool clearExpireInfo();
 
-    // Moves; each returns whether a scenario was entered. To the scenario with the next id, which a
+    // The moves return whether a scenario was entered. To the scenario with the next id, which a
     // plain sequence never enters:
     bool switchScenario();
     // To the first scenario of that name:
@@ -77,7 +77,7 @@ public:
     bool setMacAuthSuccessScenario();
     bool setMacAuthFailureScenario();
 
-    // All scenarios; those from the third on; the current one.
+    // All scenarios; those behind the access point's own; the current one.
     [[nodiscard]] Messages dumpToMessages(const std::shared_ptr<ScenarioMessageFactory>&) const;
     [[nodiscard]] Messages dumpActualToMessages(
         const std::shared_ptr<ScenarioMessageFactory>&) const;

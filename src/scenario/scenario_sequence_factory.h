@@ -2,7 +2,7 @@
 
 // Holds an instance's configured scenarios and gives each new client a copy of its own.
 //
-// Threads: build() only reads, but reading is not locked: one thread at a time.
+// Threads: one at a time.
 
 #include <memory>
 #include <string>
@@ -21,7 +21,7 @@ public:
     ScenarioSequenceFactory& operator=(const ScenarioSequenceFactory&) = delete;
 
     [[nodiscard]] virtual std::unique_ptr<ScenarioSequence> build() const;
-    // A copy that takes orders, also where build() gives a plain one: for a client that is put
+    // A copy that takes orders also where build() gives a plain one, for a client that goes on
     // where another access point had it.
     [[nodiscard]] std::unique_ptr<ScenarioSequence> buildManageable() const;
     // The virtual portal of the first redirect scenario, "" when there is none.
