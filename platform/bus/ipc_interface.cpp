@@ -32,9 +32,10 @@ std::string shortened(const std::string& text) {
     return text.substr(0, 64);
 }
 
-void runCommand(const IpcInterface::Command& command, const std::string& name, Arrival& arrival) {
+void runCommand(const IpcInterface::Command& command, const std::string& name, Arrival& arrival,
+                json_object* node) {
     try {
-        command(arrival.frame.payload.data(), nullptr, static_cast<int>(arrival.frame.sender));
+        command(arrival.frame.payload.data(), node, static_cast<int>(arrival.frame.sender));
     } catch (const std::exception& problem) {
         report(LogLevel::error, "bus: command %s from %s failed: %s", name.c_str(),
                arrival.from->peerName().c_str(), problem.what());
@@ -58,14 +59,13 @@ void dispatch(const IpcInterface::CommandTable& commands, JsonReader& reader, Ar
             break;
     }
     const std::string name = commandOf(node.get());
-    node.reset();
     const auto entry = commands.find(name);
     if (entry == commands.end()) {
         report(LogLevel::debug, "bus: nobody handles \"%s\" of %s, dropped",
                shortened(name).c_str(), arrival.from->peerName().c_str());
         return;
     }
-    runCommand(entry->second, name, arrival);
+    runCommand(entry->second, name, arrival, node.get());
 }
 
 enum class Kept { no, yes };

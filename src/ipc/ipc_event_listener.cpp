@@ -21,8 +21,10 @@ json_object* nodeOf(MessageEntry& entry) {
     return static_cast<json_object*>(entry.getRowMessage());
 }
 
-std::shared_ptr<MessageEntry> parseRequest(const char* text) {
-    auto request = std::make_shared<JsonEntry>(text);
+// The bus has parsed the text already; it hands null where that is left to us.
+std::shared_ptr<MessageEntry> requestOf(const char* text, void* parsed) {
+    auto request =
+        parsed != nullptr ? std::make_shared<JsonEntry>(parsed) : std::make_shared<JsonEntry>(text);
     if (json_object_is_type(nodeOf(*request), json_type_object) == 0) {
         throw ENTRY_WRONG_TYPE;
     }
@@ -46,8 +48,8 @@ IPCEventListener::IPCEventListener(std::shared_ptr<Portal> portal,
     using Self = IPCEventListener;
     name_ = "ipcListener";
     const auto add = [this](const char* command, void (Self::*adapter)(void*, void*, int)) {
-        commands_[command] = [this, adapter](void* message, void* user, int sender) {
-            (this->*adapter)(message, user, sender);
+        commands_[command] = [this, adapter](void* message, void* parsed, int sender) {
+            (this->*adapter)(message, parsed, sender);
         };
     };
     add("get-redirect-params", &Self::ipcHandleGetRedirectParams);
@@ -79,9 +81,9 @@ void IPCEventListener::stop() {
     ipc_->stop();
 }
 
-void IPCEventListener::ipcHandleFunction(void* message, void* /*user*/, int sender,
+void IPCEventListener::ipcHandleFunction(void* message, void* parsed, int sender,
                                          AnswerHandler handler) {
-    const std::string answer = makeAnswer(static_cast<const char*>(message), handler);
+    const std::string answer = makeAnswer(static_cast<const char*>(message), parsed, handler);
     logger().Debug("%s for %d going to send anser %s\n", "ipcHandleFunction", sender,
                    answer.c_str());
     if (!ipc_->send(answer, sender)) {
@@ -90,9 +92,9 @@ void IPCEventListener::ipcHandleFunction(void* message, void* /*user*/, int send
     }
 }
 
-std::string IPCEventListener::makeAnswer(const char* text, AnswerHandler handler) {
+std::string IPCEventListener::makeAnswer(const char* text, void* parsed, AnswerHandler handler) {
     try {
-        const Entry request = parseRequest(text);
+        const Entry request = requestOf(text, parsed);
         logger().Debug("%s receive request: %s\n", "ipcHandleFunction", text);
         const Entry answer = (this->*handler)(request);
         if (answer == nullptr) {
@@ -111,11 +113,11 @@ std::string IPCEventListener::makeAnswer(const char* text, AnswerHandler handler
     return kAnyFailure;
 }
 
-void IPCEventListener::ipcNoAnserHandleFunction(void* message, void* /*user*/, int sender,
+void IPCEventListener::ipcNoAnserHandleFunction(void* message, void* parsed, int sender,
                                                 NoAnswerHandler handler) {
     const char* const text = static_cast<const char*>(message);
     try {
-        const Entry request = parseRequest(text);
+        const Entry request = requestOf(text, parsed);
         logger().Debug("%s receive request: %s\n", "ipcNoAnserHandleFunction", text);
         (this->*handler)(request);
     } catch (const ENTRY_EXCEPTION_TYPE&) {
@@ -128,75 +130,75 @@ void IPCEventListener::ipcNoAnserHandleFunction(void* message, void* /*user*/, i
     }
 }
 
-void IPCEventListener::ipcHandleGetRedirectParams(void* message, void* user, int sender) {
-    ipcHandleFunction(message, user, sender, &VestaEventListener::handleGetRedirectParams);
+void IPCEventListener::ipcHandleGetRedirectParams(void* message, void* parsed, int sender) {
+    ipcHandleFunction(message, parsed, sender, &VestaEventListener::handleGetRedirectParams);
 }
 
-void IPCEventListener::ipcHandleValidateIp(void* message, void* user, int sender) {
-    ipcHandleFunction(message, user, sender, &VestaEventListener::handleValidateIp);
+void IPCEventListener::ipcHandleValidateIp(void* message, void* parsed, int sender) {
+    ipcHandleFunction(message, parsed, sender, &VestaEventListener::handleValidateIp);
 }
 
-void IPCEventListener::ipcHandleValidate(void* message, void* user, int sender) {
-    ipcHandleFunction(message, user, sender, &VestaEventListener::handleValidate);
+void IPCEventListener::ipcHandleValidate(void* message, void* parsed, int sender) {
+    ipcHandleFunction(message, parsed, sender, &VestaEventListener::handleValidate);
 }
 
-void IPCEventListener::ipcHandleUpdate(void* message, void* user, int sender) {
-    ipcHandleFunction(message, user, sender, &VestaEventListener::handleUpdate);
+void IPCEventListener::ipcHandleUpdate(void* message, void* parsed, int sender) {
+    ipcHandleFunction(message, parsed, sender, &VestaEventListener::handleUpdate);
 }
 
-void IPCEventListener::ipcHandleUpdateScenario(void* message, void* user, int sender) {
-    ipcHandleFunction(message, user, sender, &VestaEventListener::handleUpdateScenario);
+void IPCEventListener::ipcHandleUpdateScenario(void* message, void* parsed, int sender) {
+    ipcHandleFunction(message, parsed, sender, &VestaEventListener::handleUpdateScenario);
 }
 
-void IPCEventListener::ipcHandleVestadState(void* message, void* user, int sender) {
-    ipcHandleFunction(message, user, sender, &VestaEventListener::handleVestadState);
+void IPCEventListener::ipcHandleVestadState(void* message, void* parsed, int sender) {
+    ipcHandleFunction(message, parsed, sender, &VestaEventListener::handleVestadState);
 }
 
-void IPCEventListener::ipcHandleVestadStateScenarios(void* message, void* user, int sender) {
-    ipcHandleFunction(message, user, sender, &VestaEventListener::handleVestadStateScenarios);
+void IPCEventListener::ipcHandleVestadStateScenarios(void* message, void* parsed, int sender) {
+    ipcHandleFunction(message, parsed, sender, &VestaEventListener::handleVestadStateScenarios);
 }
 
-void IPCEventListener::ipcHandleAPBConnectedResponce(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender,
+void IPCEventListener::ipcHandleAPBConnectedResponce(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender,
                              &VestaEventListener::handleAPBConnectedResponce);
 }
 
-void IPCEventListener::ipcHandleAPBDisconnectedResponce(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender,
+void IPCEventListener::ipcHandleAPBDisconnectedResponce(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender,
                              &VestaEventListener::handleAPBDisconnectedResponce);
 }
 
-void IPCEventListener::ipcHandleAPBSubscribeResponce(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender,
+void IPCEventListener::ipcHandleAPBSubscribeResponce(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender,
                              &VestaEventListener::handleAPBSubscribeResponce);
 }
 
-void IPCEventListener::ipcHandleAPBAddResponce(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBAddResponce);
+void IPCEventListener::ipcHandleAPBAddResponce(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender, &VestaEventListener::handleAPBAddResponce);
 }
 
-void IPCEventListener::ipcHandleAPBUpdateResponce(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBUpdateResponce);
+void IPCEventListener::ipcHandleAPBUpdateResponce(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender, &VestaEventListener::handleAPBUpdateResponce);
 }
 
-void IPCEventListener::ipcHandleAPBDeleteResponce(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBDeleteResponce);
+void IPCEventListener::ipcHandleAPBDeleteResponce(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender, &VestaEventListener::handleAPBDeleteResponce);
 }
 
-void IPCEventListener::ipcHandleAPBAddNotify(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBAddNotify);
+void IPCEventListener::ipcHandleAPBAddNotify(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender, &VestaEventListener::handleAPBAddNotify);
 }
 
-void IPCEventListener::ipcHandleAPBUpdateNotify(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBUpdateNotify);
+void IPCEventListener::ipcHandleAPBUpdateNotify(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender, &VestaEventListener::handleAPBUpdateNotify);
 }
 
-void IPCEventListener::ipcHandleAPBDeleteNotify(void* message, void* user, int sender) {
-    ipcNoAnserHandleFunction(message, user, sender, &VestaEventListener::handleAPBDeleteNotify);
+void IPCEventListener::ipcHandleAPBDeleteNotify(void* message, void* parsed, int sender) {
+    ipcNoAnserHandleFunction(message, parsed, sender, &VestaEventListener::handleAPBDeleteNotify);
 }
 
-void IPCEventListener::ipcHandleDelClient(void* message, void* user, int sender) {
-    ipcHandleFunction(message, user, sender, &VestaEventListener::handleDelClient);
+void IPCEventListener::ipcHandleDelClient(void* message, void* parsed, int sender) {
+    ipcHandleFunction(message, parsed, sender, &VestaEventListener::handleDelClient);
 }
 
 }  // namespace vesta

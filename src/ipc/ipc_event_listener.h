@@ -24,32 +24,33 @@ public:
     // Ends the bus's delivery of requests as well, for which handle() waits.
     void stop() override;
 
-    // The table's callbacks: (zero-terminated JSON text, unused, module number of the sender).
-    void ipcHandleGetRedirectParams(void* message, void* user, int sender);
-    void ipcHandleValidateIp(void* message, void* user, int sender);
-    void ipcHandleValidate(void* message, void* user, int sender);
-    void ipcHandleUpdate(void* message, void* user, int sender);
-    void ipcHandleUpdateScenario(void* message, void* user, int sender);
-    void ipcHandleVestadState(void* message, void* user, int sender);
-    void ipcHandleVestadStateScenarios(void* message, void* user, int sender);
-    void ipcHandleAPBConnectedResponce(void* message, void* user, int sender);
-    void ipcHandleAPBDisconnectedResponce(void* message, void* user, int sender);
-    void ipcHandleAPBSubscribeResponce(void* message, void* user, int sender);
-    void ipcHandleAPBAddResponce(void* message, void* user, int sender);
-    void ipcHandleAPBUpdateResponce(void* message, void* user, int sender);
-    void ipcHandleAPBDeleteResponce(void* message, void* user, int sender);
-    void ipcHandleAPBAddNotify(void* message, void* user, int sender);
-    void ipcHandleAPBUpdateNotify(void* message, void* user, int sender);
-    void ipcHandleAPBDeleteNotify(void* message, void* user, int sender);
-    void ipcHandleDelClient(void* message, void* user, int sender);
+    // The table's callbacks: (zero-terminated JSON text; the same as a json_object*, or null;
+    // module number of the sender).
+    void ipcHandleGetRedirectParams(void* message, void* parsed, int sender);
+    void ipcHandleValidateIp(void* message, void* parsed, int sender);
+    void ipcHandleValidate(void* message, void* parsed, int sender);
+    void ipcHandleUpdate(void* message, void* parsed, int sender);
+    void ipcHandleUpdateScenario(void* message, void* parsed, int sender);
+    void ipcHandleVestadState(void* message, void* parsed, int sender);
+    void ipcHandleVestadStateScenarios(void* message, void* parsed, int sender);
+    void ipcHandleAPBConnectedResponce(void* message, void* parsed, int sender);
+    void ipcHandleAPBDisconnectedResponce(void* message, void* parsed, int sender);
+    void ipcHandleAPBSubscribeResponce(void* message, void* parsed, int sender);
+    void ipcHandleAPBAddResponce(void* message, void* parsed, int sender);
+    void ipcHandleAPBUpdateResponce(void* message, void* parsed, int sender);
+    void ipcHandleAPBDeleteResponce(void* message, void* parsed, int sender);
+    void ipcHandleAPBAddNotify(void* message, void* parsed, int sender);
+    void ipcHandleAPBUpdateNotify(void* message, void* parsed, int sender);
+    void ipcHandleAPBDeleteNotify(void* message, void* parsed, int sender);
+    void ipcHandleDelClient(void* message, void* parsed, int sender);
 
 private:
     using AnswerHandler = Entry (VestaEventListener::*)(Entry);
     using NoAnswerHandler = void (VestaEventListener::*)(Entry);
 
-    void ipcHandleFunction(void* message, void* user, int sender, AnswerHandler handler);
-    void ipcNoAnserHandleFunction(void* message, void* user, int sender, NoAnswerHandler handler);
-    std::string makeAnswer(const char* text, AnswerHandler handler);
+    void ipcHandleFunction(void* message, void* parsed, int sender, AnswerHandler handler);
+    void ipcNoAnserHandleFunction(void* message, void* parsed, int sender, NoAnswerHandler handler);
+    std::string makeAnswer(const char* text, void* parsed, AnswerHandler handler);
 
     std::shared_ptr<IpcInterface> ipc_;
     IpcInterface::CommandTable commands_;

@@ -31,8 +31,9 @@ ipc_module_t ipc_tool_module();
 
 class IpcInterface {
 public:
-    // (JSON text, zero-terminated; null; module number of the sender)
-    using Command = std::function<void(void* message, void* user, int sender)>;
+    // (JSON text, zero-terminated; the same as a json_object*, owned by the bus and valid during
+    // the call; module number of the sender)
+    using Command = std::function<void(void* message, void* parsed, int sender)>;
     using CommandTable = std::map<std::string, Command>;
     // (parsed json_object*, owned by the bus and valid during the call, in which it may be changed;
     // null when no answer came in time; the context given to async_send; 0, or -1 without an
