@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -79,45 +80,44 @@ TEST(ApbdClientMessageFactory, WritesAuthorisedStationsWithWhatTheDialectCanExpr
 }
 
 TEST(ApbdClientMessageFactory, WritesNumbersOf32Bits) {
-    APBDClientMessageFactory factory;
-    factory.createMessage();
-    factory.addCurrentScenarioId(0);
-    factory.addCurrentTrafficLimit(0x100000005LL);
-    EXPECT_EQ(json::parse(factory.getResultMessage()->getStringRepresentation()),
+    APBDClientMessageFactory record;
+    record.createMessage();
+    record.addCurrentScenarioId(0);
+    record.addCurrentTrafficLimit(0x100000005LL);
+    EXPECT_EQ(json::parse(record.getResultMessage()->getStringRepresentation()),
               json::parse(R"({"cur-scenario-id": -2, "cur-traffic-limit": 5})"));
+    APBDScenarioMessageFactory scenario;
+    scenario.createMessage();
+    scenario.addBandwidthUp(4194303);
+    EXPECT_EQ(json::parse(scenario.getResultMessage()->getStringRepresentation()),
+              json::parse(R"({"bandwidth-max-up": 2147483647})"));
 }
 
-TEST(ApbdClientMessageExtractor, ReadsARecord) {
-    APBDClientMessageExtractor extractor(std::make_shared<Store>());
+TEST(ApbdDialect, ReadsARecordAndItsScenarios) {
+    const auto store = std::make_shared<Store>();
+    APBDClientMessageExtractor of(store);
     const auto record = entry(R"({"sta-mac": "m", "sta-ip": "i", "ssid": "s", "user-name": "u",
         "radius-domain": "r", "mobility-domain": "d", "cur-scenario-id": -2, "cur-time-limit": 1,
         "cur-session-time": 2, "cur-traffic-limit": 3, "scenario": [{}, {}]})");
-    EXPECT_EQ(extractor.extractMac(record) + extractor.extractIp(record) +
-                  extractor.extractSsid(record) + extractor.extractLogin(record) +
-                  extractor.extractRadiusDomain(record) + extractor.extractMobilDomain(record),
-              "misurd");
-    EXPECT_EQ(extractor.extractCurrentScenarioId(record), 0U);
-    EXPECT_EQ(extractor.extractTimeLimit(record), 1);
-    EXPECT_EQ(extractor.extractSessionTime(record), 2);
-    EXPECT_EQ(extractor.extractTrafficLimit(record), 3);
-    EXPECT_EQ(extractor.extractScenarios(record).size(), 2U);
-}
+    std::ostringstream read;
+    read << of.extractMac(record) << of.extractIp(record) << of.extractSsid(record)
+         << of.extractLogin(record) << of.extractRadiusDomain(record)
+         << of.extractMobilDomain(record) << ' ' << of.extractCurrentScenarioId(record) << ' '
+         << of.extractTimeLimit(record) << ' ' << of.extractSessionTime(record) << ' '
+         << of.extractTrafficLimit(record) << ' ' << of.extractScenarios(record).size();
+    EXPECT_EQ(read.str(), "misurd 0 1 2 3 2");
 
-TEST(ApbdScenarioMessageExtractor, ReadsAScenario) {
-    APBDScenarioMessageExtractor extractor(std::make_shared<Store>());
+    APBDScenarioMessageExtractor from(store);
     const auto scenario = entry(R"({"ID": 3, "external-url": "http://o", "time-limit": 1,
         "bandwidth-max-down": 4096, "bandwidth-max-up": 2047, "traffic-limit": 2,
         "session-timeout": 3, "away-timeout": 4, "permitted-ip": ""})");
-    EXPECT_EQ(extractor.extractID(scenario), 5U);
-    EXPECT_EQ(extractor.extractName(scenario), "3");
-    EXPECT_EQ(extractor.extractRedirectUrl(scenario), "http://o");
-    EXPECT_EQ(extractor.extractExpireTime(scenario), 1);
-    EXPECT_EQ(extractor.extractTxMaxSpeed(scenario), 4U);
-    EXPECT_EQ(extractor.extractRxMaxSpeed(scenario), 1U);
-    EXPECT_EQ(extractor.extractTrafficLimit(scenario), 2);
-    EXPECT_EQ(extractor.extractMaxSessionTime(scenario), 3);
-    EXPECT_EQ(extractor.extractAwayTimeout(scenario), 4);
-    EXPECT_EQ(extractor.extractWhiteListId(scenario), std::pair(std::string(), std::string()));
+    read.str("");
+    read << from.extractID(scenario) << ' ' << from.extractName(scenario) << ' '
+         << from.extractRedirectUrl(scenario) << ' ' << from.extractExpireTime(scenario) << ' '
+         << from.extractTxMaxSpeed(scenario) << ' ' << from.extractRxMaxSpeed(scenario) << ' '
+         << from.extractTrafficLimit(scenario) << ' ' << from.extractMaxSessionTime(scenario) << ' '
+         << from.extractAwayTimeout(scenario) << from.extractWhiteListId(scenario).first;
+    EXPECT_EQ(read.str(), "5 3 http://o 1 4 1 2 3 4");
 }
 
 TEST(ApbdScenarioMessageExtractor, TakesOnlyAnAbsentOrEmptyUrlForAccess) {
@@ -129,7 +129,7 @@ TEST(ApbdScenarioMessageExtractor, TakesOnlyAnAbsentOrEmptyUrlForAccess) {
                  ENTRY_EXCEPTION_TYPE);
 }
 
-TEST(ApbPortalInstanceMessageExtractor, FindsTheMobilityDomainPart) {
+TEST(ApbdDialect, FindsTheMobilityDomainPartAndWritesIt) {
     const auto store = std::make_shared<Store>();
     APBPortalInstanceMessageExtractor extractor(store);
     const std::pair<const char*, const char*> cases[] = {
@@ -147,27 +147,16 @@ TEST(ApbPortalInstanceMessageExtractor, FindsTheMobilityDomainPart) {
                       extractor.extractRadiusDomain(entry(text)),
                   parts);
     }
+    APBDPortalInstanceMessageFactory factory;
+    factory.createMessage();
+    factory.addSsid("s");
+    factory.addRadiusDomain("r");
+    factory.addApLocation("d");
+    EXPECT_EQ(json::parse(factory.getResultMessage()->getStringRepresentation()),
+              json::parse(R"({"ssid": "s", "radius-domain": "r", "mobility-domain": "d"})"));
     const auto [name, values] = extractor.extractWhiteIpListId(entry(R"({"permitted-ip": "a.b"})"));
     EXPECT_EQ(store->getWhiteListHash(name), name);
     EXPECT_EQ(values, "a.b");
-}
-
-TEST(ApbdPortalInstanceMessageFactory, WritesTheLocationAsTheMobilityDomain) {
-    APBDPortalInstanceMessageFactory factory;
-    factory.createMessage();
-    factory.addSsid("Guest");
-    factory.addRadiusDomain("hall.example");
-    factory.addApLocation("hall");
-    const auto first = factory.getResultMessage();
-    factory.createMessage();
-    factory.addSsid("Staff");
-
-    EXPECT_EQ(
-        json::parse(first->getStringRepresentation()),
-        json::parse(
-            R"({"ssid": "Guest", "radius-domain": "hall.example", "mobility-domain": "hall"})"));
-    EXPECT_EQ(json::parse(factory.getResultMessage()->getStringRepresentation()),
-              json::parse(R"({"ssid": "Staff"})"));
 }
 
 TEST(ApbdCollaborator, SaysWhyItDoesNotSynchronise) {

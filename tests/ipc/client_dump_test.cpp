@@ -93,16 +93,5 @@ TEST_F(ClientDump, ShowsWhyTheSessionEndedOnTheLastScenario) {
     EXPECT_EQ(dump["cur-state"], "session-end");
 }
 
-TEST_F(ClientDump, WritesScenariosWhereTheyAreAskedFor) {
-    const auto factory = std::make_shared<IPCDumpClientScenariosMessageFactory>();
-    EXPECT_EQ(textOf(client_.dumpToMessage(factory))["scenario"].size(), 1U) << "what is to come";
-    json alone = textOf(client_.dumpScenarioToMessage(factory));
-    EXPECT_EQ(alone["scenario"].size(), 3U);
-    alone.erase("scenario");
-    EXPECT_EQ(alone, json::parse(R"({
-        "mac": "0a:1b:2c:3d:4e:5f", "ip": "10.0.0.1", "status": "connected",
-        "access-type": "Redirect", "ssid": "Guest", "scenario-id-cur": -2})"));
-}
-
 }  // namespace
 }  // namespace vesta

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <vector>
 
 #include "core/temporary_log.h"
 #include "messages/dump_dialect.h"
@@ -15,8 +14,8 @@ json textOf(const std::shared_ptr<MessageEntry>& message) {
     return json::parse(message->getStringRepresentation());
 }
 
-// The other members are seen where a client and a scenario write themselves.
-TEST(IpcDump, WritesTheLowHalfOfLargeNumbers) {
+// The other members are seen in the answers to "get" and "get-scenarios".
+TEST(DumpDialect, WritesTheLowHalfOfLargeNumbersAndTheSessionsOpposite) {
     IPCDumpClientMessageFactory client;
     client.createMessage();
     client.addPassword("secret");
@@ -27,42 +26,26 @@ TEST(IpcDump, WritesTheLowHalfOfLargeNumbers) {
     IPCDumpScenarioMessageFactory scenario;
     scenario.createMessage();
     scenario.addId(0);
+    scenario.addWithoutSession(true);
     scenario.addWhiteIpHash("abc");
     scenario.addWhiteIp("10.0.0.0/8");
     scenario.addTrafficLimit(4294967295);
     scenario.addCurrentTrafficLimit(2147483648);
-    EXPECT_EQ(textOf(scenario.getResultMessage()), json::parse(R"({"ID": -2, "permitted-ip": "abc",
-        "traffic-limit": -1, "traffic-limit-cur": -2147483648})"));
+    EXPECT_EQ(textOf(scenario.getResultMessage()),
+              json::parse(R"({"ID": -2, "start-session": "false", "permitted-ip": "abc",
+                              "traffic-limit": -1, "traffic-limit-cur": -2147483648})"));
 }
 
-TEST(IpcDump, WritesScenariosOnlyWhereTheyAreAskedFor) {
-    EXPECT_EQ(IPCDumpClientMessageFactory().getScenarioMessageFactory(), nullptr);
-
-    IPCDumpClientScenariosMessageFactory factory;
-    const auto scenarioFactory = factory.getScenarioMessageFactory();
-    std::vector<std::shared_ptr<MessageEntry>> scenarios;
-    for (const bool withoutSession : {true, false}) {
-        scenarioFactory->createMessage();
-        scenarioFactory->addWithoutSession(withoutSession);
-        scenarios.push_back(scenarioFactory->getResultMessage());
-    }
-    factory.createMessage();
-    factory.addScenarios(scenarios);
-    EXPECT_EQ(
-        textOf(factory.getResultMessage()),
-        json::parse(R"({"scenario": [{"start-session": "false"}, {"start-session": "true"}]})"));
-}
-
-TEST(IpcDump, RefusesAnUnknownAccessType) {
+TEST(DumpDialect, RefusesAnUnknownAccessType) {
     const TemporaryLog log(7);
     IPCDumpClientMessageFactory factory;
     factory.createMessage();
-    factory.addAccessType(ACCESS_ALLOW);
+    factory.addAccessType(ACCESS_DROP);
     const auto first = factory.getResultMessage();
     factory.createMessage();
     factory.addAccessType(static_cast<ACCESS_TYPE>(3));
 
-    EXPECT_EQ(textOf(first), json::parse(R"({"access-type": "Allow"})"));
+    EXPECT_EQ(textOf(first), json::parse(R"({"access-type": "Drop"})"));
     EXPECT_EQ(textOf(factory.getResultMessage()), json::object());
     EXPECT_EQ(log.records(),
               TemporaryLog::Records{"|ERROR|addAccessType try to add unknown access type!"});
