@@ -160,29 +160,18 @@ TEST_F(PortalInstanceTest, LeadsStationsAlongTheirRoads) {
     }
 }
 
-// Keeps the client that it was told of, as a RADIUS request does.
-class Keeper final : public Informator {
-public:
-    bool informClientConnected(std::shared_ptr<Client> client, ClientStatisticInfo&) override {
-        kept = client;
-        return true;
-    }
-    std::shared_ptr<Client> kept;
-};
-
 TEST_F(PortalInstanceTest, ChangesNothingOfAStationThatIsGone) {
     build("local", 300, loginAndGuest(""));
-    const auto keeper = std::make_shared<Keeper>();
-    instance_->addClientsEventsInformator(keeper);
     play("add here away");
-    ASSERT_NE(keeper->kept, nullptr);
-    EXPECT_FALSE(instance_->set_auth_scenario_client(keeper->kept));
-    EXPECT_FALSE(instance_->set_deauth_scenario_client(keeper->kept));
-    EXPECT_FALSE(instance_->setMacAuthSuccessScenario(keeper->kept));
-    EXPECT_FALSE(instance_->setMacAuthFailureScenario(keeper->kept));
-    instance_->delClient(keeper->kept, CommandInfo(END_REASON_RADIUS_REQUEST));
+    const std::shared_ptr<Client> gone = heard_->lastClient;
+    ASSERT_NE(gone, nullptr);
+    EXPECT_FALSE(instance_->set_auth_scenario_client(gone));
+    EXPECT_FALSE(instance_->set_deauth_scenario_client(gone));
+    EXPECT_FALSE(instance_->setMacAuthSuccessScenario(gone));
+    EXPECT_FALSE(instance_->setMacAuthFailureScenario(gone));
+    instance_->delClient(gone, CommandInfo(END_REASON_RADIUS_REQUEST));
     EXPECT_THAT(heard_->take(), IsEmpty());
-    EXPECT_EQ(keeper->kept->get_current_scenario()->getScenarioName(), "login");
+    EXPECT_EQ(gone->get_current_scenario()->getScenarioName(), "login");
 }
 
 TEST_F(PortalInstanceTest, BoundsTheStationsThatNeverConnected) {

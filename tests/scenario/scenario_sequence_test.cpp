@@ -172,13 +172,14 @@ TEST(ScenarioSequenceFactory, GivesEveryClientACopyOfItsOwn) {
     const auto second = factory.build();
     AccessScenarioConstraints limits;
     limits.rxMaxSpeed = 9;
-    EXPECT_TRUE(first->setCurrentScenario("guest"));
+    EXPECT_EQ(walk(*first, "name:guest>guest"), "name:guest>guest");
     first->updateScenarioConstraints(limits);
+    EXPECT_EQ(first->getCurrent()->get_name_deauth_scenario(), "over");
 
     EXPECT_EQ(factory.getFirstRedirectPortalName(), "main");
     EXPECT_EQ(second->getCount(), 2U);
     EXPECT_EQ(currentOf(*second), "login");
-    EXPECT_TRUE(second->setCurrentScenario("guest"));
+    EXPECT_EQ(walk(*second, "id:1>guest"), "id:1>guest");
     EXPECT_EQ(second->getCurrent()->getRxMaxSpeed(), 0U);
 
     const ScenarioSequenceFactory plain(list, std::make_shared<KeyedScenarios>());

@@ -104,23 +104,5 @@ TEST(Scenario, SaysWhenAKindIsAskedForWhatItDoesNotHold) {
     EXPECT_EQ(log.records(), expected);
 }
 
-TEST(Scenario, CopiesLimitsAndProgressButNotTheFuture) {
-    const auto original = scenario(R"({"type": "allow", "id": 4, "name": "guest", "time": 10,
-                                       "deauth": "over"})");
-    ClientStatisticInfo record("", "", 0, 0, 0, 0, 0, 0, 0, 0, 0, 11, 0);
-    original->updateStatistic(record);
-    const auto copy = original->getSenarioCopy();
-    AccessScenarioConstraints more;
-    more.expireTime = 100;
-    original->updateScenarioConstraints(more);
-    original->setId(5);
-
-    EXPECT_TRUE(copy->isExpired());
-    EXPECT_FALSE(original->isExpired());
-    EXPECT_EQ(copy->getId(), 4U);
-    EXPECT_EQ(copy->getScenarioName(), "guest");
-    EXPECT_EQ(copy->get_name_deauth_scenario(), "over");
-}
-
 }  // namespace
 }  // namespace vesta
