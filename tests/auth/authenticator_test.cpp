@@ -11,6 +11,7 @@
 namespace vesta {
 namespace {
 
+namespace rad = ostrel::testing;
 using testing::WorkerTest;
 
 constexpr std::uint8_t kAccept = LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
@@ -35,13 +36,11 @@ protected:
             authenticator_ = std::make_unique<PortalMacAuthenticator>(worker_, owner_);
         }
     }
-    // What the instance was asked to do since the last call.
-    std::vector<std::string> asked() { return std::exchange(owner_.asked, {}); }
 
     std::unique_ptr<Authenticator> authenticator_;
 };
 
-TEST_F(AuthenticatorTest, ActsOnTheServersDecision) {
+TEST_F(AuthenticatorTest, AsksAndActsOnTheServersDecision) {
     const struct {
         AUTH_MODE mode;
         std::uint8_t code;
@@ -60,15 +59,18 @@ TEST_F(AuthenticatorTest, ActsOnTheServersDecision) {
     };
     for (const auto& given : cases) {
         build(given.mode);
+        const bool byMac = given.mode == AUTH_MODE_PORTAL_MAC;
         const auto client = newClient();
-        if (given.mode == AUTH_MODE_RADIUS) {
-            EXPECT_EQ(authenticator_->makeAuthenticate(client, "bob", "hello"),
-                      AUTHENTICATION_PENDING);
-        } else {
-            EXPECT_TRUE(authenticator_->authConnectedUser(client));
-        }
-        answer(request(), given.code, given.attributes);
-        EXPECT_EQ(asked(), given.asked) << given.mode << " " << given.attributes;
+        EXPECT_EQ(authenticator_->makeAuthenticate(client, "bob", "hello"),
+                  byMac ? NOT_AUTHENTICATED : AUTHENTICATION_PENDING);
+        EXPECT_EQ(authenticator_->authConnectedUser(client), byMac);
+        const rad::Packet packet = request();
+        EXPECT_EQ(packet.text(LIBRAD_RADIUS_ATTR_USER_NAME), byMac ? "0A-1B-2C-3D-4E-5F" : "bob");
+        EXPECT_EQ(client->getPassword(), byMac ? "PLACEHOLDR" : "hello");
+        EXPECT_TRUE(isSilent());
+        answer(packet, given.code, given.attributes);
+        EXPECT_EQ(std::exchange(owner_.asked, {}), given.asked)
+            << given.mode << " " << given.attributes;
     }
 }
 
@@ -82,17 +84,6 @@ TEST_F(AuthenticatorTest, KeepsTheClassesOfTheLastAccept) {
     authenticator_->makeAuthenticate(client, "bob", "hello");
     answer(request(), kAccept);
     EXPECT_TRUE(sta.classes.empty());
-}
-
-TEST_F(AuthenticatorTest, LooksUpAStationByItsAddress) {
-    build(AUTH_MODE_PORTAL_MAC);
-    const auto client = newClient("bob");
-    EXPECT_EQ(authenticator_->makeAuthenticate(client, "bob", "hello"), NOT_AUTHENTICATED);
-    EXPECT_TRUE(isSilent());
-    authenticator_->authConnectedUser(client);
-    EXPECT_EQ(request().text(LIBRAD_RADIUS_ATTR_USER_NAME), "0A-1B-2C-3D-4E-5F");
-    EXPECT_EQ(client->getLogin(), "0A-1B-2C-3D-4E-5F");
-    EXPECT_EQ(client->getPassword(), "PLACEHOLDR");
 }
 
 }  // namespace
