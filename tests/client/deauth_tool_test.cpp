@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <iterator>
 #include <set>
 #include <thread>
 
@@ -51,6 +53,10 @@ protected:
         return poll(&event, 1, milliseconds) == 1;
     }
 
+    static std::ptrdiff_t openDescriptors() {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+
     std::string path_ = getenv("PATH");
     ostrel::testing::TempDirectory directory_;
     ostrel::Fd pipe_;
@@ -59,6 +65,7 @@ protected:
 TEST_F(DeauthToolTest, CallsTheToolForEachStationPastAnyShell) {
     installTool(R"(echo "$@" > $PIPE)");
     DeauthTool tool;
+    const auto before = openDescriptors();
     constexpr int kStations = 50;
     std::multiset<std::string> expected;
     for (int i = 0; i < kStations; ++i) {
@@ -70,6 +77,8 @@ TEST_F(DeauthToolTest, CallsTheToolForEachStationPastAnyShell) {
         calls.insert(readLine());
     }
     EXPECT_EQ(calls, expected);
+    tool.stop();
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(DeauthToolTest, StartsTheToolWithFreshSignals) {
@@ -105,14 +114,22 @@ TEST_F(DeauthToolTest, KillsAToolThatHangsWithAllThatItStarted) {
 
 TEST_F(DeauthToolTest, RunsSixteenAtATimeAndLeavesNothingBehind) {
     installTool("echo $$ > $PIPE; exec /bin/sleep 1000");
-    DeauthTool tool;
-    for (std::size_t i = 0; i < 3 * DeauthTool::kMaxRunning; ++i) {
-        tool.disconnect("wlan0", "");
-    }
+    const TemporaryLog log(Logger::kWarningBit);
+    DeauthTool tool(std::chrono::minutes(1));
+    const auto order = [&](std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            tool.disconnect("wlan0", "");
+        }
+    };
+    order(DeauthTool::kMaxRunning);
     std::vector<int> started;
     for (std::size_t i = 0; i < DeauthTool::kMaxRunning; ++i) {
         started.push_back(std::stoi(readLine()));
     }
+    order(DeauthTool::kMaxWaiting);
+    EXPECT_EQ(log.records().size(), 0U);
+    order(2);
+    EXPECT_EQ(log.records().size(), 1U) << "they are too many, and that is said once";
     tool.stop();
     EXPECT_FALSE(waitForInput(0)) << "a seventeenth was started";
     for (const int pid : started) {

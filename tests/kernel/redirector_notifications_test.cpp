@@ -60,6 +60,7 @@ protected:
 };
 
 TEST_F(RedirectorNotificationsTest, HandleTakesOneDatagramAndDropsAShortOne) {
+    logger().setLogLevel(Logger::kDebugBit);
     Notifier notifier(notifyPath());
     EXPECT_TRUE(worker->handle());
     EXPECT_THAT(portal.stations.take(), IsEmpty());
@@ -73,6 +74,9 @@ TEST_F(RedirectorNotificationsTest, HandleTakesOneDatagramAndDropsAShortOne) {
         EXPECT_TRUE(worker->handle());
         EXPECT_EQ(portal.stations.take(), expected);
     }
+    EXPECT_THAT(ostrel::testing::readFile(runtime.path("log")),
+                ::testing::HasSubstr("On wlan0-va1 geted new client with mac 02:00:00:00:01:02 "
+                                     "with ip 10.1.1.2\n"));
 }
 
 // The socket holds ten or so; taking one or ten a pass would last for ten seconds and more.

@@ -79,6 +79,8 @@ TEST_F(PortalTest, RoutesStationsAndTheirStatisticsByInterface) {
            {"wlan9-va9", kMac},
            {"wlan1-va1", "02:00:00:00:00:02"},
            {"wlan0-va1", "02:00:00:00:00:03"}});
+    EXPECT_TRUE(events_.waitFor(apsim::Party::wifiAuth, "cp-auth-result", {"wlan0-va1", kMac},
+                                apsim::Milliseconds(10000)));
     EXPECT_EQ(dumped(kMac, "status"), "connected");
     EXPECT_EQ(dumped("02:00:00:00:00:02", "status"), "connected");
     EXPECT_EQ(dumped("02:00:00:00:00:03", "status"), "connected");
