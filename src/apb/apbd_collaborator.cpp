@@ -6,6 +6,7 @@
 #include "client/client.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "core/singleton.h"
 #include "device/factory_data.h"
 #include "kernel/kernel_white_list_store.h"
@@ -21,27 +22,12 @@ constexpr std::int64_t kRetryMicroseconds = 10000000;
 constexpr int kLogLine = 1;
 
 std::shared_ptr<MessageEntry> apbdSection(MessageEntry& config) {
-    try {
-        return config.getObjectValue("captive-portal")->getObjectValue("apbd");
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return nullptr;
-    }
+    return valueOr(std::shared_ptr<MessageEntry>(),
+                   [&] { return config.getObjectValue("captive-portal")->getObjectValue("apbd"); });
 }
 
 bool isEnabled(MessageEntry& section) {
-    try {
-        return section.getBoolValue("enabled");
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return false;
-    }
-}
-
-bool isFailed(MessageEntry& message) {
-    try {
-        return message.getCharValue("status") == "failed";
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return false;
-    }
+    return valueOr(false, [&] { return section.getBoolValue("enabled"); });
 }
 
 }  // namespace
@@ -260,7 +246,7 @@ void APBDCollaborator::subscribedNotify(std::shared_ptr<MessageEntry> message) {
     }
     std::vector<Entry> users;
     try {
-        if (isFailed(*message)) {
+        if (textOrEmpty(*message, "status") == "failed") {
             throw ENTRY_NOT_FOUND;
         }
         users = usersOf(*message);

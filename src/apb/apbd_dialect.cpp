@@ -7,6 +7,7 @@
 
 #include "client/client.h"
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "whitelist/permitted_ip.h"
 
 namespace vesta {
@@ -82,38 +83,15 @@ constexpr TableScenarioMessageExtractor::Table kReadScenario({
     {ScenarioSource::awayTimeout, "away-timeout", readNumber},
 });
 
-std::string textOrEmpty(const Entry& entry, const char* key) {
-    try {
-        return entry != nullptr ? entry->getCharValue(key) : "";
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return "";
-    }
+Entry firstOrNull(MessageEntry& entry, const char* key) {
+    const std::vector<Entry> elements =
+        valueOr(std::vector<Entry>(), [&] { return entry.getArrayValue(key); });
+    return elements.empty() ? nullptr : elements.front();
 }
 
-bool holdsText(const Entry& entry, const char* key) {
-    try {
-        static_cast<void>(entry->getCharValue(key));
-        return true;
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return false;
-    }
-}
-
-Entry objectOrNull(const Entry& entry, const char* key) {
-    try {
-        return entry->getObjectValue(key);
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return nullptr;
-    }
-}
-
-Entry firstOrNull(const Entry& entry, const char* key) {
-    try {
-        const std::vector<Entry> elements = entry->getArrayValue(key);
-        return elements.empty() ? nullptr : elements.front();
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return nullptr;
-    }
+// "" also without an entry.
+std::string textOf(const Entry& entry, const char* key) {
+    return entry != nullptr ? textOrEmpty(*entry, key) : "";
 }
 
 }  // namespace
@@ -200,13 +178,13 @@ std::string APBDScenarioMessageExtractor::extractAccessType(Entry scenario) {
 }
 
 Entry APBPortalInstanceMessageExtractor::getMobilityDomainPart(const Entry& entry) {
-    if (Entry part = objectOrNull(entry, kMobilityDomain)) {
+    if (Entry part = valueOr(Entry(), [&] { return entry->getObjectValue(kMobilityDomain); })) {
         return part;
     }
-    if (Entry part = firstOrNull(entry, "mobility-domain-list")) {
+    if (Entry part = firstOrNull(*entry, "mobility-domain-list")) {
         return part;
     }
-    if (holdsText(entry, kMobilityDomain)) {
+    if (readOptional([&] { static_cast<void>(entry->getCharValue(kMobilityDomain)); })) {
         return entry;
     }
     logger().Debug("Apb instance part without instance part from:\n'%s'\n",
@@ -215,20 +193,20 @@ Entry APBPortalInstanceMessageExtractor::getMobilityDomainPart(const Entry& entr
 }
 
 std::string APBPortalInstanceMessageExtractor::extractSsid(Entry entry) {
-    return textOrEmpty(getMobilityDomainPart(entry), "ssid");
+    return textOf(getMobilityDomainPart(entry), "ssid");
 }
 
 std::string APBPortalInstanceMessageExtractor::extractMobilityDomain(Entry entry) {
-    return textOrEmpty(getMobilityDomainPart(entry), kMobilityDomain);
+    return textOf(getMobilityDomainPart(entry), kMobilityDomain);
 }
 
 std::string APBPortalInstanceMessageExtractor::extractRadiusDomain(Entry entry) {
-    return textOrEmpty(getMobilityDomainPart(entry), "radius-domain");
+    return textOf(getMobilityDomainPart(entry), "radius-domain");
 }
 
 std::pair<std::string, std::string> APBPortalInstanceMessageExtractor::extractWhiteIpListId(
     Entry entry) {
-    return resolvePermittedIp(*store_, textOrEmpty(entry, "permitted-ip"));
+    return resolvePermittedIp(*store_, textOrEmpty(*entry, "permitted-ip"));
 }
 
 std::shared_ptr<ScenarioMessageExtractor>

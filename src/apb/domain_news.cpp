@@ -2,6 +2,7 @@
 
 #include "apb/apbd_requests.h"
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "station/client_identity.h"
 
 namespace vesta {
@@ -15,13 +16,11 @@ constexpr const char* kMac = "sta-mac";
 
 // Null unless "user" is one record.
 Entry singleUser(MessageEntry& message) {
-    try {
+    return valueOr(Entry(), [&] {
         Entry user = message.getObjectValue(kUser);
         static_cast<void>(user->getCharValue(kMac));
         return user;
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return nullptr;
-    }
+    });
 }
 
 }  // namespace

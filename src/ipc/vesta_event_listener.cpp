@@ -8,6 +8,7 @@
 #include "apb/apbd_dialect.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "ipc/proxy_dialect.h"
 #include "messages/dump_dialect.h"
 #include "portal/portal.h"
@@ -23,15 +24,6 @@ constexpr const char* kRedirectAnswer =
 constexpr const char* kDelClientAnswer = "{    \"command\": \"cp-del-client-response\",}";
 
 using Entry = VestaEventListener::Entry;
-
-// Absent, or of another type, is as good as empty.
-std::string optionalText(MessageEntry& entry, const char* key) {
-    try {
-        return entry.getCharValue(key);
-    } catch (const ENTRY_EXCEPTION_TYPE&) {
-        return "";
-    }
-}
 
 // {"0": first, "1": second, ...}
 Entry numbered(const std::vector<Entry>& entries) {
@@ -54,7 +46,7 @@ std::string pathOf(const std::string& url) {
 }
 
 bool isFailed(MessageEntry& message) {
-    return optionalText(message, "status") == "failed";
+    return textOrEmpty(message, "status") == "failed";
 }
 
 }  // namespace
@@ -73,7 +65,7 @@ Entry VestaEventListener::handleGetRedirectParams(Entry request) {
                        client.c_str());
         return std::make_shared<JsonEntry>(kRedirectAnswer);
     }
-    const std::string location = portal_->getProxyUrl() + pathOf(optionalText(*dump, "portal-url"));
+    const std::string location = portal_->getProxyUrl() + pathOf(textOrEmpty(*dump, "portal-url"));
     dump->insertStringValue("redirect-location", location.c_str());
     logger().Debug("%s going to return address %s\n", "handleGetRedirectParams", location.c_str());
     return dump;
@@ -109,8 +101,8 @@ Entry VestaEventListener::handleVestadState(Entry) {
 }
 
 Entry VestaEventListener::handleVestadStateScenarios(Entry request) {
-    const std::string mac = optionalText(*request, "mac");
-    const std::string ssid = optionalText(*request, "ssid");
+    const std::string mac = textOrEmpty(*request, "mac");
+    const std::string ssid = textOrEmpty(*request, "ssid");
     const auto factory = std::make_shared<IPCDumpClientScenariosMessageFactory>();
     std::vector<Entry> clients;
     if (mac.empty() || ssid.empty()) {

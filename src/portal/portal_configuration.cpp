@@ -2,6 +2,7 @@
 
 #include "core/fatal_error.h"
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "core/required_key.h"
 #include "portal/config_dialect.h"
 #include "whitelist/white_addresses_list.h"
@@ -36,25 +37,17 @@ bool isEnabledVapInterface(const Entry& entry) {
            type == "vap" && enabled;
 }
 
-// "" when `read()` finds no text.
-template <class Read>
-std::string textOrEmpty(Read read) {
-    try {
-        return read();
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return "";
-    }
-}
-
 // Null when the list can't be used.
 std::shared_ptr<WhiteAddressesList> readWhiteList(WhiteListExtractor& extractor,
                                                   const Entry& list) {
-    const std::string name = textOrEmpty([&] { return extractor.extractWhiteListName(list); });
+    const std::string name =
+        valueOr(std::string(), [&] { return extractor.extractWhiteListName(list); });
     if (name.empty()) {
         logger().Warning("White list without name, don't use it\n");
         return nullptr;
     }
-    const std::string values = textOrEmpty([&] { return extractor.extractWhiteListValue(list); });
+    const std::string values =
+        valueOr(std::string(), [&] { return extractor.extractWhiteListValue(list); });
     if (values.empty()) {
         logger().Warning("White list without values, don't use it\n");
         return nullptr;
@@ -119,11 +112,7 @@ std::string PortalConfiguration::nameOf(const Entry& entry) {
 }
 
 std::string PortalConfiguration::nameForRecords(const Entry& entry) {
-    try {
-        return entry->getCharValue("name");
-    } catch (ENTRY_EXCEPTION_TYPE) {
-        return "(without name)";
-    }
+    return valueOr(std::string("(without name)"), [&] { return entry->getCharValue("name"); });
 }
 
 std::string PortalConfiguration::textOfSection(const char* key) const {

@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "messages/scenario_message_extractor.h"
 #include "ostrel/clock.h"
-#include "scenario/optional_value.h"
 #include "station/client_statistic_info.h"
 
 namespace vesta {

@@ -1,8 +1,8 @@
 #include "scenario/access_scenario_constraints.h"
 
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "messages/scenario_message_extractor.h"
-#include "scenario/optional_value.h"
 
 namespace vesta {
 namespace {

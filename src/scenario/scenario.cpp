@@ -1,9 +1,9 @@
 #include "scenario/scenario.h"
 
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "messages/scenario_message_extractor.h"
 #include "messages/scenario_message_factory.h"
-#include "scenario/optional_value.h"
 #include "station/client_statistic_info.h"
 
 namespace vesta {

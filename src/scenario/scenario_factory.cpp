@@ -1,10 +1,10 @@
 #include "scenario/scenario_factory.h"
 
 #include "core/logger.h"
+#include "core/optional_value.h"
 #include "messages/scenario_message_extractor.h"
 #include "scenario/access_scenario.h"
 #include "scenario/drop_scenario.h"
-#include "scenario/optional_value.h"
 #include "scenario/redirect_scenario.h"
 
 namespace vesta {
