@@ -1,7 +1,7 @@
 #pragma once
 
-// Tells the Wi-Fi driver which stations are authorised, one record a write to its control file.
-// Where there is no such file nothing is written and nothing is said.
+// Tells the Wi-Fi driver which stations are authorised: each write to its control file is one
+// record. A system without that file has no such driver; then nothing is written or logged.
 
 #include <memory>
 #include <string>

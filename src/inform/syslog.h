@@ -1,7 +1,7 @@
 #pragma once
 
-// Writes station events to the system log, for whoever hands them over in the form of the "event"
-// child of a trap. The records carry the monitoring daemon's name, not this daemon's.
+// Writes station events to the system log. An event has the form of the "event" child of a trap.
+// The records carry the monitoring daemon's name, which is meant to call this; vestad does not.
 //
 // Threads: any.
 

@@ -1,10 +1,11 @@
 #pragma once
 
-// Answers the HTTP proxy, which holds the web traffic of stations that are not let through yet: who
-// is behind an address, a login, a change of scenario, new scenarios. A station is named by its
-// IPv4 address in "params"."ipaddr".
+// Answers the HTTP proxy, which holds the web traffic of stations that are not let through yet. The
+// proxy asks who has an address, reports a login, moves a station to another scenario and brings
+// new scenarios (docs/bus.md has examples). "params"."ipaddr" of a request is the station's IPv4
+// address.
 //
-// A request that can't be read throws ENTRY_EXCEPTION_TYPE, where nothing else is said.
+// Unless a function says otherwise, a request that can't be read throws ENTRY_EXCEPTION_TYPE.
 // Threads: one request at a time.
 
 #include <memory>

@@ -31,19 +31,20 @@ public:
     // The record of that client, shared with nobody; null when none is known.
     virtual std::shared_ptr<MessageEntry> getMessageForClient(
         const ClientInformationIdentity& identity) = 0;
-    // The same for a station that is about to be restored on that VAP.
+    // The same, and notes that the station is about to be restored on that VAP.
     virtual std::shared_ptr<MessageEntry> takeMessageForClient(
         const ClientInformationIdentity& identity, const std::string& /*vap*/) {
         return getMessageForClient(identity);
     }
-    // The client shows itself on that VAP, where there is a copy of it. False when the copy is out
-    // of date, since the last news is that the client went elsewhere.
+    // The client shows itself on that VAP, which has a copy of it. False when the copy is out of
+    // date, because the client was last heard of on another access point.
     virtual bool confirmPresence(const ClientInformationIdentity&, const std::string& /*vap*/) {
         return true;
     }
     // The record that was handed out can't be read, so the station starts anew.
     virtual void discardMessage(const ClientInformationIdentity&) {}
-    // Waits a moment, where that is of use, until the store has what its peer knows.
+    // Returns when the store has what its peer knows, or after a short time. The base does not
+    // wait.
     virtual void awaitReady() {}
     // Called once a second: refresh from the peer.
     virtual void updateState() = 0;

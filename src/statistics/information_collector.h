@@ -1,6 +1,6 @@
 #pragma once
 
-// Who asks for the statistics of all stations, and who wants to have them.
+// The collector asks for the statistics of all stations; the caller gets them.
 
 #include <vector>
 

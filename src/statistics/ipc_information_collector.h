@@ -17,8 +17,8 @@ class IPCInformationCollector final : public InformationCollector {
 public:
     explicit IPCInformationCollector(std::shared_ptr<IpcInterface> ipc);
 
-    // Skips the round while earlier requests are unanswered, so that a peer that has fallen behind
-    // is not asked ever more. `caller` must outlive the bus.
+    // Does nothing while three requests are unanswered: a peer that has fallen behind is not asked
+    // more. `caller` must outlive the bus.
     void getClientsInformation(InformationCaller* caller) override;
 
     // `response` is the answer as a json_object*, or null when none came in time; `context` the
