@@ -128,8 +128,8 @@ TEST_F(DeauthToolTest, RunsSixteenAtATimeAndLeavesNothingBehind) {
     }
     order(DeauthTool::kMaxWaiting);
     EXPECT_EQ(log.records().size(), 0U);
-    order(2);
-    EXPECT_EQ(log.records().size(), 1U) << "they are too many, and that is said once";
+    tool.disconnect("wlan0", "");
+    EXPECT_EQ(log.records().size(), 1U) << "too many were taken";
     tool.stop();
     EXPECT_FALSE(waitForInput(0)) << "a seventeenth was started";
     for (const int pid : started) {
