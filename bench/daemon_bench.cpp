@@ -11,6 +11,7 @@
 
 #include "bus_caller.h"
 #include "median.h"
+#include "process_figures.h"
 #include "running_daemon.h"
 #include "stations.h"
 #include "support/runtime_directory.h"
@@ -38,14 +39,14 @@ private:
 
     RunningDaemon daemon_;
     apsim::AccessPoint& accessPoint_ = daemon_.accessPoint();
-    ChildProcess echo_;
+    testing::ChildProcess echo_;
     std::size_t announced_ = 0;
     double emptyKiB_ = 0;
 };
 
 Measurement::Measurement(const std::string& runtimeDirectory, const std::string& self)
-    : daemon_(daemonConfiguration(runtimeDirectory), ChildProcess::isolated(VESTAD_PROGRAM)),
-      echo_({self, "echo"}) {}
+    : daemon_(daemonConfiguration(runtimeDirectory), testing::isolated(VESTAD_PROGRAM)),
+      echo_(std::vector<std::string>{self, "echo"}) {}
 
 void Measurement::announce(std::size_t until) {
     for (; announced_ < until; ++announced_) {
@@ -83,9 +84,9 @@ void Measurement::idle() {
     constexpr double kMostASecond = 20;
     daemon_.waitForPasses(3);
     emptyKiB_ = daemon_.residentKiB();
-    const std::vector<long> before = daemon_.process().sleeps();
+    const std::vector<long> before = sleeps(daemon_.pid());
     std::this_thread::sleep_for(std::chrono::seconds(kSeconds));
-    const std::vector<long> after = daemon_.process().sleeps();
+    const std::vector<long> after = sleeps(daemon_.pid());
     double most = 0;
     double all = 0;
     for (std::size_t i = 0; i < std::min(before.size(), after.size()); ++i) {

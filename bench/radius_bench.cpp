@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
-#include "child_process.h"
 #include "daemon/allocator.h"
 #include "ostrel/runtime.h"
 #include "radius_client.h"
 #include "radius_daemon.h"
 #include "radius_load.h"
+#include "support/child_process.h"
 #include "support/freeradius_process.h"
 #include "support/runtime_directory.h"
 #include "table.h"
@@ -116,7 +116,7 @@ void measure() {
 
 // In namespaces of its own, with the server and the daemon in them.
 int runIsolated(const char* self) {
-    std::vector<std::string> words = ChildProcess::isolated(self);
+    std::vector<std::string> words = testing::isolated(self);
     words.emplace_back("inside");
     std::vector<char*> arguments;
     for (std::string& word : words) {

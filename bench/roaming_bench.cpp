@@ -78,7 +78,7 @@ private:
 // A daemon that has subscribed and waits for the answer.
 struct Subscribed {
     explicit Subscribed(const std::string& runtimeDirectory)
-        : daemon(configuration(runtimeDirectory), ChildProcess::isolated(VESTAD_PROGRAM)) {
+        : daemon(configuration(runtimeDirectory), testing::isolated(VESTAD_PROGRAM)) {
         apbd.waitForSubscription();
     }
     static apsim::Json configuration(const std::string& runtimeDirectory) {

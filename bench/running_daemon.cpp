@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "process_figures.h"
 #include "stations.h"
 
 namespace vesta::bench {
@@ -44,7 +45,7 @@ void RunningDaemon::waitForPasses(std::uint64_t passes) {
 double RunningDaemon::residentKiB() const {
     std::vector<double> samples;
     for (int i = 0; i < 100; ++i) {
-        samples.push_back(static_cast<double>(process_.residentKiB()));
+        samples.push_back(static_cast<double>(bench::residentKiB(pid())));
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     std::sort(samples.begin(), samples.end());

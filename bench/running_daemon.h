@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "apsim/access_point.h"
-#include "child_process.h"
+#include "support/child_process.h"
 
 namespace vesta::bench {
 
@@ -26,7 +26,7 @@ public:
     RunningDaemon(const apsim::Json& configuration, const std::vector<std::string>& command);
 
     apsim::AccessPoint& accessPoint() { return accessPoint_; }
-    [[nodiscard]] const ChildProcess& process() const { return process_; }
+    [[nodiscard]] pid_t pid() const { return process_.pid(); }
 
     void waitForPasses(std::uint64_t passes);
     // Between two passes: while an answer of monitord is worked on, its nodes are there besides.
@@ -45,7 +45,7 @@ public:
 
 private:
     apsim::AccessPoint accessPoint_;
-    ChildProcess process_;
+    testing::ChildProcess process_;
 };
 
 }  // namespace vesta::bench

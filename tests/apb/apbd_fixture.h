@@ -3,29 +3,23 @@
 // A portal whose collaborator is enabled, on a private bus, and a peer that plays apbd: it keeps
 // what it is sent. What apbd says is handed to the collaborator as the dispatcher would.
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <thread>
-#include <utility>
 #include <vector>
 
 #include "apb/apbd_collaborator.h"
 #include "client/deauth_tool.h"
 #include "core/json_entry.h"
-#include "core/mutex.h"
 #include "core/singleton.h"
 #include "kernel/kernel_white_list_store.h"
 #include "messages/dump_dialect.h"
-#include "ostrel/ipc.h"
 #include "portal/portal.h"
 #include "station/client_identity.h"
 #include "station/client_statistic_info.h"
+#include "support/bus_peer.h"
 #include "support/fake_clock.h"
 #include "support/portal_document.h"
-#include "support/runtime_directory.h"
 
 namespace vesta::testing {
 
@@ -36,51 +30,6 @@ inline constexpr const char* kMac = "0a:1b:2c:3d:4e:5f";
 inline std::shared_ptr<MessageEntry> entry(const json& message) {
     return std::make_shared<JsonEntry>(message.dump());
 }
-
-class FakeApbd {
-public:
-    FakeApbd() {
-        for (const char* cmd :
-             {"status", "subscribe-request", "add-request", "update-request", "del-request"}) {
-            commands_[cmd] = [this](void* message, void*, int) { keep(message, 0); };
-        }
-        commands_["mark"] = [this](void*, void*, int) { keep(nullptr, 1); };
-        thread_ = std::thread([this] { ipc_.process(commands_); });
-    }
-    ~FakeApbd() {
-        ipc_.stop();
-        thread_.join();
-    }
-
-    // What `sender` sent before this call.
-    std::vector<json> takeFrom(IpcInterface& sender) {
-        EXPECT_TRUE(sender.send(std::string(R"({"cmd": "mark"})"), IPC_MODULE_APBD));
-        const MutexLock lock(mutex_);
-        ++awaited_;
-        while (marks_ < awaited_ && changed_.waitFor(mutex_, std::chrono::seconds(30))) {
-        }
-        return std::exchange(messages_, {});
-    }
-
-private:
-    void keep(void* message, int marks) {
-        const MutexLock lock(mutex_);
-        if (message != nullptr) {
-            messages_.push_back(json::parse(static_cast<const char*>(message)));
-        }
-        marks_ += marks;
-        changed_.notifyAll();
-    }
-
-    IpcInterface ipc_{IPC_MODULE_APBD, false, 8};
-    IpcInterface::CommandTable commands_;
-    Mutex mutex_;
-    CondVar changed_;
-    std::vector<json> messages_ GUARDED_BY(mutex_);
-    int marks_ GUARDED_BY(mutex_) = 0;
-    int awaited_ GUARDED_BY(mutex_) = 0;
-    std::thread thread_;
-};
 
 // A request in one line: "add", "update assoc", "del forced".
 inline std::string summary(const json& request) {
@@ -114,7 +63,13 @@ protected:
         portal_->addClientsEventsInformator(apbd_);
     }
 
-    std::vector<json> requests() { return peer_->takeFrom(*ipc_); }
+    std::vector<json> requests() {
+        std::vector<json> requests;
+        for (const std::string& text : peer_.takeFrom(*ipc_, IPC_MODULE_APBD)) {
+            requests.push_back(json::parse(text));
+        }
+        return requests;
+    }
     std::vector<std::string> sent() {
         std::vector<std::string> lines;
         for (const json& request : requests()) {
@@ -173,7 +128,8 @@ protected:
     FakeClock clock_;
     std::shared_ptr<IpcInterface> ipc_ =
         std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 8);
-    std::unique_ptr<FakeApbd> peer_ = std::make_unique<FakeApbd>();
+    BusPeer peer_{IPC_MODULE_APBD,
+                  {"status", "subscribe-request", "add-request", "update-request", "del-request"}};
     std::shared_ptr<Portal> portal_;
     std::shared_ptr<APBDCollaborator> apbd_;
 };

@@ -16,7 +16,7 @@ class Roaming : public ApbdFixture {
 protected:
     Roaming() {
         portal_->addClientsEventsInformator(events_);
-        peer_->takeFrom(*ipc_);
+        requests();
     }
 
     std::shared_ptr<RecordingInformator> events_ = std::make_shared<RecordingInformator>();

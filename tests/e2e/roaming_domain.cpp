@@ -89,7 +89,7 @@ bool RoamingTest::hasRadius() {
 }
 
 void RoamingTest::SetUp() {
-    if (!DaemonProcess::possible()) {
+    if (!canIsolate()) {
         GTEST_SKIP() << "this machine does not let us make a mount namespace";
     }
     if (!Broker::possible()) {
@@ -149,12 +149,12 @@ void RoamingTest::startDaemon(Member& member) {
     setEnvironment(member);
     const std::uint32_t gone =
         member.accessPoint ? member.accessPoint->redirector().notifyPid() : 0;
-    member.daemon =
-        std::make_unique<DaemonProcess>(member.directory + "/run", std::vector<std::string>{});
+    member.daemon.start(isolated(VESTAD_PROGRAM, member.directory + "/run"),
+                        ChildProcess::Output::heard);
     if (!member.accessPoint) {
-        ASSERT_TRUE(member.daemon->waitForError("waiting for the configuration"));
+        ASSERT_TRUE(member.daemon.waitForText("waiting for the configuration"));
         if (hasRadius()) {
-            member.radius = radiusServerBeside(member.daemon->pid(), log_);
+            member.radius = radiusServerBeside(member.daemon.pid(), log_);
         }
         apsim::AccessPointOptions options;
         options.log = &log_;

@@ -10,7 +10,7 @@
 
 #include "apsim/access_point.h"
 #include "apsim/radius_server.h"
-#include "daemon_process.h"
+#include "daemon_test.h"
 #include "support/broker.h"
 #include "support/child_process.h"
 
@@ -41,7 +41,7 @@ class RoamingTest : public ::testing::Test {
 protected:
     struct Member {
         std::string directory;
-        std::unique_ptr<DaemonProcess> daemon;
+        ChildProcess daemon;
         std::unique_ptr<apsim::RadiusServer> radius;
         std::unique_ptr<apsim::AccessPoint> accessPoint;
         ChildProcess apbd;

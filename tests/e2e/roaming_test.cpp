@@ -132,7 +132,7 @@ TEST_F(RoamingTest, ADaemonThatIsKilledFindsItsStationsAgain) {
     walkers.back().walk();
     walkers.back().walk();
     passSeconds(5);
-    members_[0].daemon.reset();
+    members_[0].daemon.end(SIGKILL);
     passSeconds(2);
     startDaemon(members_[0]);
     for (Walker& walker : walkers) {

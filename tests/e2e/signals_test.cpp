@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "daemon_process.h"
+#include "daemon_test.h"
 
 namespace vesta::testing {
 namespace {
@@ -40,7 +40,7 @@ private:
 class SignalsTest : public DaemonTest {
 protected:
     void expectOrderlyEnd() {
-        EXPECT_EQ(daemon_->waitForEnd(), "exit 0");
+        EXPECT_EQ(daemon_.waitForEnd(), 0);
         EXPECT_FALSE(std::filesystem::exists(pidFile()));
     }
     // Until the log has grown so much that the flood is under way.
@@ -50,7 +50,7 @@ protected:
         }
     }
     void signalThread(pid_t thread, int signal) {
-        syscall(SYS_tgkill, daemon_->pid(), thread, signal);
+        syscall(SYS_tgkill, daemon_.pid(), thread, signal);
     }
 };
 
@@ -59,7 +59,7 @@ TEST_F(SignalsTest, EachOfTheThreeIsAnOrderlyEnd) {
         SCOPED_TRACE(signal);
         std::filesystem::remove(logFile());
         serve(config(2));
-        kill(daemon_->pid(), signal);
+        kill(daemon_.pid(), signal);
         expectOrderlyEnd();
         EXPECT_THAT(logged("signal"), ::testing::ElementsAre("|WARNING|Receive kill signal " +
                                                              std::to_string(signal)));
@@ -68,7 +68,7 @@ TEST_F(SignalsTest, EachOfTheThreeIsAnOrderlyEnd) {
 
 TEST_F(SignalsTest, NothingIsLoggedWhereWarningsAreOff) {
     serve(config(5));
-    kill(daemon_->pid(), SIGTERM);
+    kill(daemon_.pid(), SIGTERM);
     expectOrderlyEnd();
     EXPECT_TRUE(logged("signal").empty());
 }
@@ -78,7 +78,7 @@ TEST_F(SignalsTest, AFaultInAnyThreadEndsTheDaemonWhileItLogsAtFullSpeed) {
         SCOPED_TRACE(index);
         std::filesystem::remove(logFile());
         serve(config(7));
-        const std::vector<pid_t> threads = daemon_->threads();
+        const std::vector<pid_t> threads = threadsOf(daemon_.pid());
         count = threads.size();
         const Flood flood;
         waitForLog();
@@ -92,7 +92,7 @@ TEST_F(SignalsTest, SignalsThatComeTogetherEndItOnce) {
     for (int round = 0; round < 5 && !HasFailure(); ++round) {
         std::filesystem::remove(logFile());
         serve(config(7));
-        const std::vector<pid_t> threads = daemon_->threads();
+        const std::vector<pid_t> threads = threadsOf(daemon_.pid());
         const Flood flood;
         waitForLog();
         for (std::size_t i = 0; i < threads.size(); ++i) {

@@ -1,51 +1,24 @@
 #include "freeradius_process.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <stdexcept>
 
-#include "ostrel/runtime.h"
-
 namespace vesta::testing {
-namespace {
-
-std::uint16_t freePort() {
-    const ostrel::Fd fd(socket(AF_INET, SOCK_DGRAM, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
-        getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        throw std::runtime_error("no free port");
-    }
-    return ntohs(address.sin_port);
-}
-
-}  // namespace
 
 bool FreeradiusProcess::installed() {
     return std::system("command -v freeradius radclient >/dev/null 2>&1") == 0;
 }
 
 FreeradiusProcess::FreeradiusProcess(const std::string& secret, const std::string& users)
-    : authPort_(freePort()), acctPort_(freePort()) {
+    : authPort_(freePort(SOCK_DGRAM)), acctPort_(freePort(SOCK_DGRAM)) {
     writeConfiguration(secret, users);
-    start();
-}
-
-FreeradiusProcess::~FreeradiusProcess() {
-    if (pid_ > 0) {
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
+    process_.start(
+        {"sh", "-c", "umask 077; exec freeradius -f -l stdout -d \"$0\"", directory_.path()},
+        ChildProcess::Output::heard);
+    if (!process_.waitForText("Ready to process requests")) {
+        throw std::runtime_error("freeradius does not start: " + process_.said());
     }
+    process_.stopHearing();
 }
 
 void FreeradiusProcess::writeConfiguration(const std::string& secret,
@@ -63,34 +36,6 @@ void FreeradiusProcess::writeConfiguration(const std::string& secret,
     ostrel::testing::writeFile(directory_.path("radiusd.conf"), text);
     std::filesystem::copy(FREERADIUS_FILES "/dictionary", directory_.path());
     ostrel::testing::writeFile(directory_.path("users"), users);
-}
-
-void FreeradiusProcess::start() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        throw std::runtime_error("no pipe");
-    }
-    const ostrel::Fd output(ends[0]);
-    ostrel::Fd input(ends[1]);
-    pid_ = fork();
-    if (pid_ == 0) {
-        umask(077);
-        dup2(input.get(), STDOUT_FILENO);
-        dup2(input.get(), STDERR_FILENO);
-        execlp("freeradius", "freeradius", "-f", "-l", "stdout", "-d", directory_.path().c_str(),
-               static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    input.reset();
-    std::string said;
-    char buffer[4096];
-    while (said.find("Ready to process requests") == std::string::npos) {
-        const ssize_t length = read(output.get(), buffer, sizeof buffer);
-        if (length <= 0) {
-            throw std::runtime_error("freeradius does not start: " + said);
-        }
-        said.append(buffer, static_cast<std::size_t>(length));
-    }
 }
 
 std::string FreeradiusProcess::detail() const {

@@ -3,12 +3,11 @@
 // Debian's RADIUS server as a child process, with a configuration of its own on loopback: PAP and
 // EAP-MD5, accounting into a detail file, and our vendor's dictionary.
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <string>
 
 #include "platform/support.h"
+#include "support/child_process.h"
 
 namespace vesta::testing {
 
@@ -20,9 +19,6 @@ public:
     // Starts it with these users; returns when it takes requests. Throws std::runtime_error, with
     // what it said, when it does not.
     FreeradiusProcess(const std::string& secret, const std::string& users);
-    ~FreeradiusProcess();
-    FreeradiusProcess(const FreeradiusProcess&) = delete;
-    FreeradiusProcess& operator=(const FreeradiusProcess&) = delete;
 
     [[nodiscard]] std::uint16_t authPort() const { return authPort_; }
     [[nodiscard]] std::uint16_t acctPort() const { return acctPort_; }
@@ -35,12 +31,11 @@ public:
 
 private:
     void writeConfiguration(const std::string& secret, const std::string& users) const;
-    void start();
 
     ostrel::testing::TempDirectory directory_;
     std::uint16_t authPort_;
     std::uint16_t acctPort_;
-    pid_t pid_ = -1;
+    ChildProcess process_;
 };
 
 }  // namespace vesta::testing

@@ -1,14 +1,50 @@
 // Two apbd processes with a real broker between them.
 
+#include <set>
+
 #include "companions/apbd/fakes.h"
-#include "companions/apbd/vestad.h"
 #include "support/broker.h"
+#include "support/bus_peer.h"
 
 namespace apbd {
 namespace {
 
 using vesta::testing::Broker;
 using vesta::testing::ChildProcess;
+
+// The other end of an apbd process, on the bus in a runtime directory of its own.
+class Vestad {
+public:
+    Vestad(const std::string& runtime, std::string apMac)
+        : runtime_(runtime), apMac_(std::move(apMac)), bus_(module()) {
+        bus_.start({"connected", "disconnected", "subscribe-response", "add-response",
+                    "update-response", "del-response", "add-notify", "update-notify",
+                    "del-notify"});
+    }
+
+    bool send(const Json& request) {
+        static_cast<void>(module());
+        return bus_.ipc.send(request.dump(), IPC_MODULE_APBD);
+    }
+    bool subscribe() {
+        return send({{"cmd", "subscribe-request"},
+                     {"ap-mac", apMac_},
+                     {"mobility-domain-list",
+                      {{{"ssid", "Guest"}, {"radius-domain", ""}, {"mobility-domain", "hall"}}}}});
+    }
+    Json next(const std::string& command) { return bus_.next(command); }
+
+private:
+    // The bus looks up the runtime directory whenever it makes a socket.
+    [[nodiscard]] ipc_module_t module() const {
+        setenv("OSTREL_RUNTIME_DIR", runtime_.c_str(), 1);
+        return IPC_MODULE_VESTAD;
+    }
+
+    const std::string runtime_;
+    const std::string apMac_;
+    vesta::testing::BusPeer bus_;
+};
 
 class IntegrationTest : public ::testing::Test {
 protected:

@@ -1,0 +1,42 @@
+#include "process_figures.h"
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+
+namespace vesta::bench {
+namespace {
+
+// The number behind "<name>:" in a status file of /proc; -1 without it.
+long statusNumber(const std::string& directory, const std::string& name) {
+    std::ifstream file(directory + "/status");
+    for (std::string line; std::getline(file, line);) {
+        if (line.rfind(name + ":", 0) == 0) {
+            return std::stol(line.substr(name.size() + 1));
+        }
+    }
+    return -1;
+}
+
+}  // namespace
+
+long residentKiB(pid_t process) {
+    return statusNumber("/proc/" + std::to_string(process), "VmRSS");
+}
+
+std::vector<long> sleeps(pid_t process) {
+    std::map<int, long> byThread;
+    for (const auto& task :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+        byThread[std::stoi(task.path().filename())] =
+            statusNumber(task.path(), "voluntary_ctxt_switches");
+    }
+    std::vector<long> counts;
+    for (const auto& [thread, count] : byThread) {
+        counts.push_back(count);
+    }
+    return counts;
+}
+
+}  // namespace vesta::bench

@@ -1,0 +1,15 @@
+#pragma once
+
+// What the system tells of a process.
+
+#include <sys/types.h>
+
+#include <vector>
+
+namespace vesta::bench {
+
+[[nodiscard]] long residentKiB(pid_t process);
+// For each thread, in order of its making: how often it went to sleep so far.
+[[nodiscard]] std::vector<long> sleeps(pid_t process);
+
+}  // namespace vesta::bench
