@@ -44,11 +44,6 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
-std::string textOf(const Json& object, const char* key) {
-    const auto member = object.find(key);
-    return member != object.end() && member->is_string() ? member->get<std::string>() : "";
-}
-
 std::int64_t numberOf(const Json& object, const char* key) {
     const auto member = object.find(key);
     return member != object.end() && member->is_number_integer() ? member->get<std::int64_t>() : 0;
@@ -76,6 +71,11 @@ std::int64_t wholeSeconds(std::int64_t milliseconds) {
 }
 
 }  // namespace
+
+std::string textOf(const Json& object, const char* key) {
+    const auto member = object.find(key);
+    return member != object.end() && member->is_string() ? member->get<std::string>() : "";
+}
 
 std::optional<Key> keyOf(const Json& user) {
     if (!user.is_object() || !user.contains("mobility-domain") ||

@@ -10,6 +10,7 @@
 // docs/roaming.md shows one.
 
 #include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -31,6 +32,9 @@ struct Scope {
         return domain == other.domain && ssid == other.ssid;
     }
 };
+
+// The scopes of one access point, with the RADIUS domain of each.
+using Scopes = std::map<Scope, std::string>;
 
 struct Key {
     Scope scope;
@@ -70,6 +74,9 @@ inline constexpr const char* kAssoc = "assoc";
 inline constexpr const char* kDisassoc = "disassoc";
 inline constexpr const char* kUpdate = "update";
 inline constexpr const char* kReset = "reset";
+
+// The text under `key`; "" when there is none.
+[[nodiscard]] std::string textOf(const Json& object, const char* key);
 
 // The station that a client record names: by its "sta-mac", "ssid" and "mobility-domain". Nothing
 // when one of them is missing or the MAC is none.

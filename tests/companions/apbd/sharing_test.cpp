@@ -266,7 +266,7 @@ TEST_F(SharingTest, VestadIsAnsweredThroughAnOutageButNotBeforeTheFirstState) {
     broker_.disconnect(a_.client);
     a_.subscribe();
     EXPECT_THAT(a_.told(), IsEmpty());
-    pass(Sharing::kRefusalSeconds);
+    pass(Subscription::kRefusalSeconds);
     a_.sharing.tick();
     a_.sharing.tick();
     ASSERT_EQ(a_.bus.told.size(), 1U);
@@ -346,7 +346,7 @@ TEST_F(SharingTest, AVestadThatTookNothingForLongIsAskedToSubscribe) {
     a_.sharing.tick();
     EXPECT_FALSE(a_.sharing.hasUnsent());
     a_.bus.takes = true;
-    pass(Sharing::kLoadSeconds);
+    pass(Subscription::kRemindSeconds);
     a_.sharing.tick();
     EXPECT_THAT(a_.told(), ElementsAre("connected"));
     a_.subscribe();
@@ -358,14 +358,14 @@ TEST_F(SharingTest, ALostMarkerAndALostPublicationAreMadeUpFor) {
     broker_.step();
     broker_.losePublications();
     EXPECT_THAT(a_.told(), IsEmpty());
-    pass(Sharing::kLoadSeconds);
+    pass(Loading::kPatienceSeconds);
     a_.sharing.tick();
     broker_.run();
     EXPECT_THAT(a_.told(), ElementsAre("subscribe-response"));
 
     a_.add(user_);
     broker_.losePublications();
-    pass(Sharing::kConfirmSeconds - 1);
+    pass(Ledger::kConfirmSeconds - 1);
     a_.sharing.tick();
     broker_.run();
     EXPECT_THAT(broker_.retained, IsEmpty());
@@ -389,12 +389,12 @@ TEST_F(SharingTest, AWhiteListThatComesLaterIsHandedOnAtOnce) {
 TEST_F(SharingTest, KeepsNoMoreChangesThanItMay) {
     subscribeBoth();
     broker_.disconnect(a_.client);
-    for (std::size_t i = 0; i < Sharing::kMostKept + 1; ++i) {
+    for (std::size_t i = 0; i < Ledger::kMostKept + 1; ++i) {
         a_.add(userOf(macOf(i)));
     }
     broker_.connect(a_.client, true);
     broker_.run();
-    EXPECT_EQ(broker_.retained.size(), Sharing::kMostKept);
+    EXPECT_EQ(broker_.retained.size(), Ledger::kMostKept);
     EXPECT_EQ(broker_.retained.count("root/hall/Guest/02:00:00:00:00:00"), 0U) << "the oldest";
 }
 

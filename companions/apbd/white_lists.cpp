@@ -1,0 +1,76 @@
+#include "apbd/white_lists.h"
+
+#include <utility>
+
+#include "ostrel/runtime.h"
+
+namespace apbd {
+namespace {
+
+bool isText(const std::string& bytes) {
+    try {
+        static_cast<void>(Json(bytes).dump());
+        return true;
+    } catch (const Json::exception&) {
+        return false;  // no UTF-8
+    }
+}
+
+Json entryOf(const WhiteLists::List& list, const Scopes& scopes) {
+    Json entry = {{"permitted-ip", list.values}};
+    if (!list.place.isFurtherList) {
+        const Scope& scope = list.place.scope;
+        const auto known = scopes.find(scope);
+        entry["mobility-domain"] = {{"ssid", scope.ssid},
+                                    {"mobility-domain", scope.domain},
+                                    {"radius-domain", known == scopes.end() ? "" : known->second}};
+    }
+    return entry;
+}
+
+}  // namespace
+
+bool WhiteLists::put(Lists& lists, const std::string& topic, const Topics::Place& place,
+                     const std::string& payload) {
+    if (!isText(payload)) {
+        ostrel::report(ostrel::LogLevel::warning, "%s holds no UTF-8 text, ignored", topic.c_str());
+        return false;
+    }
+    if (payload.empty()) {
+        lists.erase(topic);
+    } else {
+        lists[topic] = {place, payload};
+    }
+    return true;
+}
+
+Json WhiteLists::entries(const std::string& topic, const Scopes& scopes) const {
+    Json entries = Json::array();
+    const auto list = lists_.find(topic);
+    if (list != lists_.end()) {
+        entries.push_back(entryOf(list->second, scopes));
+    }
+    return entries;
+}
+
+Json WhiteLists::entries(const Scopes& scopes) const {
+    Json entries = Json::array();
+    for (const auto& [topic, list] : lists_) {
+        entries.push_back(entryOf(list, scopes));
+    }
+    return entries;
+}
+
+Json WhiteLists::replace(Lists lists, const Scopes& scopes) {
+    Json changed = Json::array();
+    for (const auto& [topic, list] : lists) {
+        const auto known = lists_.find(topic);
+        if (known == lists_.end() || known->second.values != list.values) {
+            changed.push_back(entryOf(list, scopes));
+        }
+    }
+    lists_ = std::move(lists);
+    return changed;
+}
+
+}  // namespace apbd
