@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "common/table.h"
+
 namespace vestactl {
 namespace {
 
@@ -27,17 +29,12 @@ TEST(StatusReportTest, LetsNoLoginSteerTheTerminal) {
     EXPECT_NE(report.find("a?[2Jb?c\n"), std::string::npos) << report;
 }
 
-TEST(ScenariosReportTest, MarksTheCurrentScenario) {
-    const std::string report = scenariosReport(Json::parse(R"({"value": {"0": {
-        "mac": "m", "ip": "i", "ssid": "s", "status": "connected", "access-type": "Allow",
-        "scenario-id-cur": -1,
-        "scenario": [{"ID": -2, "name": "login", "external-url": "http://p"},
-                     {"ID": -1, "name": "guest", "qos-bw-up-rate": 1024}]}}})"));
-    EXPECT_EQ(report,
-              "m  i  s  connected  Allow\n"
-              "     NAME   URL       SESSION s  TIME s  TRAFFIC B  UP    DOWN\n"
-              "     login  http://p\n"
-              "  >  guest                                          1024\n");
+TEST(TableTest, CutsTheWidestCellsToTheWidth) {
+    const std::vector<std::vector<std::string>> rows{{"a", "some long text", "b"},
+                                                     {"c", "caf\u00e9 au lait", "d"}};
+    EXPECT_EQ(tools::table(rows, "", 13), "a  some...  b\nc  caf...   d\n");
+    EXPECT_EQ(tools::table(rows, "", 5), "a  ...  b\nc  ...  d\n") << "no narrower";
+    EXPECT_EQ(tools::table(rows), tools::table(rows, "", 20));
 }
 
 TEST(ReportTest, BearsAnswersOfAnyShape) {

@@ -3,22 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "apsim/load.h"
 #include "apsim/road_player.h"
-#include "platform/support.h"
-#include "support/runtime_directory.h"
-#include "tools/fake_daemon.h"
+#include "e2e/daemon_process.h"
 
 namespace apsim {
 namespace {
 
 using ::testing::HasSubstr;
 
-Json document(const std::string& events) {
-    Json all = Json::parse(R"({"stations": [{"name": "anna", "interface": "wlan0-va1",
-        "mac": "02:00:00:00:00:0A", "ip": "10.1.0.5", "story": "gets in"}]})");
-    all["events"] = Json::parse(events);
-    return all;
+Json anna() {
+    return Json::parse(R"({"stations": [{"name": "anna", "interface": "wlan0-va1",
+        "mac": "02:00:00:00:00:0A", "ip": "10.1.0.5"}], "events": [
+            {"station": "anna", "do": "arrive"}]})");
 }
 
 // What an InputError says; "" without one.
@@ -31,47 +27,36 @@ std::string errorOf(const std::function<void()>& action) {
     return "";
 }
 
-TEST(RoadTest, NamesFileAndEventOfEveryMistake) {
-    const std::pair<const char*, const char*> cases[] = {
-        {R"({"station": "anna", "do": "fly"})", "event 2 (\"fly\"): is no known event"},
-        {R"({"station": "anna"})", "event 2: has no text \"do\""},
-        {R"("arrive")", "event 2: has no text \"do\""},
-        {R"({"do": "leave"})", "event 2 (\"leave\"): \"station\" is missing"},
-        {R"({"station": "bert", "do": "leave"})", "knows no station \"bert\""},
-        {R"({"station": "anna", "do": "leave", "when": 1})", "knows no \"when\""},
-        {R"({"station": "anna", "do": "leave", "at": "1"})", "\"at\" must be a number"},
-        {R"({"station": "anna", "do": "leave", "at": -1})", "\"at\" must be a number"},
-        {R"({"station": "anna", "do": "traffic", "rx": 1})", "\"tx\" is missing"},
-        {R"({"station": "anna", "do": "expect", "redirector": "auth"})", "must be \"unauthed"},
-        {R"({"station": "anna", "do": "expect", "client": "gone"})", "or \"absent\""},
-        {R"({"station": "anna", "do": "radius-disconnect", "by": "mac"})", "no object"},
-        {R"({"station": "anna", "do": "expect", "radius": {}})", "no object \"radius\""}};
-    for (const auto& [event, error] : cases) {
-        const Json road =
-            document(std::string(R"([{"station": "anna", "do": "arrive"},)") + event + "]");
-        const std::string said = errorOf([&] { parseRoad(road, "r.json"); });
-        EXPECT_THAT(said, HasSubstr("r.json: event 2"));
-        EXPECT_THAT(said, HasSubstr(error));
-    }
-}
-
-TEST(RoadTest, NamesTheMistakeInAStationOrInTheRadiusServersBook) {
+TEST(RoadTest, NamesFileAndPlaceOfEveryMistake) {
+    const Json radius{{"secret", "s"}};
     const struct {
-        const char* place;
-        Json value;
+        const char* place;  // what of the road gets `value`
+        const char* value;
         const char* error;
     } cases[] = {
-        {"/stations/0/mac", "02:00:00:00:00", "station 1 (\"anna\"): \"mac\" is no MAC address"},
-        {"/stations/0/ip", "10.1.0", "station 1 (\"anna\"): \"ip\" is no IPv4 address"},
-        {"/radius/users", Json::object(), "secret"},
-        {"/radius", {{"secret", "s"}, {"users", {{"anna", 5}}}}, "\"radius\": "},
-        {"/radius", {{"secret", "s"}, {"stations", {{"02:00", 5}}}}, "no MAC address"},
-        {"/radius",
-         {{"secret", "s"}, {"stations", {{"02:00:00:00:00:01", Json::object()}}}},
-         "known"}};
+        {"/events/1", R"({"station": "anna", "do": "fly"})", "(\"fly\"): is no known event"},
+        {"/events/1", R"({"station": "anna"})", "event 2: has no text \"do\""},
+        {"/events/1", R"("arrive")", "event 2: has no text \"do\""},
+        {"/events/0/station", R"("bert")", "event 1 (\"arrive\"): knows no station \"bert\""},
+        {"/events/0/when", "1", "event 1 (\"arrive\"): knows no \"when\""},
+        {"/events/0/at", R"("1")", "\"at\" must be a number"},
+        {"/events/0/at", "-1", "\"at\" must be a number"},
+        {"/events/1", R"({"do": "leave"})", "\"station\" is missing"},
+        {"/events/1", R"({"station": "anna", "do": "traffic", "rx": 1})", "\"tx\" is missing"},
+        {"/events/1", R"({"station": "anna", "do": "expect", "redirector": "auth"})",
+         "must be \"u"},
+        {"/events/1", R"({"station": "anna", "do": "expect", "client": "gone"})", "or \"absent\""},
+        {"/events/1", R"({"station": "anna", "do": "expect", "radius": {}})", "no object \"radius"},
+        {"/stations", "5", "has no array \"stations\""},
+        {"/stations/0/mac", R"("02:00:00:00:00")", "station 1 (\"anna\"): \"mac\" is no MAC"},
+        {"/stations/0/ip", R"("10.1.0")", "station 1 (\"anna\"): \"ip\" is no IPv4 address"},
+        {"/radius", R"({"users": {}})", "secret"},
+        {"/radius", R"({"secret": "s", "users": {"anna": 5}})", "\"radius\": "},
+        {"/radius", R"({"secret": "s", "stations": {"02:00": 5}})", "no MAC address"},
+        {"/radius", R"({"secret": "s", "stations": {"02:00:00:00:00:01": {}}})", "known"}};
     for (const auto& one : cases) {
-        Json road = document("[]");
-        road[Json::json_pointer(one.place)] = one.value;
+        Json road = anna();
+        road[Json::json_pointer(one.place)] = Json::parse(one.value);
         const std::string said = errorOf([&] { parseRoad(road, "r.json"); });
         EXPECT_THAT(said, ::testing::StartsWith("r.json: "));
         EXPECT_THAT(said, HasSubstr(one.error));
@@ -79,137 +64,80 @@ TEST(RoadTest, NamesTheMistakeInAStationOrInTheRadiusServersBook) {
 }
 
 TEST(RoadTest, NamesAnInterfaceThatTheConfigurationLacks) {
-    const Road walk = parseRoad(
-        document(R"([{"station": "anna", "do": "roam", "interface": "wlan1-va1"}])"), "r.json");
-    EXPECT_THROW(checkInterfaces(walk, {"wlan1-va1"}, "r.json"), InputError);
-    EXPECT_THROW(checkInterfaces(walk, {"wlan0-va1"}, "r.json"), InputError);
-    EXPECT_NO_THROW(checkInterfaces(walk, {"wlan0-va1", "wlan1-va1"}, "r.json"));
+    Json road = anna();
+    road["events"][0] = {{"station", "anna"}, {"do", "roam"}, {"interface", "wlan1-va1"}};
+    const auto said = [walk = parseRoad(road, "r.json")](const std::set<std::string>& interfaces) {
+        return errorOf([&] { checkInterfaces(walk, interfaces, "r.json"); });
+    };
+    EXPECT_THAT(said({"wlan1-va1"}), HasSubstr("has no interface wlan0-va1"));
+    EXPECT_THAT(said({"wlan0-va1"}), HasSubstr("has no interface wlan1-va1"));
+    EXPECT_EQ(said({"wlan0-va1", "wlan1-va1"}), "");
 }
 
 TEST(InputTest, NamesTheFileThatIsMissingOrNoJson) {
     const ostrel::testing::TempDirectory directory;
-    ostrel::testing::writeFile(directory.path("bad.json"), "{\"stations\": [}");
-    ostrel::testing::writeFile(directory.path("list.json"), "[]");
-    for (const auto& [name, error] :
-         {std::pair("none.json", "none.json: can't be read: No such file"),
-          {"bad.json", "bad.json: "},
-          {"list.json", "list.json: holds no JSON object"}}) {
-        EXPECT_THAT(errorOf([&, file = name] { loadJsonObject(directory.path(file)); }),
-                    HasSubstr(error));
+    const std::pair<const char*, const char*> cases[] = {{"{\"stations\": [}", "x.json: "},
+                                                         {"[]", "x.json: holds no JSON object"}};
+    const auto said = [&] { return errorOf([&] { loadJsonObject(directory.path("x.json")); }); };
+    EXPECT_THAT(said(), HasSubstr("x.json: can't be read: No such file"));
+    for (const auto& [text, error] : cases) {
+        ostrel::testing::writeFile(directory.path("x.json"), text);
+        EXPECT_THAT(said(), HasSubstr(error));
     }
 }
 
-class RoadPlayerTest : public ::testing::Test {
-protected:
-    StationResult play(const std::string& events) {
-        Json all = document(events);
-        all["radius"] = {{"secret", "s"}};
-        return RoadPlayer({&accessPoint_}).play(parseRoad(all, "r.json")).at(0);
-    }
+class RoadPlayerTest : public vesta::testing::DaemonTest {};
 
-    vesta::testing::RuntimeDirectory runtime_;
-    AccessPoint accessPoint_{Json::object()};
-    // Lets a station in at its login, and knows it from then on.
-    bool known_ = false;
-    FakeDaemon* self_ = nullptr;
-    FakeDaemon daemon_{{{"validate",
-                         [this](const std::string& request) {
-                             known_ = true;
-                             self_->letAnnaIn();
-                             return answer(request, {{"result", 1}});
-                         }},
-                        {"validate-ip",
-                         [this](const std::string& request) {
-                             return answer(request, {{"result", known_ ? 1 : 0},
-                                                     {"params", {{"cur-state", "session-end"}}}});
-                         }},
-                        {"get", [](const std::string& request) {
-                             return answer(request, Json::parse(R"({"value": {"clients": {"0":
-                  {"mac": "02:00:00:00:00:0a", "interface": "wlan0-va1", "login": "anna",
-                   "session-time": 7}}}})"));
-                         }}}};
-
-    static std::string answer(const std::string& request, Json text) {
-        text["context"] = Json::parse(request)["context"];
-        return text.dump();
-    }
-
-    void SetUp() override { self_ = &daemon_; }
-};
-
-TEST_F(RoadPlayerTest, TellsWhatHappenedToAStationThatMetItsExpectations) {
-    const StationResult result = play(R"([
-        {"station": "anna", "do": "arrive"},
-        {"station": "anna", "do": "expect", "redirector": "forgotten", "state": "unknown"},
-        {"station": "anna", "do": "login", "login": "anna", "password": "x"},
-        {"station": "anna", "do": "expect", "redirector": "authed", "reaches": ["8.8.8.8"],
-         "state": {"cur-state": "session-end"}, "client": {"login": "anna", "session-time": {"at-least": 7}},
-         "shaper": "none"}])");
-    EXPECT_EQ(result.failure, "");
-    EXPECT_EQ(result.happened, "authed");
-    EXPECT_EQ(result.expected, "gets in");
-}
-
+// One station for each expectation that the daemon disappoints; all log in before.
 TEST_F(RoadPlayerTest, NamesTheExpectationThatFailed) {
     const std::pair<const char*, const char*> cases[] = {
-        {R"("redirector": "drop")", "redirector has it authed, not drop after 0 s"},
-        {R"("blocked": ["8.8.8.8"])", "it reaches 8.8.8.8"},
-        {R"("shaper": {"transmit": 5})", "shaper was given no limits"},
-        {R"("wifi-auth": {"username": "anna"})", "wifi-auth has username \"\", not anna"},
-        {R"("trap": "cp-deauth")", "no trap cp-deauth"},
-        {R"("deauth": true)", "deauth-client was not run"},
-        {R"("state": "unknown")", "validate-ip still knows it"},
-        {R"("state": {"cur-state": "x"})", "validate-ip has cur-state session-end, not x"},
-        {R"("radius": {"stop": "cause 1"})", "RADIUS saw no stop with \"cause 1\""},
-        {R"("client": "absent")", "the daemon still has it"},
-        {R"("client": {"status": "x"})", "the daemon has status missing, not x"},
-        {R"("client": {"session-time": {"at-least": 8}})", "has session-time 7, not"}};
+        {R"({"redirector": "drop"})", "redirector has it authed, not drop after 0 s"},
+        {R"({"blocked": ["8.8.8.8"]})", "it reaches 8.8.8.8"},
+        {R"({"shaper": {"transmit": 5}})", "shaper was given no limits"},
+        {R"({"wifi-auth": {"username": "x"}})", "wifi-auth has username \"anna\", not x"},
+        {R"({"trap": "cp-drop"})", "no trap cp-drop"},
+        {R"({"deauth": true})", "deauth-client was not run"},
+        {R"({"radius": {"stop": "cause 1"}})", "RADIUS saw no stop with \"cause 1\""},
+        {R"({"state": "unknown"})", "validate-ip still knows it"},
+        {R"({"state": {"ssid": "x"}})", "validate-ip has ssid Guest, not x"},
+        {R"({"client": "absent"})", "the daemon still has it"},
+        {R"({"client": {"status": "x"}})", "the daemon has status connected, not x"},
+        {R"({"client": {"session-time": {"at-least": 99}}})", "not {\"at-least\":99}"}};
+    Json document = config(7);
+    document["interface"][0]["vap"]["captive-portal"]["verification-mode"] = "local";
+    serve(document);
+    Json road{{"radius", {{"secret", "s"}}}};
     for (const auto& [expectation, failure] : cases) {
-        const StationResult result =
-            play(std::string(R"([{"station": "anna", "do": "login", "login": "a", "password": "x"},
-                {"station": "anna", "do": "expect", "within": 0, )") +
-                 expectation + R"(}, {"station": "anna", "do": "arrive"}])");
-        EXPECT_THAT(result.failure, HasSubstr(failure));
-        EXPECT_EQ(accessPoint_.associations().size(), 0U);  // nothing was played behind it
+        const std::string number = std::to_string(10 + road["stations"].size());
+        road["stations"].push_back({{"name", number},
+                                    {"interface", "wlan0-va1"},
+                                    {"mac", "02:00:00:00:00:" + number},
+                                    {"ip", "10.1.0." + number}});
+        Json events = Json::parse(R"([{"do": "arrive"}, {"do": "expect", "redirector": "unauthed",
+            "blocked": ["8.8.8.8"]}, {"do": "login", "login": "anna", "password": "x"},
+            {"do": "expect", "redirector": "authed"}, {"do": "expect", "within": 0},
+            {"do": "arrive"}])");
+        events[4].update(Json::parse(expectation));
+        for (Json& event : events) {
+            event["station"] = number;
+            road["events"].push_back(event);
+        }
     }
+    const auto results = RoadPlayer({accessPoint_.get()}).play(parseRoad(road, "r.json"));
+    for (std::size_t index = 0; index < results.size(); ++index) {
+        EXPECT_THAT(results[index].failure, HasSubstr(cases[index].second));
+        EXPECT_EQ(results[index].happened, "unauthed, authed");
+    }
+    EXPECT_EQ(accessPoint_->associations().size(), 0U) << "nothing is played behind a failure";
 }
 
-TEST_F(RoadPlayerTest, AStationRoamsToTheAccessPointThatHasTheInterface) {
-    const ostrel::testing::TempDirectory garden;
-    AccessPointOptions options;
-    options.log = &accessPoint_.events();
-    options.runtimeDirectory = garden.path();
-    AccessPoint second(Json::parse(R"({"interface": [{"name": "garden-va1"}]})"), options);
-    RoadPlayer player({&accessPoint_, &second});
-    const Road road = parseRoad(document(R"([
-        {"station": "anna", "do": "login", "login": "anna", "password": "x"},
-        {"station": "anna", "do": "roam", "interface": "garden-va1"},
-        {"station": "anna", "do": "expect", "redirector": "forgotten"},
-        {"station": "anna", "do": "kill-daemon"}])"),
-                                "r.json");
-    EXPECT_EQ(player.play(road).at(0).failure, "there is no daemon to kill");
-    const Event roam = *accessPoint_.events().waitFor(
-        [](const Event& event) { return event.what == "roam"; }, Milliseconds(0));
-    EXPECT_EQ(roam.station.interface, "garden-va1");
-    EXPECT_TRUE(second.events().waitFor(Party::station, "packet", roam.station, Milliseconds(0)));
-    EXPECT_EQ(second.modules().pendingNotifications(), 1U);
-    EXPECT_EQ(accessPoint_.associations().size(), 0U);
-}
-
-TEST_F(RoadPlayerTest, AStoppedRoadEndsAtOnceAndCountsAsFailed) {
-    RoadPlayer player({&accessPoint_});
+TEST_F(RoadPlayerTest, AStoppedRoadEndsAtOnceAndIsNotAsExpected) {
+    putUp(config(7));
+    RoadPlayer player({accessPoint_.get()});
     player.stop();
-    const Road road =
-        parseRoad(document(R"([{"station": "anna", "do": "arrive", "at": 3600}])"), "r.json");
-    EXPECT_EQ(player.play(road).at(0).failure, "stopped");
-}
-
-TEST(PercentileTest, IsTheSmallestValueThatEnoughLieAtOrBelow) {
-    EXPECT_EQ(percentile({}, 0.5), 0);
-    EXPECT_EQ(percentile({7}, 0.99), 7);
-    EXPECT_EQ(percentile({1, 2, 3, 4}, 0.5), 2);
-    EXPECT_EQ(percentile({1, 2, 3, 4}, 0.51), 3);
-    EXPECT_EQ(percentile({1, 2, 3, 4}, 1), 4);
+    Json road = anna();
+    road["events"][0]["at"] = 3600;
+    EXPECT_EQ(player.play(parseRoad(road, "r.json")).at(0).failure, "stopped");
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ std::string scenariosReport(const Json& answer) {
         text += cell(client, "mac") + "  " + cell(client, "ip") + "  " + cell(client, "ssid") +
                 "  " + cell(client, "status") + "  " + cell(client, "access-type") + '\n';
         std::vector<Row> rows{
-            {"", "NAME", "URL", "SESSION s", "TIME s", "TRAFFIC B", "UP", "DOWN"}};
+            {"", "NAME", "URL", "SESSION s", "TIME s", "TRAFFIC B", "UP B/s", "DOWN B/s"}};
         const std::string current = cell(client, "scenario-id-cur");
         for (const Json& scenario : member(client, "scenario")) {
             Row row = rowOf(scenario, {"name", "external-url", "session-timeout", "time-limit",
