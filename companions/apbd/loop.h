@@ -21,7 +21,7 @@ public:
     // Runs tasks in their order and ticks once a second, until stop(). An exception out of a task
     // is reported and ends that task alone.
     void run(Sharing& sharing) EXCLUDES(mutex_);
-    // Has run() return as soon as what waits is done and all changes have come round, after
+    // Makes run() return when all waiting tasks are done and all changes have come round, after
     // `patience` at the latest. `last` is done last.
     void stop(Task last, std::chrono::milliseconds patience) EXCLUDES(mutex_);
 

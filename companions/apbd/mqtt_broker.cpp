@@ -116,7 +116,7 @@ void MqttBroker::run() {
     bool warned = false;
     do {
         int code = connect();
-        // Once it is up, what is under way and the good-bye still leave.
+        // Once it is up, publications under way and the good-bye must still leave.
         while (code == MOSQ_ERR_SUCCESS && (isUp_ || !isStopping())) {
             code = mosquitto_loop(client_.get(), kLoopMilliseconds, 1);
         }
@@ -161,7 +161,7 @@ bool MqttBroker::pause(Milliseconds length) {
     return !stopping_;
 }
 
-// What was asked for while the broker is away is asked for again when it is back.
+// A request that fails while the broker is away is not kept: Sharing asks again when it is back.
 void MqttBroker::subscribe(const std::string& marker, const std::vector<std::string>& filters) {
     const ostrel::MutexLock lock(mutex_);
     const std::set<std::string> wanted(filters.begin(), filters.end());

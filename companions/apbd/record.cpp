@@ -17,8 +17,8 @@ constexpr const char* kChanging[] = {kScenario, kSessionTime, "cur-time-limit", 
 // A clock that shows an earlier time was never set (2020-01-01).
 constexpr std::int64_t kEarliestTime = 1577836800000;
 
-// What a report of a session time may differ by from the one expected: whole seconds here and at
-// the access point, which counts at the end of each second.
+// A reported session time of the same session differs at most so much from the expected one: both
+// are whole seconds, and the access point counts at the end of each second.
 constexpr std::int64_t kMostBehind = 2500;
 constexpr std::int64_t kMostAhead = 1200;
 

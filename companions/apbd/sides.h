@@ -16,7 +16,7 @@ public:
     [[nodiscard]] virtual bool send(const std::string& text, int module) = 0;
 };
 
-// The broker, while it is connected; what is asked of it meanwhile is lost.
+// The broker. What is asked of it while it is not connected is lost.
 class BrokerSide {
 public:
     virtual ~BrokerSide() = default;

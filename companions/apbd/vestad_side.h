@@ -1,7 +1,7 @@
 #pragma once
 
 // What apbd says to its own access point's vestad, in the order in which it says it. What the bus
-// can't take at once waits here; a vestad that takes nothing for long is held to be gone and
+// can't take at once waits here; a vestad that takes nothing for long counts as gone and
 // subscribes anew.
 //
 // Threads: none; the one that runs Sharing.

@@ -65,10 +65,7 @@ public:
         dropUplink([](const Sent& sent) { return sent.filters.empty(); });
     }
     void run() {
-        while (!uplink_.empty()) {
-            const Sent sent = uplink_.front();
-            uplink_.pop_front();
-            carry(sent);
+        while (step()) {
         }
     }
     // One message; false when none waits.
