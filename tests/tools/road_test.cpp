@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "apsim/road_player.h"
-#include "e2e/daemon_process.h"
+#include "e2e/daemon_test.h"
 
 namespace apsim {
 namespace {

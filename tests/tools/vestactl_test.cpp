@@ -2,7 +2,7 @@
 #include <stdio.h>
 #include <sys/wait.h>
 
-#include "e2e/daemon_process.h"
+#include "e2e/daemon_test.h"
 
 namespace vesta::testing {
 namespace {
