@@ -1,7 +1,3 @@
-#include <gmock/gmock.h>
-#include <stdio.h>
-#include <sys/wait.h>
-
 #include "e2e/daemon_test.h"
 
 namespace vesta::testing {
@@ -21,16 +17,11 @@ struct Call {
 void expectAll(const std::vector<Call>& calls) {
     for (const Call& call : calls) {
         SCOPED_TRACE(call.arguments);
-        const std::string line = VESTACTL_PROGRAM " " + std::string(call.arguments) + " 2>&1";
-        FILE* const pipe = popen(line.c_str(), "r");
-        ASSERT_NE(pipe, nullptr);
-        std::string text;
-        for (int byte = fgetc(pipe); byte != EOF; byte = fgetc(pipe)) {
-            text += static_cast<char>(byte);
-        }
-        const int status = pclose(pipe);
-        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, call.status);
-        EXPECT_THAT(text, ContainsRegex(call.text));
+        ChildProcess vestactl;
+        vestactl.start({"sh", "-c", VESTACTL_PROGRAM " " + std::string(call.arguments)},
+                       ChildProcess::Output::heard);
+        EXPECT_EQ(vestactl.waitForEnd(), call.status);
+        EXPECT_THAT(vestactl.said(), ContainsRegex(call.text));
     }
 }
 
