@@ -2,59 +2,23 @@
 
 #include <arpa/inet.h>
 
-#include <array>
+#include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <system_error>
 #include <type_traits>
+
+#include "ostrel/addresses.h"
 
 namespace vesta {
 namespace {
 
-constexpr std::size_t kMacBytes = 6;
-constexpr std::size_t kMacTextLength = 17;
 constexpr int kIpv4Bits = 32;
-
-bool isBlank(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-int hexValue(char c) {
-    if (isDigit(c)) {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
-
-// "aa:bb:cc:00:11:22" alone, which is how every address but a hand-written one looks.
-bool parseUsualMac(const std::string& text, char* out) {
-    if (text.size() < kMacTextLength) {
-        return false;
-    }
-    std::array<char, kMacBytes> bytes;
-    for (std::size_t i = 0; i < kMacBytes; ++i) {
-        const int high = hexValue(text[3 * i]);
-        const int low = hexValue(text[3 * i + 1]);
-        if (high < 0 || low < 0 || (i + 1 < kMacBytes && text[3 * i + 2] != ':')) {
-            return false;
-        }
-        bytes[i] = static_cast<char>(high * 16 + low);
-    }
-    std::memcpy(out, bytes.data(), bytes.size());
-    return true;
-}
+constexpr const char* kBlanks = " \t\n\v\f\r";
 
 }  // namespace
 
@@ -63,11 +27,8 @@ bool parseUsualMac(const std::string& text, char* out) {
 template <class T>
 T DataParser::stringToType(const std::string& text) {
     using Magnitude = std::make_unsigned_t<T>;
-    const char* next = text.data();
-    const char* const end = next + text.size();
-    while (next != end && isBlank(*next)) {
-        ++next;
-    }
+    const char* const end = text.data() + text.size();
+    const char* next = text.data() + std::min(text.find_first_not_of(kBlanks), text.size());
     const bool negative = next != end && *next == '-';
     if (next != end && (*next == '-' || *next == '+')) {
         ++next;
@@ -76,12 +37,9 @@ T DataParser::stringToType(const std::string& text) {
     const auto highest = static_cast<Magnitude>(std::numeric_limits<T>::max());
     const Magnitude limit = belowZero ? highest + 1 : highest;
     Magnitude value = 0;
-    for (; next != end && isDigit(*next); ++next) {
-        const auto digit = static_cast<Magnitude>(*next - '0');
-        if (value > (limit - digit) / 10) {
-            return belowZero ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
-        }
-        value = value * 10 + digit;
+    const std::errc problem = std::from_chars(next, end, value).ec;
+    if (problem == std::errc::result_out_of_range || value > limit) {
+        return belowZero ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
     }
     return static_cast<T>(negative ? Magnitude{0} - value : value);
 }
@@ -106,45 +64,31 @@ std::string DataParser::castMacToLogin(const std::string& mac) {
 }
 
 std::string DataParser::castRowMacToString(const unsigned char* mac) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string text(kMacTextLength, ':');
-    for (std::size_t i = 0; i < kMacBytes; ++i) {
-        text[3 * i] = kDigits[mac[i] >> 4];
-        text[3 * i + 1] = kDigits[mac[i] & 15];
-    }
-    return text;
+    ostrel::MacBytes bytes;
+    std::copy_n(mac, bytes.size(), bytes.begin());
+    return ostrel::macText(bytes);
 }
 
 bool DataParser::parseMacFromString(const std::string& text, char* out) {
-    if (parseUsualMac(text, out)) {
-        return true;
+    const std::optional<ostrel::MacBytes> mac = ostrel::scanMac(text);
+    if (mac.has_value()) {
+        std::memcpy(out, mac->data(), mac->size());
     }
-    std::array<unsigned int, kMacBytes> fields{};
-    if (std::sscanf(text.c_str(), "%02x:%02x:%02x:%02x:%02x:%02x", &fields[0], &fields[1],
-                    &fields[2], &fields[3], &fields[4], &fields[5]) != kMacBytes) {
-        return false;
-    }
-    for (std::size_t i = 0; i < kMacBytes; ++i) {
-        out[i] = static_cast<char>(fields[i] & 0xFF);
-    }
-    return true;
+    return mac.has_value();
 }
 
 std::string DataParser::castRowIpToString(const unsigned char* ip) {
     in_addr address{};
     std::memcpy(&address, ip, sizeof address);
-    return castRowIpToString(address);
+    return ostrel::ipv4Text(address);
 }
 
 std::string DataParser::castRowIpToString(in_addr ip) {
-    std::array<char, INET_ADDRSTRLEN> text{};
-    inet_ntop(AF_INET, &ip, text.data(), text.size());
-    return text.data();
+    return ostrel::ipv4Text(ip);
 }
 
 unsigned int DataParser::castStringToRawIpv4(const std::string& text) {
-    in_addr address{};
-    return inet_pton(AF_INET, text.c_str(), &address) == 1 ? address.s_addr : 0;
+    return ostrel::parseIpv4(text).value_or(in_addr{}).s_addr;
 }
 
 int DataParser::parseIpFromString(const std::string& text, in_addr* out) {
