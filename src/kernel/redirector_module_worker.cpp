@@ -29,13 +29,13 @@ constexpr std::int64_t kRecoverySeconds = 1;
 
 RedirectorModuleWorker::RedirectorModuleWorker(StationReceiver& portal)
     : KernelWorker(portal),
+      control_(ostrel::openRedirector()),
       notifySocket_(ostrel::openNotifications(static_cast<std::uint32_t>(getpid()))) {
     name_ = "redirectorModuleWorker";
     if (!notifySocket_.valid()) {
         logger().Error("%s: can't open the notifications of new stations: %s; trying again\n",
                        name_.c_str(), std::strerror(errno));
     }
-    control_ = ostrel::openRedirector();
     logger().Debug("%s: Configure notify pid %u for redirectod\n", name_.c_str(),
                    static_cast<unsigned int>(getpid()));
     announcePid();
@@ -134,9 +134,7 @@ void RedirectorModuleWorker::tellAgain() {
         // One that only was silent still has what it was told to forget meanwhile.
         request(RedirectorRequest::REDIRECTOR_WIPE_ALL_CLIENTS, nullptr);
         request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
-        for (const auto& entry : lists_) {
-            sendList(*entry.second.list, entry.second.id);
-        }
+        lists_.tellAll();
     }
     while (tellStationAfter(last)) {
     }
@@ -152,7 +150,7 @@ bool RedirectorModuleWorker::tellStationAfter(std::optional<RedirectorStationKey
     ToldStation& station = next->second;
     request(station.state, station.record.data());
     if (station.listId != 0) {
-        sendStationList(station.record, station.listId);
+        tellStationList(station.record, station.listId);
     }
     return true;
 }
@@ -163,6 +161,57 @@ std::string RedirectorModuleWorker::getProxyIPv4() {
     const std::string text = DataParser::castRowIpToString(address.data());
     logger().Debug("%s: Get proxy IPv4 from kernel %s\n", name_.c_str(), text.c_str());
     return text;
+}
+
+bool RedirectorModuleWorker::insertWhiteList(std::shared_ptr<WhiteAddressesList> list) {
+    const MutexLock lock(toldMutex_);
+    const std::uint32_t id = lists_.add(list);
+    logger().Debug("%s.%s: insert white list %s to recirector with id %d\n", name_.c_str(),
+                   "insertWhiteList", list->getHash().c_str(), static_cast<int>(id));
+    lists_.tell(*list, id);
+    return true;
+}
+
+bool RedirectorModuleWorker::wipeWhiteLists() {
+    logger().Debug("%s,%d,wipe all white lists in redirector\n", "wipeWhiteLists", 368);
+    const MutexLock lock(toldMutex_);
+    lists_.clear();
+    request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
+    return true;
+}
+
+void RedirectorModuleWorker::setClientWhiteList(std::shared_ptr<Client> client) {
+    const std::string listName = client->getWhiteIpListId();
+    if (listName.empty()) {
+        logger().Warning("%s,%d,Client %s does't has any white list\n", "setClientWhiteList", 235,
+                         client->getMacAddress().c_str());
+        return;
+    }
+    const RedirectorClientRecord record = recordOf(*client);
+    const MutexLock lock(toldMutex_);
+    const std::optional<std::uint32_t> id = lists_.idOf(listName);
+    if (!id.has_value()) {
+        logger().Warning("%s,%d,White list with id %s not found in redirector\n",
+                         "setClientWhiteList", 242, listName.c_str());
+        if (logger().isDebug()) {
+            logger().Debug("%s,%d,Full list is '%s'\n", "setClientWhiteList", 245,
+                           lists_.to_string().c_str());
+        }
+        return;
+    }
+    logger().Debug("%s,%d,For client %s on interface %s with list id %d\n", "setClientWhiteList",
+                   252, client->getMacAddress().c_str(), client->getInterface().c_str(),
+                   static_cast<int>(*id));
+    const auto station = stations_.find(stationOf(record));
+    if (station != stations_.end()) {
+        station->second.listId = *id;
+    }
+    tellStationList(record, *id);
+}
+
+std::string RedirectorModuleWorker::to_string() const {
+    const MutexLock lock(toldMutex_);
+    return lists_.to_string();
 }
 
 bool RedirectorModuleWorker::informClientAuthenticated(std::shared_ptr<Client> client,
@@ -231,6 +280,12 @@ void RedirectorModuleWorker::clientRequest(RedirectorRequest number, const Clien
         stations_[stationOf(record)] = {number, 0, record};
     }
     request(number, record.data());
+}
+
+void RedirectorModuleWorker::tellStationList(const RedirectorClientRecord& station,
+                                             std::uint32_t listId) {
+    RedirectorClientWhiteListRecord record = makeClientWhiteListRecord(station, listId);
+    request(RedirectorRequest::REDIRECTOR_SET_CLIENT_WHITE_LIST, record.data());
 }
 
 }  // namespace vesta

@@ -18,6 +18,7 @@
 #include "core/mutex.h"
 #include "kernel/kernel_worker.h"
 #include "kernel/redirector_records.h"
+#include "kernel/redirector_white_lists.h"
 #include "ostrel/modules.h"
 #include "ostrel/runtime.h"
 
@@ -59,10 +60,6 @@ public:
         EXCLUDES(toldMutex_);
 
 private:
-    struct ToldList {
-        std::uint32_t id;
-        std::shared_ptr<WhiteAddressesList> list;
-    };
     struct ToldStation {
         RedirectorRequest state{};
         std::uint32_t listId = 0;  // 0: none
@@ -87,20 +84,13 @@ private:
     void logClientEvent(const char* event, const Client& client) const;
     static RedirectorClientRecord recordOf(const Client& client);
     void clientRequest(RedirectorRequest number, const Client& client) EXCLUDES(toldMutex_);
-    std::uint32_t nextListId() const REQUIRES(toldMutex_);
-    std::string listsText() const REQUIRES(toldMutex_);
-    void sendList(const WhiteAddressesList& list, std::uint32_t id);
-    void sendAddresses(const WhiteAddressesList& list, std::uint32_t id);
-    void sendStationList(const RedirectorClientRecord& station, std::uint32_t listId);
-    void sendStrings(RedirectorRequest number, std::uint32_t id,
-                     WhiteAddressesList::Strings::const_iterator first,
-                     WhiteAddressesList::Strings::const_iterator last);
+    void tellStationList(const RedirectorClientRecord& station, std::uint32_t listId);
 
+    const std::unique_ptr<ostrel::ModuleControl> control_;
     ostrel::Fd notifySocket_;
     std::int64_t nextRecovery_ = 0;  // monotonic seconds
-    std::unique_ptr<ostrel::ModuleControl> control_;
     mutable Mutex toldMutex_;
-    std::map<std::string, ToldList> lists_ GUARDED_BY(toldMutex_);  // by list name
+    RedirectorWhiteLists lists_ GUARDED_BY(toldMutex_){*control_};
     std::map<RedirectorStationKey, ToldStation> stations_ GUARDED_BY(toldMutex_);
 };
 

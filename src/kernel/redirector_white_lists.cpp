@@ -1,69 +1,30 @@
-#include "kernel/redirector_module_worker.h"
-
-#include <netinet/in.h>
+#include "kernel/redirector_white_lists.h"
 
 #include <algorithm>
+#include <utility>
 
-#include "client/client.h"
 #include "core/data_parser.h"
 #include "core/logger.h"
 
 namespace vesta {
 
-bool RedirectorModuleWorker::insertWhiteList(std::shared_ptr<WhiteAddressesList> list) {
-    const MutexLock lock(toldMutex_);
-    const std::uint32_t id = nextListId();
-    lists_.emplace(list->getName(), ToldList{id, list});
-    logger().Debug("%s.%s: insert white list %s to recirector with id %d\n", name_.c_str(),
-                   "insertWhiteList", list->getHash().c_str(), static_cast<int>(id));
-    sendList(*list, id);
-    return true;
-}
-
-bool RedirectorModuleWorker::wipeWhiteLists() {
-    logger().Debug("%s,%d,wipe all white lists in redirector\n", "wipeWhiteLists", 368);
-    const MutexLock lock(toldMutex_);
-    lists_.clear();
-    request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
-    return true;
-}
-
-void RedirectorModuleWorker::setClientWhiteList(std::shared_ptr<Client> client) {
-    const std::string listName = client->getWhiteIpListId();
-    if (listName.empty()) {
-        logger().Warning("%s,%d,Client %s does't has any white list\n", "setClientWhiteList", 235,
-                         client->getMacAddress().c_str());
-        return;
+std::uint32_t RedirectorWhiteLists::add(std::shared_ptr<WhiteAddressesList> list) {
+    std::uint32_t largest = 0;
+    for (const auto& entry : lists_) {
+        largest = std::max(largest, entry.second.id);
     }
-    const RedirectorClientRecord record = recordOf(*client);
-    const MutexLock lock(toldMutex_);
-    const auto found = lists_.find(listName);
-    if (found == lists_.end()) {
-        logger().Warning("%s,%d,White list with id %s not found in redirector\n",
-                         "setClientWhiteList", 242, listName.c_str());
-        if (logger().isDebug()) {
-            logger().Debug("%s,%d,Full list is '%s'\n", "setClientWhiteList", 245,
-                           listsText().c_str());
-        }
-        return;
-    }
-    const std::uint32_t id = found->second.id;
-    logger().Debug("%s,%d,For client %s on interface %s with list id %d\n", "setClientWhiteList",
-                   252, client->getMacAddress().c_str(), client->getInterface().c_str(),
-                   static_cast<int>(id));
-    const auto station = stations_.find(stationOf(record));
-    if (station != stations_.end()) {
-        station->second.listId = id;
-    }
-    sendStationList(record, id);
+    const std::uint32_t id = largest + 1;
+    const std::string name = list->getName();
+    lists_.emplace(name, Told{id, std::move(list)});
+    return id;
 }
 
-std::string RedirectorModuleWorker::to_string() const {
-    const MutexLock lock(toldMutex_);
-    return listsText();
+std::optional<std::uint32_t> RedirectorWhiteLists::idOf(const std::string& name) const {
+    const auto found = lists_.find(name);
+    return found != lists_.end() ? std::optional(found->second.id) : std::nullopt;
 }
 
-std::string RedirectorModuleWorker::listsText() const {
+std::string RedirectorWhiteLists::to_string() const {
     std::string text = "Userspace to kernelspace white lists map: ";
     for (const auto& [name, told] : lists_) {
         text += "\nhash = " + name + " / redirector id = " + std::to_string(told.id);
@@ -71,34 +32,25 @@ std::string RedirectorModuleWorker::listsText() const {
     return text + "\n";
 }
 
-// One more than the largest id in use.
-std::uint32_t RedirectorModuleWorker::nextListId() const {
-    std::uint32_t largest = 0;
-    for (const auto& entry : lists_) {
-        largest = std::max(largest, entry.second.id);
-    }
-    return largest + 1;
-}
-
-void RedirectorModuleWorker::sendList(const WhiteAddressesList& list, std::uint32_t id) {
-    sendAddresses(list, id);
-    sendStrings(RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS, id, list.domain_cbegin(),
+void RedirectorWhiteLists::tell(const WhiteAddressesList& list, std::uint32_t id) {
+    tellAddresses(list, id);
+    tellStrings(RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS, id, list.domain_cbegin(),
                 list.domain_cend());
-    sendStrings(RedirectorRequest::REDIRECTOR_ADD_WHITE_REGEXPS, id, list.regexp_cbegin(),
+    tellStrings(RedirectorRequest::REDIRECTOR_ADD_WHITE_REGEXPS, id, list.regexp_cbegin(),
                 list.regexp_cend());
 }
 
-void RedirectorModuleWorker::sendStationList(const RedirectorClientRecord& station,
-                                             std::uint32_t listId) {
-    RedirectorClientWhiteListRecord record = makeClientWhiteListRecord(station, listId);
-    request(RedirectorRequest::REDIRECTOR_SET_CLIENT_WHITE_LIST, record.data());
+void RedirectorWhiteLists::tellAll() {
+    for (const auto& entry : lists_) {
+        tell(*entry.second.list, entry.second.id);
+    }
 }
 
-void RedirectorModuleWorker::sendAddresses(const WhiteAddressesList& list, std::uint32_t id) {
+void RedirectorWhiteLists::tellAddresses(const WhiteAddressesList& list, std::uint32_t id) {
     AddressChunk chunk(id);
     for (auto entry = list.ip_cbegin(); entry != list.ip_cend(); ++entry) {
         if (chunk.full()) {
-            request(RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS, chunk.bytes().data());
+            request(RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS, chunk.bytes());
             chunk.clear();
         }
         chunk.add(entry->first, entry->second);
@@ -110,13 +62,13 @@ void RedirectorModuleWorker::sendAddresses(const WhiteAddressesList& list, std::
         }
     }
     if (!chunk.empty()) {
-        request(RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS, chunk.bytes().data());
+        request(RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS, chunk.bytes());
     }
 }
 
-void RedirectorModuleWorker::sendStrings(RedirectorRequest number, std::uint32_t id,
-                                         WhiteAddressesList::Strings::const_iterator first,
-                                         WhiteAddressesList::Strings::const_iterator last) {
+void RedirectorWhiteLists::tellStrings(RedirectorRequest number, std::uint32_t id,
+                                       WhiteAddressesList::Strings::const_iterator first,
+                                       WhiteAddressesList::Strings::const_iterator last) {
     StringChunk chunk(id);
     for (auto text = first; text != last; ++text) {
         if (StringChunk::neverFits(*text)) {
@@ -125,7 +77,7 @@ void RedirectorModuleWorker::sendStrings(RedirectorRequest number, std::uint32_t
             continue;
         }
         if (!chunk.fits(*text)) {
-            request(number, chunk.bytes().data());
+            request(number, chunk.bytes());
             chunk.clear();
         }
         chunk.add(*text);
@@ -135,8 +87,13 @@ void RedirectorModuleWorker::sendStrings(RedirectorRequest number, std::uint32_t
             static_cast<int>(RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS), text->c_str());
     }
     if (!chunk.empty()) {
-        request(number, chunk.bytes().data());
+        request(number, chunk.bytes());
     }
+}
+
+// Nobody depends on the module's taking it; the library reports its absence.
+void RedirectorWhiteLists::request(RedirectorRequest number, RedirectorChunkBytes& chunk) {
+    module_.request(static_cast<unsigned long>(number), chunk.data());
 }
 
 }  // namespace vesta
