@@ -30,7 +30,7 @@ struct FilledTable {
         for (std::size_t i = 0; i < stations; ++i) {
             auto client = std::make_shared<Client>(
                 testing::sequence<ScenarioSequence>({R"({"type": "allow", "name": "guest"})"}),
-                macOf(i), ipOf(i), 1500, owner);
+                MacAddr(macOf(i)), ipOf(i), 1500, owner);
             client->setLogin(loginOf(i));
             table.add(std::move(client));
         }
@@ -50,13 +50,13 @@ const ClientTable& tableOf(std::size_t stations) {
 }
 
 ClientIdentity byMac(std::size_t station) {
-    return {macOf(station), "", "", ""};
+    return {MacAddr(macOf(station)), "", "", ""};
 }
 ClientIdentity byIp(std::size_t station) {
-    return {"", ipOf(station), "", ""};
+    return {MacAddr(), ipOf(station), "", ""};
 }
 ClientIdentity byLogin(std::size_t station) {
-    return {"", "", "", loginOf(station)};
+    return {MacAddr(), "", "", loginOf(station)};
 }
 
 // Stations from all over the table, in no order.

@@ -85,7 +85,7 @@ double longestWaitDuring(Work work) {
     std::thread prober([&] {
         while (!ending) {
             const Clock::time_point start = Clock::now();
-            portal.addClient(macOf(0), ipOf(0), 1500, interfaceOf(0));
+            portal.addClient(MacAddr(macOf(0)), ipOf(0), 1500, interfaceOf(0));
             longest = std::max(longest, milliseconds(Clock::now() - start));
             ready = true;
         }

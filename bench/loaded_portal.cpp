@@ -51,13 +51,13 @@ std::shared_ptr<IpcInterface> LoadedPortal::bus() {
 void LoadedPortal::admit(std::size_t from, std::size_t to, std::size_t instances) {
     std::vector<ClientStatisticInfo> statistics;
     for (std::size_t i = from; i < to; ++i) {
-        portal_->addClient(macOf(i), ipOf(i), 1500, interfaceOf(i % instances));
-        statistics.emplace_back(interfaceOf(i % instances), macOf(i), 1, 1, 0, 0, 0, 0, 0, 0, 0, 1,
-                                0);
+        portal_->addClient(MacAddr(macOf(i)), ipOf(i), 1500, interfaceOf(i % instances));
+        statistics.emplace_back(interfaceOf(i % instances), MacAddr(macOf(i)), 1, 1, 0, 0, 0, 0, 0,
+                                0, 0, 1, 0);
     }
     portal_->responseCallback(statistics);
     for (std::size_t i = from; i < to; i += 2) {
-        ClientIdentity identity("", ipOf(i), "", "");
+        ClientIdentity identity({}, ipOf(i), "", "");
         portal_->authenticateClient(identity, loginOf(i), "secret");
     }
 }

@@ -28,7 +28,7 @@ std::unique_ptr<Client> roamingClient(std::size_t station, PortalInstanceInterfa
              R"({"id": 3, "type": "allow", "name": "slow", "session": 86400, "time": 86400,
                  "away": 3600, "traffic": 2000000000, "tx-speed": 256, "rx-speed": 64})",
              R"({"id": 4, "type": "forbid", "name": "over", "url": "http://portal.example/over"})"}),
-        macOf(station), ipOf(station), 1500, owner);
+        MacAddr(macOf(station)), ipOf(station), 1500, owner);
     client->setLogin(loginOf(station));
     client->set_auth_scenario_client();
     return client;

@@ -37,8 +37,8 @@ std::vector<DomainStation> stationsOf(const std::vector<Entry>& users) {
     stations.reserve(users.size());
     for (const Entry& user : users) {
         try {
-            const Key key(user->getCharValue(kMac), user->getCharValue("ssid"));
-            if (MacAddr(key.mac).isZero()) {
+            const Key key(MacAddr(user->getCharValue(kMac)), user->getCharValue("ssid"));
+            if (key.mac.isZero()) {
                 throw ENTRY_WRONG_TYPE;
             }
             stations.emplace_back(key, user);

@@ -12,7 +12,7 @@ namespace {
 constexpr int kLogLine = 1;
 
 ClientInformationIdentity keyOf(const Client& client) {
-    return ClientInformationIdentity(client.getMacAddress(), client.getOwner().getSsid());
+    return ClientInformationIdentity(client.getMac(), client.getOwner().getSsid());
 }
 
 std::string vapOf(const Client& client) {

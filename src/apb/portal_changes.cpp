@@ -14,7 +14,7 @@ namespace {
 
 ClientIdentity identityOf(const ClientInformationIdentity& key) {
     ClientIdentity identity;
-    identity.mac = MacAddr(key.mac);
+    identity.mac = key.mac;
     return identity;
 }
 

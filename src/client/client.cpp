@@ -32,7 +32,7 @@ std::unique_ptr<ScenarioSequence> extractSequence(const std::shared_ptr<MessageE
 
 }  // namespace
 
-Client::Client(std::unique_ptr<ScenarioSequence> sequence, const std::string& mac,
+Client::Client(std::unique_ptr<ScenarioSequence> sequence, const MacAddr& mac,
                const std::string& ip, unsigned int number, PortalInstanceInterface& owner)
     : sequence_(std::move(sequence)),
       mac_(mac),
@@ -45,13 +45,13 @@ Client::Client(std::unique_ptr<ScenarioSequence> sequence, const std::string& ma
 }
 
 Client::Client(std::shared_ptr<MessageEntry> message,
-               std::shared_ptr<ClientMessageExtractor> extractor, const std::string& mac,
+               std::shared_ptr<ClientMessageExtractor> extractor, const MacAddr& mac,
                const std::string& ip, unsigned int number, PortalInstanceInterface& owner)
     : Client(extractSequence(message, *extractor), message, *extractor, mac, ip, number, owner) {}
 
 Client::Client(std::unique_ptr<ScenarioSequence> sequence,
                const std::shared_ptr<MessageEntry>& message, ClientMessageExtractor& extractor,
-               const std::string& mac, const std::string& ip, unsigned int number,
+               const MacAddr& mac, const std::string& ip, unsigned int number,
                PortalInstanceInterface& owner)
     : Client(std::move(sequence), mac, ip, number, owner) {
     authorizedBySync_ = true;

@@ -34,17 +34,17 @@ class ScenarioSequence;
 class Client {
 public:
     // A newly associated station; its first scenario is started. `number` is its MTU in bytes.
-    Client(std::unique_ptr<ScenarioSequence> sequence, const std::string& mac,
-           const std::string& ip, unsigned int number, PortalInstanceInterface& owner);
+    Client(std::unique_ptr<ScenarioSequence> sequence, const MacAddr& mac, const std::string& ip,
+           unsigned int number, PortalInstanceInterface& owner);
     // A station restored from a message: with the message's scenarios, login, current scenario and
     // session time. Throws ENTRY_EXCEPTION_TYPE when the message lacks one of them or holds no
     // usable scenario.
     Client(std::shared_ptr<MessageEntry> message, std::shared_ptr<ClientMessageExtractor> extractor,
-           const std::string& mac, const std::string& ip, unsigned int number,
+           const MacAddr& mac, const std::string& ip, unsigned int number,
            PortalInstanceInterface& owner);
     // The same, but with `sequence`, which must take orders, in place of the message's scenarios.
     Client(std::unique_ptr<ScenarioSequence> sequence, const std::shared_ptr<MessageEntry>& message,
-           ClientMessageExtractor& extractor, const std::string& mac, const std::string& ip,
+           ClientMessageExtractor& extractor, const MacAddr& mac, const std::string& ip,
            unsigned int number, PortalInstanceInterface& owner);
     ~Client();
     Client(const Client&) = delete;
@@ -75,8 +75,8 @@ public:
 
     // "%08X-%08X" of the station record's session words, "" without a record.
     [[nodiscard]] std::string getSessionId() const;
-    // By IP, MAC or login; the accounting id never matches. It defines what a look-up in ClientTable
-    // finds, and is called by whoever has the client at hand.
+    // By IP, MAC or login; the accounting id never matches. It defines what a look-up in
+    // ClientTable finds, and is called by whoever has the client at hand.
     [[nodiscard]] bool isThatYou(const ClientIdentity& identity) const;
 
     // Called once for each statistics answer: the station is connected when statistics of it came

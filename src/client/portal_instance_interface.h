@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "core/message_entry.h"
+#include "station/mac_addr.h"
 
 namespace vesta {
 
@@ -58,7 +59,7 @@ public:
     virtual void addClientsEventsInformator(std::shared_ptr<Informator>) = 0;
     // Takes in a new station; true also when it is here already, false without a valid MAC. `value`
     // is its MTU in bytes, as the redirector module reports it.
-    virtual bool addClient(const std::string& mac, const std::string& ip, unsigned int value) = 0;
+    virtual bool addClient(const MacAddr& mac, const std::string& ip, unsigned int value) = 0;
     // The same with a record of another access point. Throws ENTRY_EXCEPTION_TYPE when it can't be
     // read.
     virtual bool addClient(std::shared_ptr<MessageEntry>, std::shared_ptr<ClientMessageExtractor>,

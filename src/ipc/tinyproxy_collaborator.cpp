@@ -41,7 +41,7 @@ std::shared_ptr<MessageEntry> makeAnswer(const char* text) {
 }
 
 ClientIdentity identityOf(MessageEntry& params) {
-    return ClientIdentity("", params.getCharValue("ipaddr"), "", "");
+    return ClientIdentity({}, params.getCharValue("ipaddr"), "", "");
 }
 
 std::string passwordOf(MessageEntry& params) {

@@ -58,7 +58,7 @@ VestaEventListener::VestaEventListener(std::shared_ptr<Portal> portal,
 Entry VestaEventListener::handleGetRedirectParams(Entry request) {
     const std::string client = request->getCharValue("client");
     const Entry dump = portal_->dumpClientToMessage(
-        ClientIdentity("", client, "", ""),
+        ClientIdentity({}, client, "", ""),
         std::make_shared<RedirectorClientMessageFactory>(kRedirectAnswer));
     if (dump == nullptr) {
         logger().Debug("%s can't found redirect url for client %s\n", "handleGetRedirectParams",
@@ -108,7 +108,7 @@ Entry VestaEventListener::handleVestadStateScenarios(Entry request) {
     if (mac.empty() || ssid.empty()) {
         clients = portal_->dumpScenariosToMessages(factory);
     } else if (Entry client = portal_->dumpScenariosToMessage(
-                   factory, ClientIdentity(mac, "", "", ""), ssid)) {
+                   factory, ClientIdentity(MacAddr(mac), "", "", ""), ssid)) {
         clients.push_back(std::move(client));
     }
     auto answer = std::make_shared<JsonEntry>(kGetAnswer);
@@ -118,7 +118,7 @@ Entry VestaEventListener::handleVestadStateScenarios(Entry request) {
 
 Entry VestaEventListener::handleDelClient(Entry request) {
     const std::string interface = request->getCharValue("interface");
-    ClientIdentity identity(request->getCharValue("mac"), "", "", "");
+    ClientIdentity identity(MacAddr(request->getCharValue("mac")), "", "", "");
     portal_->disconnectClientFromInterface(interface, identity, CommandInfo());
     return std::make_shared<JsonEntry>(kDelClientAnswer);
 }

@@ -64,12 +64,11 @@ std::string RedirectorModuleHelper::logAddress(const unsigned char* address) {
 
 void RedirectorModuleHelper::clientRequest(RedirectorRequest number, const char* operation,
                                            const Client& client) {
-    const std::string mac = client.getMacAddress();
     const std::string& interfaceName = client.getInterface();
-    logger().Debug("%s for client %s on interface %s\n", operation, mac.c_str(),
+    logger().Debug("%s for client %s on interface %s\n", operation, client.getMacAddress().c_str(),
                    interfaceName.c_str());
     RedirectorClientRecord record =
-        makeClientRecord(mac, interfaceName, client.getIpAddress(), kAnyName);
+        makeClientRecord(client.getMac(), interfaceName, client.getIpAddress(), kAnyName);
     request(number, record.data());
 }
 

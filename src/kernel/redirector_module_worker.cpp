@@ -83,7 +83,8 @@ bool RedirectorModuleWorker::handle() {
     }
     const RedirectorNotification station = readNotification(buffer.data());
     logger().Debug("%s: On %s geted new client with mac %s with ip %s\n", name_.c_str(),
-                   station.interfaceName.c_str(), station.mac.c_str(), station.ip.c_str());
+                   station.interfaceName.c_str(), station.mac.to_string().c_str(),
+                   station.ip.c_str());
     portal_.addClient(station.mac, station.ip, station.value, station.interfaceName);
     return true;
 }
@@ -267,7 +268,7 @@ void RedirectorModuleWorker::logClientEvent(const char* event, const Client& cli
 RedirectorClientRecord RedirectorModuleWorker::recordOf(const Client& client) {
     // Room for the terminator stays in the name's field.
     constexpr std::size_t kLongestName = 15;
-    return makeClientRecord(client.getMacAddress(), client.getInterface(), client.getIpAddress(),
+    return makeClientRecord(client.getMac(), client.getInterface(), client.getIpAddress(),
                             kLongestName);
 }
 

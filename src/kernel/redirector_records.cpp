@@ -41,12 +41,10 @@ void putWord(Record& record, std::size_t offset, std::uint32_t value) {
 
 }  // namespace
 
-RedirectorClientRecord makeClientRecord(const std::string& mac, const std::string& interfaceName,
+RedirectorClientRecord makeClientRecord(const MacAddr& mac, const std::string& interfaceName,
                                         const std::string& ip, std::size_t longestName) {
     RedirectorClientRecord record{};
-    char macBytes[kMacSize] = {};
-    DataParser::parseMacFromString(mac, macBytes);
-    std::memcpy(record.data(), macBytes, kMacSize);
+    std::copy(mac.bytes().begin(), mac.bytes().end(), record.begin());
     const std::size_t length =
         std::min({interfaceName.size(), longestName, client::kIp - client::kName});
     std::memcpy(record.data() + client::kName, interfaceName.data(), length);
@@ -110,7 +108,9 @@ void StringChunk::clear() {
 
 RedirectorNotification readNotification(const unsigned char* datagram) {
     RedirectorNotification station;
-    station.mac = DataParser::castRowMacToString(datagram + notification::kMac);
+    MacAddr::Bytes mac;
+    std::copy_n(datagram + notification::kMac, mac.size(), mac.begin());
+    station.mac = MacAddr(mac);
     const unsigned char* const name = datagram + notification::kName;
     station.interfaceName.assign(name, std::find(name, name + kNameSize, '\0'));
     station.ip = DataParser::castRowIpToString(datagram + notification::kIp);

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+#include "station/mac_addr.h"
+
 namespace vesta {
 
 // Numbers of the requests on the module's control file.
@@ -31,7 +33,7 @@ enum class RedirectorRequest : unsigned long {
 using RedirectorClientRecord = std::array<unsigned char, 46>;
 
 // The interface name is cut to `longestName` bytes.
-RedirectorClientRecord makeClientRecord(const std::string& mac, const std::string& interfaceName,
+RedirectorClientRecord makeClientRecord(const MacAddr& mac, const std::string& interfaceName,
                                         const std::string& ip, std::size_t longestName);
 
 // What tells the stations apart: MAC and interface name, as they open a client record.
@@ -92,7 +94,7 @@ private:
 
 // A station that the module has seen.
 struct RedirectorNotification {
-    std::string mac;
+    MacAddr mac;
     std::string interfaceName;
     std::string ip;
     std::uint32_t value = 0;  // the station's MTU

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "station/mac_addr.h"
+
 namespace vesta {
 
 class StationReceiver {
@@ -12,7 +14,7 @@ public:
     virtual ~StationReceiver() = default;
     // A station showed up on an interface; `value` is the MTU that the module tells with it. The
     // result says whether the station is known now.
-    virtual bool addClient(const std::string& mac, const std::string& ip, unsigned int value,
+    virtual bool addClient(const MacAddr& mac, const std::string& ip, unsigned int value,
                            const std::string& interfaceName) = 0;
 };
 

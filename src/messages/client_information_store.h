@@ -2,27 +2,36 @@
 
 // A source of client records that are kept outside the portal, and the key of such a record.
 
-#include <array>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "core/message_entry.h"
+#include "station/mac_addr.h"
 
 namespace vesta {
 
 class ClientMessageExtractor;
 
-// A station on an SSID: the same MAC seen on two SSIDs is two records. A MAC text that can't be
-// read gives the zero MAC. Ordered by the MAC's bytes, then by the SSID.
+// A station on an SSID: the same MAC seen on two SSIDs is two records. Ordered by the MAC's
+// bytes, then by the SSID.
 struct ClientInformationIdentity {
-    ClientInformationIdentity(const std::string& macText, const std::string& ssidText);
+    ClientInformationIdentity(const MacAddr& mac_, const std::string& ssid_)
+        : mac(mac_), ssid(ssid_) {}
 
-    std::array<unsigned char, 6> mac;
+    MacAddr mac;
     std::string ssid;
 };
 
-bool operator<(const ClientInformationIdentity& left, const ClientInformationIdentity& right);
-bool operator==(const ClientInformationIdentity& left, const ClientInformationIdentity& right);
+inline bool operator<(const ClientInformationIdentity& left,
+                      const ClientInformationIdentity& right) {
+    return std::tie(left.mac, left.ssid) < std::tie(right.mac, right.ssid);
+}
+
+inline bool operator==(const ClientInformationIdentity& left,
+                       const ClientInformationIdentity& right) {
+    return left.mac == right.mac && left.ssid == right.ssid;
+}
 
 class ClientInformationStore {
 public:

@@ -9,7 +9,7 @@
 
 namespace vesta {
 
-std::shared_ptr<Client> ClientFactory::build(const std::string& mac, const std::string& ip,
+std::shared_ptr<Client> ClientFactory::build(const MacAddr& mac, const std::string& ip,
                                              unsigned int value) const {
     return std::make_shared<Client>(sequences_.build(), mac, ip, value, owner_);
 }
@@ -18,14 +18,14 @@ std::shared_ptr<Client> ClientFactory::build(const std::string& mac, const std::
 // record holds no usable scenario, goes on in this instance's.
 std::shared_ptr<Client> ClientFactory::restore(
     const std::shared_ptr<MessageEntry>& record,
-    const std::shared_ptr<ClientMessageExtractor>& extractor, const std::string& mac,
+    const std::shared_ptr<ClientMessageExtractor>& extractor, const MacAddr& mac,
     const std::string& ip, unsigned int value) const {
     if (extractor->extractCurrentScenarioId(record) >= kOwnScenarios) {
         try {
             return std::make_shared<Client>(record, extractor, mac, ip, value, owner_);
         } catch (ENTRY_EXCEPTION_TYPE) {
             logger().Debug("%s: record of client %s holds no usable scenario\n", "restoreClient",
-                           mac.c_str());
+                           mac.to_string().c_str());
         }
     }
     return std::make_shared<Client>(sequences_.buildManageable(), record, *extractor, mac, ip,

@@ -13,6 +13,7 @@ namespace vesta {
 
 class Client;
 class ClientMessageExtractor;
+class MacAddr;
 class PortalInstanceInterface;
 class ScenarioSequenceFactory;
 
@@ -23,13 +24,13 @@ public:
         : sequences_(sequences), owner_(owner) {}
 
     // A client at the beginning of the instance's scenarios. `value` is its MTU in bytes.
-    [[nodiscard]] std::shared_ptr<Client> build(const std::string& mac, const std::string& ip,
+    [[nodiscard]] std::shared_ptr<Client> build(const MacAddr& mac, const std::string& ip,
                                                 unsigned int value) const;
     // A client in the scenario of the record, with the session time already spent there. Throws
     // ENTRY_EXCEPTION_TYPE when the record lacks its login, scenario or session time.
     [[nodiscard]] std::shared_ptr<Client> restore(
         const std::shared_ptr<MessageEntry>& record,
-        const std::shared_ptr<ClientMessageExtractor>& extractor, const std::string& mac,
+        const std::shared_ptr<ClientMessageExtractor>& extractor, const MacAddr& mac,
         const std::string& ip, unsigned int value) const;
 
 private:

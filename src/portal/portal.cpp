@@ -155,7 +155,7 @@ void Portal::addClientsEventsInformator(std::shared_ptr<Informator> informator) 
     }
 }
 
-bool Portal::addClient(const std::string& mac, const std::string& ip, unsigned int value,
+bool Portal::addClient(const MacAddr& mac, const std::string& ip, unsigned int value,
                        const std::string& interfaceName) {
     const auto found =
         std::find_if(instances_.begin(), instances_.end(), FindByInterface(interfaceName));
@@ -179,13 +179,13 @@ bool Portal::addClient(const std::string& mac, const std::string& ip, unsigned i
     return addRememberedClient(instance, mac, ip, value) || instance.addClient(mac, ip, value);
 }
 
-bool Portal::isUpToDate(const PortalInstanceInterface& instance, const std::string& mac) const {
+bool Portal::isUpToDate(const PortalInstanceInterface& instance, const MacAddr& mac) const {
     const std::shared_ptr<ClientInformationStore> store = clientStore_.lock();
     return !store || store->confirmPresence(ClientInformationIdentity(mac, instance.getSsid()),
                                             instance.getName());
 }
 
-bool Portal::addRememberedClient(PortalInstanceInterface& instance, const std::string& mac,
+bool Portal::addRememberedClient(PortalInstanceInterface& instance, const MacAddr& mac,
                                  const std::string& ip, unsigned int value) {
     const std::shared_ptr<ClientInformationStore> store = clientStore_.lock();
     if (!store) {
@@ -201,8 +201,8 @@ bool Portal::addRememberedClient(PortalInstanceInterface& instance, const std::s
     try {
         return instance.addClient(message, store->getMessageExtractor(), ip, value);
     } catch (ENTRY_EXCEPTION_TYPE) {
-        logger().Error("Record of client %s can't be read, so it starts anew:\n'%s'\n", mac.c_str(),
-                       message->getStringRepresentation());
+        logger().Error("Record of client %s can't be read, so it starts anew:\n'%s'\n",
+                       mac.to_string().c_str(), message->getStringRepresentation());
         store->discardMessage(identity);
         return false;
     }

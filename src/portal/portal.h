@@ -66,7 +66,7 @@ public:
 
     // Takes in a station that the redirector module reports. `value` is its MTU in bytes. False
     // when no instance serves the interface.
-    bool addClient(const std::string& mac, const std::string& ip, unsigned int value,
+    bool addClient(const MacAddr& mac, const std::string& ip, unsigned int value,
                    const std::string& interfaceName) override;
     // An AuthenticateResult; CLIENT_NOT_FOUND when no instance has the station connected.
     int authenticateClient(ClientIdentity& identity, const std::string& login,
@@ -126,8 +126,8 @@ private:
                      const std::shared_ptr<MessageEntry>& vap,
                      const SharedInformators& informators);
     Instance findConnecting(ClientIdentity& identity) const;
-    bool isUpToDate(const PortalInstanceInterface& instance, const std::string& mac) const;
-    bool addRememberedClient(PortalInstanceInterface& instance, const std::string& mac,
+    bool isUpToDate(const PortalInstanceInterface& instance, const MacAddr& mac) const;
+    bool addRememberedClient(PortalInstanceInterface& instance, const MacAddr& mac,
                              const std::string& ip, unsigned int value);
 
     std::shared_ptr<IpcInterface> ipc_;

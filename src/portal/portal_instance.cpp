@@ -152,15 +152,16 @@ void PortalInstance::addClientsEventsInformator(std::shared_ptr<Informator> info
     informators().add(std::move(informator));
 }
 
-bool PortalInstance::addClient(const std::string& mac, const std::string& ip, unsigned int value) {
+bool PortalInstance::addClient(const MacAddr& mac, const std::string& ip, unsigned int value) {
     const ClientIdentity identity(mac, ip, "", "");
-    if (identity.mac.isZero()) {
+    if (mac.isZero()) {
         logger().Warning("%s: station without address on %s is not admitted\n", "addClient",
                          name_.c_str());
         return false;
     }
     if (!isKnown(identity)) {
-        logger().Debug("%s,%d,going to add client %s\n", "addClient", kAddRecord, mac.c_str());
+        logger().Debug("%s,%d,going to add client %s\n", "addClient", kAddRecord,
+                       mac.to_string().c_str());
         insertClient(clientFactory_.build(mac, ip, value));
     }
     return true;
@@ -169,9 +170,9 @@ bool PortalInstance::addClient(const std::string& mac, const std::string& ip, un
 bool PortalInstance::addClient(std::shared_ptr<MessageEntry> message,
                                std::shared_ptr<ClientMessageExtractor> extractor,
                                const std::string& ip, unsigned int value) {
-    const std::string mac = extractor->extractMac(message);
+    const MacAddr mac(extractor->extractMac(message));
     const ClientIdentity identity(mac, ip, "", "");
-    if (identity.mac.isZero()) {
+    if (mac.isZero()) {
         return false;
     }
     if (!isKnown(identity)) {

@@ -59,7 +59,7 @@ public:
     RadiusSharedKey getRadiusSharedKey() override;
 
     void addClientsEventsInformator(std::shared_ptr<Informator> informator) override;
-    bool addClient(const std::string& mac, const std::string& ip, unsigned int value) override;
+    bool addClient(const MacAddr& mac, const std::string& ip, unsigned int value) override;
     bool addClient(std::shared_ptr<MessageEntry> message,
                    std::shared_ptr<ClientMessageExtractor> extractor, const std::string& ip,
                    unsigned int value) override;

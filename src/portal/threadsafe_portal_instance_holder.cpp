@@ -46,7 +46,7 @@ void ThreadsafePortalInstanceHolder::addClientsEventsInformator(
     instance_->addClientsEventsInformator(std::move(informator));
 }
 
-bool ThreadsafePortalInstanceHolder::addClient(const std::string& mac, const std::string& ip,
+bool ThreadsafePortalInstanceHolder::addClient(const MacAddr& mac, const std::string& ip,
                                                unsigned int value) {
     const MutexLock lock(mutex_);
     return instance_->addClient(mac, ip, value);

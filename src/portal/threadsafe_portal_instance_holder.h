@@ -33,7 +33,7 @@ public:
     void setWhiteIpListData(const std::pair<std::string, std::string>& data) override;
     void addClientsEventsInformator(std::shared_ptr<Informator> informator) override
         EXCLUDES(mutex_);
-    bool addClient(const std::string& mac, const std::string& ip, unsigned int value) override
+    bool addClient(const MacAddr& mac, const std::string& ip, unsigned int value) override
         EXCLUDES(mutex_);
     bool addClient(std::shared_ptr<MessageEntry> message,
                    std::shared_ptr<ClientMessageExtractor> extractor, const std::string& ip,

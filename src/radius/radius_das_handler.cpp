@@ -1,9 +1,9 @@
 #include "radius/radius_das_handler.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
-#include "core/data_parser.h"
 #include "core/logger.h"
 #include "core/singleton.h"
 #include "device/factory_data.h"
@@ -72,7 +72,9 @@ int RadiusDasHandler::handleDasDissconnect(void* self, librad_radius_das_attrs* 
 
 ClientIdentity RadiusDasHandler::extractDefiningAttributes(const librad_radius_das_attrs* attrs) {
     ClientIdentity identity;
-    identity.mac = MacAddr(DataParser::castRowMacToString(attrs->mac));
+    MacAddr::Bytes mac;
+    std::copy_n(attrs->mac, mac.size(), mac.begin());
+    identity.mac = MacAddr(mac);
     if (attrs->userName != nullptr) {
         identity.username = getArgumentCopy(attrs->userName, attrs->userNameLength);
     }

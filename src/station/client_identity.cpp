@@ -2,9 +2,9 @@
 
 namespace vesta {
 
-ClientIdentity::ClientIdentity(const std::string& macText, const std::string& ip_,
+ClientIdentity::ClientIdentity(const MacAddr& mac_, const std::string& ip_,
                                const std::string& accountingId, const std::string& username_)
-    : mac(macText), ip(ip_), accounting_id(accountingId), username(username_) {}
+    : mac(mac_), ip(ip_), accounting_id(accountingId), username(username_) {}
 
 std::string ClientIdentity::to_string() const {
     std::string text = "mac=" + mac.to_string();

@@ -10,8 +10,8 @@ namespace vesta {
 
 struct ClientIdentity {
     ClientIdentity() = default;
-    ClientIdentity(const std::string& macText, const std::string& ip_,
-                   const std::string& accountingId, const std::string& username_);
+    ClientIdentity(const MacAddr& mac_, const std::string& ip_, const std::string& accountingId,
+                   const std::string& username_);
 
     // "mac=.../ip=.../accounting_id=.../username=..." for log records, without the keys not given;
     // behind "/username=" stands the accounting id.

@@ -3,7 +3,7 @@
 namespace vesta {
 
 ClientStatisticInfo::ClientStatisticInfo(
-    const std::string& interfaceName, const std::string& mac, unsigned long long rxBytes_,
+    const std::string& interfaceName, const MacAddr& mac, unsigned long long rxBytes_,
     unsigned long long txBytes_, unsigned long rxPackets_, unsigned long txPackets_,
     unsigned long rxDroppedPackets_, unsigned long txDroppedPackets_, unsigned long txLostPackets_,
     unsigned long txDroppedBytes_, unsigned long rxDroppedBytes_, long uptime_, long timeLimit_,

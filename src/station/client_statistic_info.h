@@ -15,7 +15,7 @@ namespace vesta {
 struct ClientStatisticInfo {
     ClientStatisticInfo() = default;
     // Mind the order: uptime stands before timeLimit.
-    ClientStatisticInfo(const std::string& interfaceName, const std::string& mac,
+    ClientStatisticInfo(const std::string& interfaceName, const MacAddr& mac,
                         unsigned long long rxBytes_, unsigned long long txBytes_,
                         unsigned long rxPackets_, unsigned long txPackets_,
                         unsigned long rxDroppedPackets_, unsigned long txDroppedPackets_,

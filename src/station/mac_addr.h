@@ -1,27 +1,33 @@
 #pragma once
 
-// A hardware address: six bytes in transmission order.
+// A hardware address, as the daemon knows every station by: six bytes in the order of transmission.
+// A text becomes one where it comes in (a message, the factory's data), and one becomes a text
+// where it goes out (a log record, a message, a RADIUS attribute).
 
-#include <array>
 #include <string>
+
+#include "ostrel/addresses.h"
 
 namespace vesta {
 
 class MacAddr {
 public:
-    using Bytes = std::array<unsigned char, 6>;
+    using Bytes = ostrel::MacBytes;
 
     MacAddr() = default;
     explicit MacAddr(const Bytes& bytes) : bytes_(bytes) {}
-    // "aa:bb:cc:dd:ee:ff"; any other text gives the zero address.
-    explicit MacAddr(const std::string& text);
+    // What ostrel::scanMac() reads; any other text gives the zero address.
+    explicit MacAddr(const std::string& text) : bytes_(ostrel::scanMac(text).value_or(Bytes{})) {}
 
-    [[nodiscard]] std::string to_string() const;
+    // "aa:bb:cc:dd:ee:ff"
+    [[nodiscard]] std::string to_string() const { return ostrel::macText(bytes_); }
     [[nodiscard]] const Bytes& bytes() const { return bytes_; }
     [[nodiscard]] bool isZero() const { return bytes_ == Bytes{}; }
 
     friend bool operator==(const MacAddr& a, const MacAddr& b) { return a.bytes_ == b.bytes_; }
     friend bool operator!=(const MacAddr& a, const MacAddr& b) { return !(a == b); }
+    // By the bytes.
+    friend bool operator<(const MacAddr& a, const MacAddr& b) { return a.bytes_ < b.bytes_; }
 
 private:
     Bytes bytes_{};

@@ -85,11 +85,11 @@ bool addStation(json_object* station, std::vector<ClientStatisticInfo>& statisti
     json_object* const counters = member(station, "statistics");
     json_object* const rx = member(counters, "rx");
     json_object* const tx = member(counters, "tx");
-    statistics.emplace_back(interfaceName, mac, bytesOf(rx), bytesOf(tx), countOf(rx, "packets"),
-                            countOf(tx, "packets"), countOf(rx, "dropped-packets"),
-                            countOf(tx, "dropped-packets"), countOf(tx, "lost-packets"),
-                            countOf(tx, "dropped-bytes"), countOf(rx, "dropped-bytes"),
-                            uptimeOf(station), 0L);
+    statistics.emplace_back(interfaceName, MacAddr(mac), bytesOf(rx), bytesOf(tx),
+                            countOf(rx, "packets"), countOf(tx, "packets"),
+                            countOf(rx, "dropped-packets"), countOf(tx, "dropped-packets"),
+                            countOf(tx, "lost-packets"), countOf(tx, "dropped-bytes"),
+                            countOf(rx, "dropped-bytes"), uptimeOf(station), 0L);
     return true;
 }
 

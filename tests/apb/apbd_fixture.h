@@ -99,29 +99,32 @@ protected:
     void remove(const json& user) { apbd_->handleDeleteClients(entry({{"user", user}})); }
 
     void arrive(const std::string& vap = "wlan0-va1") {
-        ASSERT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, vap));
+        ASSERT_TRUE(portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, vap));
     }
     // A second of statistics with the station on that VAP; "" for none.
     void second(const std::string& vap = "wlan0-va1") {
         clock_.advanceSeconds(1);
         std::vector<ClientStatisticInfo> records;
         if (!vap.empty()) {
-            records.emplace_back(vap, kMac, 1ULL, 1ULL, 1UL, 1UL, 0UL, 0UL, 0UL, 0UL, 0UL, 1L, 0L);
+            records.emplace_back(vap, MacAddr(kMac), 1ULL, 1ULL, 1UL, 1UL, 0UL, 0UL, 0UL, 0UL, 0UL,
+                                 1L, 0L);
         }
         portal_->responseCallback(records);
     }
     void login() {
-        ClientIdentity identity(kMac, "", "", "");
+        ClientIdentity identity(MacAddr(kMac), "", "", "");
         ASSERT_EQ(portal_->authenticateClient(identity, "bob", "secret"), 0);
     }
     // The station as a status dump shows it; null when it isn't here.
     json station() {
-        const auto message = portal_->dumpClientToMessage(
-            ClientIdentity(kMac, "", "", ""), std::make_shared<IPCDumpClientMessageFactory>());
+        const auto message =
+            portal_->dumpClientToMessage(ClientIdentity(MacAddr(kMac), "", "", ""),
+                                         std::make_shared<IPCDumpClientMessageFactory>());
         return message ? json::parse(message->getStringRepresentation()) : json();
     }
     bool isRemembered() {
-        return apbd_->getMessageForClient(ClientInformationIdentity(kMac, "Guest")) != nullptr;
+        return apbd_->getMessageForClient(ClientInformationIdentity(MacAddr(kMac), "Guest")) !=
+               nullptr;
     }
 
     RuntimeDirectory directory_;

@@ -38,9 +38,9 @@ protected:
     void redirectorThread() {
         for (unsigned n = 0; !done_; ++n) {
             const std::string mac = macOf(n * 7);
-            portal_->addClient(mac, "10.1.0." + std::to_string(n % kStations), 1500,
+            portal_->addClient(MacAddr(mac), "10.1.0." + std::to_string(n % kStations), 1500,
                                n % 2 == 0 ? "wlan0-va1" : "wlan1-va1");
-            ClientIdentity identity(mac, "", "", "");
+            ClientIdentity identity(MacAddr(mac), "", "", "");
             portal_->authenticateClient(identity, "bob", "secret");
         }
     }
@@ -58,8 +58,8 @@ TEST_F(ApbdStress, AllThreadsAtOnce) {
         std::vector<ClientStatisticInfo> records;
         for (unsigned n = 0; n < kStations; ++n) {
             if ((n + second) % 3 != 0) {
-                records.emplace_back(n % 2 == 0 ? "wlan0-va1" : "wlan1-va1", macOf(n), 1ULL, 1ULL,
-                                     1UL, 1UL, 0UL, 0UL, 0UL, 0UL, 0UL, 1L, 0L);
+                records.emplace_back(n % 2 == 0 ? "wlan0-va1" : "wlan1-va1", MacAddr(macOf(n)),
+                                     1ULL, 1ULL, 1UL, 1UL, 0UL, 0UL, 0UL, 0UL, 0UL, 1L, 0L);
             }
         }
         portal_->responseCallback(records);

@@ -45,7 +45,7 @@ std::unique_ptr<Client> makeClient(PortalInstanceInterface& owner) {
              R"({"id": 4, "type": "forbid", "name": "nowhere", "url": ""})",
              R"({"id": 5, "type": "forbid", "name": "over", "url": "http://o", "white-list": "free",
                  "white-list-data": "10.0.0.0/8"})"}),
-        "0a:1b:2c:3d:4e:5f", "10.1.0.1", 1500, owner);
+        MacAddr("0a:1b:2c:3d:4e:5f"), "10.1.0.1", 1500, owner);
     client->setLogin("bob");
     return client;
 }

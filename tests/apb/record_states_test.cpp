@@ -27,7 +27,7 @@ protected:
             sequence<ManageableScenarioSequence>(
                 {R"({"id": 0, "type": "forbid", "name": "login", "auth": "", "url": ""})",
                  R"({"id": 1, "type": "allow", "name": "guest"})"}),
-            kMac, "", 1500, owner);
+            MacAddr(kMac), "", 1500, owner);
         client->set_auth_scenario_client();
         return client;
     }
@@ -118,7 +118,8 @@ TEST_F(RecordStates, EveryStateWithEveryEvent) {
          {"|none", "del forced|received", "del forced|here", "del forced|here", "|elsewhere"}},
         {"handed out",
          [this] {
-             apbd_->takeMessageForClient(ClientInformationIdentity(kMac, "Guest"), "wlan0-va1");
+             apbd_->takeMessageForClient(ClientInformationIdentity(MacAddr(kMac), "Guest"),
+                                         "wlan0-va1");
          },
          {"|none", "|here", "|here", "|here", "|here"}},
         {"add-notify",
@@ -154,7 +155,7 @@ TEST_F(RecordStates, AStationThatLosesItsAuthorisationIsWithdrawn) {
         auto stranger = std::make_shared<Client>(
             sequence<ManageableScenarioSequence>(
                 {R"({"id": 0, "type": "forbid", "name": "login", "auth": "", "url": ""})"}),
-            kMac, "", 1500, here_);
+            MacAddr(kMac), "", 1500, here_);
         ClientStatisticInfo statistics;
         apbd_->informClientDeuthenticated(stranger, statistics);
         apbd_->informClientRemoved(stranger, statistics);

@@ -62,7 +62,7 @@ TEST_F(Roaming, ReadsUsersInEveryShapeAndSurvivesBadOnes) {
     subscribed();
     subscribed(record(-1, 5));
     subscribed(record(-1, 99));  // the record that is there stays
-    EXPECT_EQ(apbd_->getMessageForClient(ClientInformationIdentity(kMac, "Guest"))
+    EXPECT_EQ(apbd_->getMessageForClient(ClientInformationIdentity(MacAddr(kMac), "Guest"))
                   ->getIntValue("cur-session-time"),
               5);
 }
@@ -124,7 +124,7 @@ TEST_F(RoamingWithFive, TheIdDecidesWhoseScenariosAreGoneOnWith) {
         user["scenario"] = c.scenarios;
         add(user);
         arrive();
-        const auto message = portal_->dumpClientToMessage(ClientIdentity(kMac, "", "", ""),
+        const auto message = portal_->dumpClientToMessage(ClientIdentity(MacAddr(kMac), "", "", ""),
                                                           std::make_shared<CurrentScenario>());
         ASSERT_NE(message, nullptr);
         EXPECT_EQ(message->getCharValue("name"), c.name) << user;
@@ -219,7 +219,7 @@ class AskingInformator final : public Informator {
 public:
     explicit AskingInformator(APBDCollaborator& store) : store_(store) {}
     bool informClientRemoved(std::shared_ptr<Client>, ClientStatisticInfo&) override {
-        store_.getMessageForClient(ClientInformationIdentity(kMac, "Guest"));
+        store_.getMessageForClient(ClientInformationIdentity(MacAddr(kMac), "Guest"));
         ++removed;
         return true;
     }

@@ -24,7 +24,7 @@ protected:
         return std::make_shared<Client>(
             sequence<ScenarioSequence>(
                 {R"({"type": "allow", "id": 0, "name": "a", "deauth": ""})"}),
-            mac, ip, 1500, owner_);
+            MacAddr(mac), ip, 1500, owner_);
     }
 
     static void setConnected(Client& client, bool connected) {
@@ -99,7 +99,7 @@ TEST_F(ClientTableTest, AnswersAsALinearSearchThroughAnythingThatHappens) {
                 model.entries[index].everConnected |= client->isConnected();
             }
         }
-        const ClientIdentity identity(oneOf(macs), oneOf(ips), "", oneOf(logins));
+        const ClientIdentity identity(MacAddr(oneOf(macs)), oneOf(ips), "", oneOf(logins));
         const auto means = [&](const auto& entry) { return entry.client->isThatYou(identity); };
         const auto meansHere = [&](const auto& entry) {
             return means(entry) && entry.client->isConnected();
@@ -152,7 +152,7 @@ TEST_F(ClientTableTest, LetsClientsOutliveIt) {
     client->setIpAddress("10.0.0.2");
     setConnected(*client, true);
     table_.add(client);
-    EXPECT_EQ(table_.findConnected({"", "10.0.0.2", "", ""}), client);
+    EXPECT_EQ(table_.findConnected({MacAddr(), "10.0.0.2", "", ""}), client);
     EXPECT_EQ(table_.neverConnectedCount(), 0U);
 }
 

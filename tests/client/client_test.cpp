@@ -28,7 +28,7 @@ protected:
                  "white-list-data": ""})",
                         R"({"type": "forbid", "id": 2, "name": "bare", "white-list": "",
                  "white-list-data": ""})"}),
-                   kMac, "", 1500, owner_};
+                   MacAddr(kMac), "", 1500, owner_};
 };
 
 TEST_F(ClientTest, StartsItsFirstScenario) {
@@ -80,7 +80,8 @@ TEST_F(ClientTest, FromARecordIsAuthorisedAlsoWhereItsScenarioIsUnknown) {
     const auto record = std::make_shared<JsonEntry>(
         R"({"login": "", "scenarios": [{"type": "forbid", "id": 2, "name": "2"},
                                        {"type": "allow", "id": 3, "name": "3"}]})");
-    const Client restored(record, std::make_shared<RecordExtractor>(), kMac, "", 1500, owner_);
+    const Client restored(record, std::make_shared<RecordExtractor>(), MacAddr(kMac), "", 1500,
+                          owner_);
     EXPECT_EQ(restored.get_current_scenario()->getId(), 2U);
     EXPECT_TRUE(restored.isAuthorized());
 }

@@ -51,7 +51,7 @@ protected:
                             "portal": "", "auth": "guest"})",
              R"({"type": "allow", "id": 1, "name": "guest", "time": 60, "traffic": 500})",
              R"({"type": "drop", "id": 2, "name": "over", "good": "", "bad": ""})"}),
-        "0a:1b:2c:3d:4e:5f", "10.0.0.1", 1500, owner_};
+        MacAddr("0a:1b:2c:3d:4e:5f"), "10.0.0.1", 1500, owner_};
 };
 
 TEST_F(ClientDump, ShowsWhereAStationInFrontOfItsLoginIsSent) {

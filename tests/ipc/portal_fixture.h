@@ -46,7 +46,7 @@ protected:
 
     void arrive(const std::string& mac, const std::string& ip,
                 const std::string& interface = "wlan0-va1") {
-        ASSERT_TRUE(portal_->addClient(mac, ip, 1500, interface));
+        ASSERT_TRUE(portal_->addClient(MacAddr(mac), ip, 1500, interface));
     }
 
     // Arrives and appears in the statistics.
@@ -54,7 +54,7 @@ protected:
                  const std::string& interface = "wlan0-va1") {
         arrive(mac, ip, interface);
         std::vector<ClientStatisticInfo> statistics{
-            ClientStatisticInfo(interface, mac, 1, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0)};
+            ClientStatisticInfo(interface, MacAddr(mac), 1, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0)};
         portal_->responseCallback(statistics);
     }
 

@@ -11,9 +11,9 @@ namespace vesta::testing {
 
 class RecordingPortal final : public StationReceiver {
 public:
-    bool addClient(const std::string& mac, const std::string& ip, unsigned int mtu,
+    bool addClient(const MacAddr& mac, const std::string& ip, unsigned int mtu,
                    const std::string& interfaceName) override {
-        stations.add(interfaceName + " " + mac + " " + ip + " " + std::to_string(mtu));
+        stations.add(interfaceName + " " + mac.to_string() + " " + ip + " " + std::to_string(mtu));
         return true;
     }
 

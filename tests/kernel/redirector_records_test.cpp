@@ -18,13 +18,14 @@ std::string zeros(std::size_t count) {
 
 TEST(RedirectorClientRecord, CutsTheNameToItsBoundAndHasZeroesForWhatCannotBeRead) {
     const std::string name = "abcdefghijklmnopqrstuvwxyz0123456789ABCDEF";
-    EXPECT_EQ(text(makeClientRecord("", name, "", 15)),
+    EXPECT_EQ(text(makeClientRecord({}, name, "", 15)),
               zeros(6) + "abcdefghijklmno" + zeros(1 + 20 + 4));
     // Without a bound the reserved bytes are all there is.
-    EXPECT_EQ(text(makeClientRecord("", name, "", 1000)),
+    EXPECT_EQ(text(makeClientRecord({}, name, "", 1000)),
               zeros(6) + "abcdefghijklmnopqrstuvwxyz0123456789" + zeros(4));
-    EXPECT_EQ(text(makeClientRecord("0a:1b:2c:3d:4e", "", "10.1.2", 15)).substr(0, 6), zeros(6));
-    EXPECT_EQ(text(makeClientRecord("", "", "no address", 15)), zeros(46));
+    EXPECT_EQ(text(makeClientRecord(MacAddr("0a:1b:2c:3d:4e"), "", "10.1.2", 15)).substr(0, 6),
+              zeros(6));
+    EXPECT_EQ(text(makeClientRecord({}, "", "no address", 15)), zeros(46));
 }
 
 TEST(RedirectorNotification, HasANameOf16BytesAtMost) {

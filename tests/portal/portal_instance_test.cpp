@@ -66,8 +66,8 @@ protected:
 
     // What the word's action gives: "=" and a number, or "".
     std::string act(const std::string& action, const std::string& argument) {
-        ClientIdentity station(kMac, "", "", "");
-        ClientIdentity byIp("", kIp, "", "");
+        ClientIdentity station(MacAddr(kMac), "", "", "");
+        ClientIdentity byIp({}, kIp, "", "");
         AccessScenarioConstraints limits;
         const std::map<std::string, std::function<int()>> asked{
             {"add", [&] { return addClient(argument.empty() ? kMac : argument, kIp); }},
@@ -88,13 +88,14 @@ protected:
         return "";
     }
     bool addClient(const std::string& mac, const std::string& ip) {
-        return instance_->addClient(mac, ip, 1500);
+        return instance_->addClient(MacAddr(mac), ip, 1500);
     }
     // A statistics answer with these stations, a second after the last one.
     void second(const std::vector<const char*>& macs, unsigned long long bytes) {
         clock_.advanceSeconds(1);
         for (const char* const mac : macs) {
-            ClientStatisticInfo record("wlan0-va1", mac, bytes, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+            ClientStatisticInfo record("wlan0-va1", MacAddr(mac), bytes, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                       0);
             instance_->updateClientStatistic(record);
         }
         instance_->checkClientsExpired();
@@ -184,10 +185,10 @@ TEST_F(PortalInstanceTest, BoundsTheStationsThatNeverConnected) {
         return std::string(text);
     };
     for (unsigned n = 0; n < Stations::kMaxNeverConnected; ++n) {
-        instance_->addClient(mac(n), "", 1500);
+        instance_->addClient(MacAddr(mac(n)), "", 1500);
     }
     EXPECT_THAT(heard_->take(), IsEmpty());
-    instance_->addClient(mac(1U << 20), "", 1500);
+    instance_->addClient(MacAddr(mac(1U << 20)), "", 1500);
     EXPECT_THAT(heard_->take(), ElementsAre("removed 06:00:00:00:00:00 4"));
     EXPECT_EQ(play("known=1"), "known=1") << "it was connected";
 }

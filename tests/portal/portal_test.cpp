@@ -47,15 +47,16 @@ protected:
         clock_.advanceSeconds(1);
         std::vector<ClientStatisticInfo> records;
         for (const auto& [interface, mac] : stations) {
-            records.emplace_back(interface, mac, 1ULL, 1ULL, 1UL, 1UL, 0UL, 0UL, 0UL, 0UL, 0UL, 1L,
-                                 0L);
+            records.emplace_back(interface, MacAddr(mac), 1ULL, 1ULL, 1UL, 1UL, 0UL, 0UL, 0UL, 0UL,
+                                 0UL, 1L, 0L);
         }
         portal_->responseCallback(records);
     }
 
     std::string dumped(const char* mac, const char* key) {
-        const auto message = portal_->dumpClientToMessage(
-            ClientIdentity(mac, "", "", ""), std::make_shared<IPCDumpClientMessageFactory>());
+        const auto message =
+            portal_->dumpClientToMessage(ClientIdentity(MacAddr(mac), "", "", ""),
+                                         std::make_shared<IPCDumpClientMessageFactory>());
         return message ? message->getCharValue(key) : "none";
     }
 
@@ -69,11 +70,11 @@ protected:
 };
 
 TEST_F(PortalTest, RoutesStationsAndTheirStatisticsByInterface) {
-    EXPECT_FALSE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan9-va9"));
-    EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1"));
-    EXPECT_TRUE(portal_->addClient("02:00:00:00:00:02", "10.2.0.1", 1500, "wlan1-va1"));
-    EXPECT_TRUE(portal_->addClient("02:00:00:00:00:03", "10.1.0.3", 1500, "wlan0-va1"));
-    ClientIdentity byIp("", "10.2.0.1", "", "");
+    EXPECT_FALSE(portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, "wlan9-va9"));
+    EXPECT_TRUE(portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, "wlan0-va1"));
+    EXPECT_TRUE(portal_->addClient(MacAddr("02:00:00:00:00:02"), "10.2.0.1", 1500, "wlan1-va1"));
+    EXPECT_TRUE(portal_->addClient(MacAddr("02:00:00:00:00:03"), "10.1.0.3", 1500, "wlan0-va1"));
+    ClientIdentity byIp({}, "10.2.0.1", "", "");
     EXPECT_EQ(portal_->authenticateClient(byIp, "bob", "x"), CLIENT_NOT_FOUND);  // not connected
     round({{"wlan0-va1", kMac},
            {"wlan9-va9", kMac},
@@ -88,7 +89,7 @@ TEST_F(PortalTest, RoutesStationsAndTheirStatisticsByInterface) {
     EXPECT_EQ(portal_->authenticateClient(byIp, "bob", "x"), NOT_AUTHENTICATED);
     EXPECT_EQ(dumped("02:00:00:00:00:02", "login"), "bob");
 
-    EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.77", 1500, "wlan0-va1"));
+    EXPECT_TRUE(portal_->addClient(MacAddr(kMac), "10.1.0.77", 1500, "wlan0-va1"));
     EXPECT_EQ(dumped(kMac, "ip"), "10.1.0.77");
 }
 
@@ -96,9 +97,9 @@ TEST_F(PortalTest, DisconnectsWhereItIsToldTo) {
     build(vapText("wlan0-va1", "Guest") + "," + vapText("wlan1-va1", "Guest") + "," +
           vapText("wlan2-va1", "Staff"));
     const CommandInfo command(END_REASON_APBD_REQUEST);
-    ClientIdentity identity(kMac, "", "", "");
+    ClientIdentity identity(MacAddr(kMac), "", "", "");
     for (const char* interface : {"wlan0-va1", "wlan1-va1"}) {
-        portal_->addClient(kMac, "10.1.0.1", 1500, interface);
+        portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, interface);
     }
     EXPECT_FALSE(portal_->disconnectClientFromInterface("wlan9-va9", identity, command));
     EXPECT_FALSE(portal_->disconnectClientFromInterface("wlan2-va1", identity, command));
@@ -115,9 +116,9 @@ TEST_F(PortalTest, ServesOnlyEnabledVapsWithAPortal) {
              {"name": "nothing"},)" +
           vapText("wlan0-va1", "Guest"));
     for (const char* name : {"radio0", "off", "eth0", "plain", "nothing"}) {
-        EXPECT_FALSE(portal_->addClient(kMac, "10.1.0.1", 1500, name)) << name;
+        EXPECT_FALSE(portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, name)) << name;
     }
-    EXPECT_TRUE(portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1"));
+    EXPECT_TRUE(portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, "wlan0-va1"));
 }
 
 TEST_F(PortalTest, ThrowsForInterfacesThatAreNoList) {
@@ -180,9 +181,9 @@ TEST_F(PortalTest, TakesListsOfItsDomainAndPutsItsOwnBack) {
     auto lent = std::make_shared<WhiteAddressesList>("lent", "192.0.2.0/24");
     portal_->getWhiteListStore()->addWhiteList(lent);
     const auto reachesAfterConnecting = [&](const char* address) {
-        ClientIdentity identity(kMac, "", "", "");
+        ClientIdentity identity(MacAddr(kMac), "", "", "");
         portal_->disconnectClient(identity, CommandInfo());
-        portal_->addClient(kMac, "10.1.0.1", 1500, "wlan0-va1");
+        portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, "wlan0-va1");
         round({{"wlan0-va1", kMac}});
         return modules_.redirector().reaches({"wlan0-va1", kMac}, address);
     };

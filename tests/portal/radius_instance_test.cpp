@@ -36,7 +36,7 @@ protected:
         librad_eloop_step();
     }
     void add(const std::string& mac = kMac, const std::string& ip = kIp) {
-        EXPECT_TRUE(instance_->addClient(mac, ip, 1500));
+        EXPECT_TRUE(instance_->addClient(MacAddr(mac), ip, 1500));
         round({mac});
     }
     // The login that came last; answers accounting on the way.
@@ -70,7 +70,7 @@ TEST_F(RadiusInstanceTest, ChangesNothingWhenAnAnswerComesAfterTheStationWasRemo
     add();
     login("bob", kIp, "hello");
     const auto asked = request();
-    ClientIdentity identity(kMac, "", "", "");
+    ClientIdentity identity(MacAddr(kMac), "", "", "");
     EXPECT_TRUE(instance_->disconnectClient(identity, CommandInfo()));
     add();  // the same station anew
     heard_->take();
@@ -127,15 +127,16 @@ TEST_F(RadiusInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
         login("bob", "10.1.0.11", "hello");
         round({phone, laptop});
         const std::string session = dump(laptop)->getCharValue("session-id");
-        ClientIdentity identity(given.mac, "", given.withSession ? session : "", given.name);
+        ClientIdentity identity(MacAddr(given.mac), "", given.withSession ? session : "",
+                                given.name);
         EXPECT_EQ(instance_->disconnectClient(identity, CommandInfo()), !given.gone.empty());
         for (const std::string& mac : {phone, laptop}) {
-            ClientIdentity byMac(mac, "", "", "");
+            ClientIdentity byMac(MacAddr(mac), "", "", "");
             EXPECT_EQ(instance_->isYourClient(byMac), mac != given.gone) << given.gone;
         }
-        ClientIdentity bySession("", "", session, "");
+        ClientIdentity bySession({}, "", session, "");
         EXPECT_EQ(instance_->isClientConnected(bySession), laptop != given.gone);
-        ClientIdentity noSession("", "", "00000001-00000001", "bob");
+        ClientIdentity noSession({}, "", "00000001-00000001", "bob");
         EXPECT_FALSE(instance_->isClientConnected(noSession));
     }
 }

@@ -74,8 +74,8 @@ protected:
         std::vector<ClientStatisticInfo> records;
         for (unsigned n = 0; n < kStations; ++n) {
             if ((n + static_cast<unsigned>(second)) % 7 != 0) {
-                records.emplace_back(interfaceOf(n), macOf(n), 1000ULL * n, 10ULL, 1UL, 1UL, 0UL,
-                                     0UL, 0UL, 0UL, 0UL, static_cast<long>(second), 0L);
+                records.emplace_back(interfaceOf(n), MacAddr(macOf(n)), 1000ULL * n, 10ULL, 1UL,
+                                     1UL, 0UL, 0UL, 0UL, 0UL, 0UL, static_cast<long>(second), 0L);
             }
         }
         portal_.responseCallback(records);
@@ -83,7 +83,7 @@ protected:
 
     void request(unsigned n) {
         const auto factory = std::make_shared<IPCDumpClientMessageFactory>();
-        ClientIdentity identity("", ipOf(n), "", "");
+        ClientIdentity identity({}, ipOf(n), "", "");
         portal_.authenticateClient(identity, "login" + std::to_string(n % 5), "secret");
         AccessScenarioConstraints limits;
         portal_.setClientScenario(identity, "guest", limits);
@@ -97,8 +97,9 @@ protected:
     void disconnect(unsigned n) {
         char session[18];
         std::snprintf(session, sizeof session, "%08X-%08X", 0U, n);
-        for (ClientIdentity identity : {ClientIdentity(macOf(7 * n % kStations), "", "", ""),
-                                        ClientIdentity("", "", session, "")}) {
+        for (ClientIdentity identity :
+             {ClientIdentity(MacAddr(macOf(7 * n % kStations)), "", "", ""),
+              ClientIdentity({}, "", session, "")}) {
             portal_.getClientRadiusSharedKey(identity);
             portal_.disconnectClient(identity, CommandInfo(END_REASON_RADIUS_REQUEST));
         }
@@ -134,7 +135,7 @@ protected:
 
 TEST_F(Stress, AllThreadsAtOnce) {
     const auto appear = [this](unsigned n) {
-        return portal_.addClient(macOf(n), ipOf(n), 1500, interfaceOf(n));
+        return portal_.addClient(MacAddr(macOf(n)), ipOf(n), 1500, interfaceOf(n));
     };
     start(appear);
     start([this](unsigned n) { request(n); });

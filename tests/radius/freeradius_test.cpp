@@ -83,7 +83,7 @@ protected:
         });
     }
     void arrive(const std::string& mac) {
-        instance_->addClient(mac, "10.1.0." + mac.substr(mac.size() - 1), 1500);
+        instance_->addClient(MacAddr(mac), "10.1.0." + mac.substr(mac.size() - 1), 1500);
         report({mac}, 1000);
     }
 
@@ -133,7 +133,7 @@ TEST_F(FreeradiusTest, ChecksThePasswordByEapAndWritesDownTheSession) {
           std::string("Acct-Output-Octets = 6000"), std::string("Acct-Session-Time = 60")}) {
         EXPECT_TRUE(holds(interim, attribute)) << attribute << " in" << interim;
     }
-    ClientIdentity identity(kKnown, "", "", "");
+    ClientIdentity identity(MacAddr(kKnown), "", "", "");
     instance_->disconnectClient(identity, CommandInfo(END_REASON_TIME_EXPIRED));
     const std::string stop = recordWith("Acct-Status-Type = Stop");
     EXPECT_TRUE(holds(stop, sessionLine)) << stop;

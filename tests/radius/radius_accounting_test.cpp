@@ -55,7 +55,7 @@ protected:
         const auto packets = [](unsigned long long bytes) {
             return static_cast<unsigned int>(bytes / 100);
         };
-        return {"", "", rx, tx, packets(rx), packets(tx), 0, 0, 0, 0, 0, uptime, 0, reason};
+        return {"", {}, rx, tx, packets(rx), packets(tx), 0, 0, 0, 0, 0, uptime, 0, reason};
     }
 
     ClientStatisticInfo none_;
@@ -160,7 +160,7 @@ TEST_F(AccountingTest, FindsTheStationOfASessionAsLongAsThatIsItsSession) {
     const auto client = newSession();
     const std::string session = client->getSessionId();
     const auto found = [](const std::string& id) {
-        ClientIdentity identity("", "", id, "");
+        ClientIdentity identity({}, "", id, "");
         return RadiusWorker::fillClientIdentityOnAcctId(identity) ? identity.mac.to_string() : "";
     };
     EXPECT_EQ(found(session), client->getMacAddress());

@@ -87,7 +87,8 @@ TEST(AccessScenario, CountsTrafficFromTheFirstRecordAfterAStart) {
 
 TEST(AccessScenario, HandsBackTheDriversCountersAndItsLimit) {
     const auto target = scenario(R"({"type": "allow", "name": "guest", "time": 600})");
-    ClientStatisticInfo record("wlan0", "02:00:00:00:00:01", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11);
+    ClientStatisticInfo record("wlan0", MacAddr("02:00:00:00:00:01"), 1, 2, 3, 4, 5, 6, 7, 8, 9, 10,
+                               11);
     target->updateStatistic(record);
     const ClientStatisticInfo back = target->getStatistic();
 

@@ -35,7 +35,7 @@ TEST(Scenario, DumpsAnAccessScenarioWithLimitsAndProgress) {
         R"({"type": "allow", "id": 3, "name": "guest", "time": 600, "session": 700, "away": 60,
             "traffic": 9000, "tx-speed": 2048, "rx-speed": 512})");
     target->startScenario(5);
-    ClientStatisticInfo record("", "", 100, 200, 0, 0, 0, 0, 0, 0, 0, 42, 0);
+    ClientStatisticInfo record("", {}, 100, 200, 0, 0, 0, 0, 0, 0, 0, 42, 0);
     target->updateStatistic(record);
     record.rxBytes = 150;
     target->updateStatistic(record);

@@ -45,7 +45,7 @@ public:
 
     void setWhiteIpListData(const std::pair<std::string, std::string>&) override {}
     void addClientsEventsInformator(std::shared_ptr<Informator>) override {}
-    bool addClient(const std::string&, const std::string&, unsigned int) override { return false; }
+    bool addClient(const MacAddr&, const std::string&, unsigned int) override { return false; }
     bool addClient(Message, std::shared_ptr<ClientMessageExtractor>, const std::string&,
                    unsigned int) override {
         return false;

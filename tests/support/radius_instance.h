@@ -80,19 +80,19 @@ protected:
     // One statistics answer with these stations, and what follows it.
     void report(const std::vector<std::string>& macs, unsigned long long bytes) {
         for (const std::string& mac : macs) {
-            ClientStatisticInfo record("wlan0-va1", mac, bytes, 2 * bytes, 5, 6, 0, 0, 0, 0, 0, 1,
-                                       0);
+            ClientStatisticInfo record("wlan0-va1", MacAddr(mac), bytes, 2 * bytes, 5, 6, 0, 0, 0,
+                                       0, 0, 1, 0);
             instance_->updateClientStatistic(record);
         }
         instance_->checkClientsExpired();
         instance_->makeClientsPeriodicUpdate();
     }
     int login(const std::string& name, const std::string& ip, const std::string& password) {
-        ClientIdentity identity("", ip, "", "");
+        ClientIdentity identity({}, ip, "", "");
         return instance_->authenticateClient(identity, name, password);
     }
     std::shared_ptr<MessageEntry> dump(const std::string& mac) {
-        return instance_->dumpClientToMessage(ClientIdentity(mac, "", "", ""),
+        return instance_->dumpClientToMessage(ClientIdentity(MacAddr(mac), "", "", ""),
                                               std::make_shared<IPCDumpClientMessageFactory>());
     }
 

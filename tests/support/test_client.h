@@ -23,8 +23,8 @@ inline std::shared_ptr<Client> makeClient(PortalInstanceInterface& owner,
     const std::string open = R"({"type": "allow", "name": "open", "tx-speed": ")" +
                              std::to_string(txMaxSpeed) + R"(", "rx-speed": ")" +
                              std::to_string(rxMaxSpeed) + "\"}";
-    return std::make_shared<Client>(sequence<ScenarioSequence>({open.c_str()}), mac, ip, 1500,
-                                    owner);
+    return std::make_shared<Client>(sequence<ScenarioSequence>({open.c_str()}), MacAddr(mac), ip,
+                                    1500, owner);
 }
 
 }  // namespace vesta::testing
