@@ -33,9 +33,9 @@ struct ModuleServerOptions {
 // The last "sta add" of a station, as written: (mode, speed, burst) of either direction.
 struct ShaperLimits {
     unsigned transmitMode = 0;
-    unsigned long transmit = 0;  // bytes a second
+    unsigned long transmit = 0;  // bytes a second, towards the station
     unsigned receiveMode = 0;
-    unsigned long receive = 0;
+    unsigned long receive = 0;  // bytes a second, from the station
 };
 
 class ModuleServer {
