@@ -18,7 +18,6 @@ using ::testing::IsEmpty;
 
 const char* const kMac = "02:00:00:00:00:01";
 const char* const kIp = "10.1.0.1";
-constexpr const char* kSecret = "s3cret";
 constexpr std::uint8_t kAccept = LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
 constexpr std::uint8_t kReject = LIBRAD_RADIUS_CODE_ACCESS_REJECT;
 
@@ -47,9 +46,7 @@ protected:
             if (packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCESS_REQUEST) {
                 found = std::move(packet);
             } else {
-                server_.deliver(rad::makeAnswer(*packet, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE,
-                                                rad::Mac::none, "", kSecret),
-                                packet->from);
+                server_.answer(*packet, LIBRAD_RADIUS_CODE_ACCOUNTING_RESPONSE);
             }
         }
         return found;
@@ -57,7 +54,7 @@ protected:
     void answer(const std::optional<rad::Packet>& to, std::uint8_t code,
                 const std::string& attributes = "") {
         ASSERT_TRUE(to.has_value());
-        server_.deliver(rad::makeAnswer(*to, code, rad::Mac::valid, attributes, kSecret), to->from);
+        server_.answer(*to, code, rad::Mac::valid, attributes);
     }
 
     rad::Peer server_;

@@ -118,7 +118,7 @@ protected:
                                                   : LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
         const char* const known = accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001";
         server_.send(ostrel::testing::makeAnswer(*packet, static_cast<std::uint8_t>(code),
-                                                 ostrel::testing::Mac::valid, known, "s3cret"),
+                                                 ostrel::testing::Mac::valid, known),
                      packet->from);
         ++answered_;
     }

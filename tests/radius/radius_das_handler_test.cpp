@@ -18,7 +18,8 @@ using namespace ostrel::testing;
 class Directory final : public SessionDirectory {
 public:
     bool disconnectClient(ClientIdentity& identity, const CommandInfo& command) override {
-        asked.push_back(identity.to_string() + " " + command.getEndReasonString());
+        EXPECT_EQ(command.getEndReason(), END_REASON_RADIUS_REQUEST);
+        asked = identity.to_string();
         if (broken) {
             throw std::runtime_error("broken");
         }
@@ -30,53 +31,46 @@ public:
     }
     std::string getUplink() const override { return "lo"; }
 
-    librad_secret secret{"s3cret"};
-    std::vector<std::string> asked;
+    librad_secret secret{kSecret};
+    std::string asked;
     bool broken = false;
 };
 
-class DasTest : public ::testing::Test {
-protected:
-    // The answer to a Disconnect-Request with these attributes, see askDas().
-    std::string disconnect(const std::string& attributes) {
-        static std::uint8_t id = 0;
-        return askDas(
-            peer_, handler_.getPort(),
-            sign(makePacket(LIBRAD_RADIUS_CODE_DISCONNECT_REQUEST, ++id, attributes), "s3cret"),
-            "s3cret");
-    }
-    static std::string attribute(int type, const std::string& value) {
-        const std::uint8_t header[] = {static_cast<std::uint8_t>(type),
-                                       static_cast<std::uint8_t>(value.size() + 2)};
-        return toHex(header, 2) + toHex(bytesOf(value), value.size());
-    }
-
-    std::shared_ptr<Directory> directory_ = std::make_shared<Directory>();
-    RadiusDasHandler handler_{directory_, 0};
-    Peer peer_;
-};
-
-TEST_F(DasTest, HandsOnWhatNamesTheSession) {
-    EXPECT_EQ(disconnect(attribute(1, "bob") + attribute(31, "0A-1B-2C-3D-4E-5F")), "41 ");
-    EXPECT_EQ(disconnect(attribute(44, "0000000A-0000000B")), "42 6506000001f7");  // 503
-    directory_->broken = true;
-    EXPECT_EQ(disconnect(attribute(1, "bob")), "42 6506000001f7");
-    EXPECT_EQ(directory_->asked,
-              (std::vector<std::string>{
-                  "mac=0a:1b:2c:3d:4e:5f/username= Radius request",
-                  "mac=00:00:00:00:00:00/accounting_id=0000000A-0000000B Radius request",
-                  "mac=00:00:00:00:00:00/username= Radius request"}));
+// An attribute in hex.
+std::string attribute(std::uint8_t type, const std::string& value) {
+    const std::uint8_t header[] = {type, static_cast<std::uint8_t>(value.size() + 2)};
+    return toHex(header, 2) + toHex(bytesOf(value), value.size());
 }
 
-TEST_F(DasTest, AnswersOnlyForItselfAndOnlyToWhoKnowsTheSecret) {
-    EXPECT_EQ(disconnect(attribute(1, "nobody")), "");
-    const std::string here =
-        attribute(4, std::string("\x7f\0\0\1", 4)) + attribute(32, vesta::testing::kDeviceMac);
-    EXPECT_EQ(disconnect(attribute(1, "bob") + here), "41 ");
-    EXPECT_EQ(disconnect(attribute(1, "bob") + attribute(4, "\xc0\xa8\1\1")),
-              "42 650600000193");  // 403
-    EXPECT_EQ(disconnect(attribute(1, "bob") + attribute(32, "another")), "42 650600000193");
-    EXPECT_EQ(directory_->asked.size(), 1U);
+TEST(DasHandlerTest, HandsOnWhatNamesTheSessionForItselfAlone) {
+    const std::string bob = attribute(1, "bob");
+    const std::string nobody = "mac=00:00:00:00:00:00/";
+    const struct {
+        std::string attributes;
+        std::string answer;
+        std::string asked;
+        bool broken = false;
+    } cases[] = {
+        {bob + attribute(31, "0A-1B-2C-3D-4E-5F"), "41 ", "mac=0a:1b:2c:3d:4e:5f/username="},
+        {attribute(44, "0000000A-0000000B"), "42 6506000001f7",  // 503
+         nobody + "accounting_id=0000000A-0000000B"},
+        {bob, "42 6506000001f7", nobody + "username=", true},
+        {attribute(1, "nobody"), "", ""},
+        {bob + attribute(4, {'\x7f', 0, 0, 1}) + attribute(32, vesta::testing::kDeviceMac), "41 ",
+         nobody + "username="},
+        {bob + attribute(4, "\xc0\xa8\1\1"), "42 650600000193", ""},  // 403
+        {bob + attribute(32, "another"), "42 650600000193", ""},
+    };
+    const auto directory = std::make_shared<Directory>();
+    const RadiusDasHandler handler(directory, 0);
+    const Peer peer;
+    std::uint8_t id = 0;
+    for (const auto& row : cases) {
+        directory->broken = row.broken;
+        const ByteString request = makePacket(40, ++id, row.attributes);
+        EXPECT_EQ(askDas(peer, handler.getPort(), sign(request)), row.answer) << row.attributes;
+        EXPECT_EQ(std::exchange(directory->asked, ""), row.asked) << row.attributes;
+    }
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,7 +25,7 @@ namespace ostrel::testing {
 using ByteString = std::vector<std::uint8_t>;
 
 constexpr std::int64_t kSecond = 1000000;
-inline const std::string kSecret = "testing123";
+inline const std::string kSecret = "s3cret";
 
 // Time passes, and the library takes notice.
 class LoopClock : public vesta::testing::FakeClock {
@@ -104,13 +103,6 @@ inline std::string text(const librad_radius_msg* msg, std::uint8_t type) {
     return {buffer, librad_radius_msg_get_attr(msg, type, buffer, sizeof buffer)};
 }
 
-inline std::uint32_t number(const librad_radius_msg* msg, std::uint8_t type) {
-    std::uint8_t bytes[4] = {0xff, 0xff, 0xff, 0xff};
-    EXPECT_EQ(librad_radius_msg_get_attr(msg, type, bytes, 4), 4U) << "attribute " << int{type};
-    return static_cast<std::uint32_t>(bytes[0]) << 24 | static_cast<std::uint32_t>(bytes[1]) << 16 |
-           static_cast<std::uint32_t>(bytes[2]) << 8 | bytes[3];
-}
-
 // Where the value of the first Message-Authenticator stands, 0 when there is none.
 inline std::size_t messageAuthenticatorAt(const ByteString& packet) {
     for (std::size_t at = 20; at < packet.size(); at += packet[at + 1]) {
@@ -121,36 +113,26 @@ inline std::size_t messageAuthenticatorAt(const ByteString& packet) {
     return 0;
 }
 
-inline ByteString hmacOf(ByteString packet, const std::string& secret,
-                         const ByteString& authenticator) {
-    std::copy(authenticator.begin(), authenticator.end(), packet.begin() + 4);
-    std::fill_n(packet.begin() + static_cast<std::ptrdiff_t>(messageAuthenticatorAt(packet)), 16,
-                std::uint8_t{0});
-    ByteString digest(16);
-    HMAC(EVP_md5(), secret.data(), static_cast<int>(secret.size()), packet.data(), packet.size(),
-         digest.data(), nullptr);
-    return digest;
-}
+enum class Mac { none, valid, wrong };  // a Message-Authenticator
 
-inline ByteString md5Of(ByteString packet, const std::string& secret,
-                        const ByteString& authenticator) {
-    std::copy(authenticator.begin(), authenticator.end(), packet.begin() + 4);
-    packet.insert(packet.end(), secret.begin(), secret.end());
-    ByteString digest(16);
-    EVP_Digest(packet.data(), packet.size(), digest.data(), nullptr, EVP_md5(), nullptr);
-    return digest;
-}
+inline const std::string kEmptyMac = "5012" + std::string(32, '0');
 
 // Signs a packet that stands in for an answer (with the request's authenticator) or for a request
-// of accounting or dynamic authorisation (with zeros).
-inline ByteString sign(ByteString packet, const std::string& secret,
-                       const ByteString& authenticator = ByteString(16)) {
+// of accounting or dynamic authorisation (with zeros), its Message-Authenticator first.
+inline ByteString sign(ByteString packet, const std::string& secret = kSecret,
+                       const ByteString& authenticator = ByteString(16), Mac mac = Mac::valid) {
+    ByteString digest(16);
+    std::copy(authenticator.begin(), authenticator.end(), packet.data() + 4);
     if (const std::size_t at = messageAuthenticatorAt(packet); at != 0) {
-        const ByteString digest = hmacOf(packet, secret, authenticator);
-        std::copy(digest.begin(), digest.end(), packet.begin() + static_cast<std::ptrdiff_t>(at));
+        std::copy(digest.begin(), digest.end(), packet.data() + at);
+        HMAC(EVP_md5(), secret.data(), static_cast<int>(secret.size()), packet.data(),
+             packet.size(), digest.data(), nullptr);
+        digest.back() ^= mac == Mac::wrong ? 1U : 0U;
+        std::copy(digest.begin(), digest.end(), packet.data() + at);
     }
-    const ByteString digest = md5Of(packet, secret, authenticator);
-    std::copy(digest.begin(), digest.end(), packet.begin() + 4);
+    ByteString hashed = packet;
+    hashed.insert(hashed.end(), secret.begin(), secret.end());
+    EVP_Digest(hashed.data(), hashed.size(), packet.data() + 4, nullptr, EVP_md5(), nullptr);
     return packet;
 }
 
@@ -168,16 +150,33 @@ struct Packet {
         return testing::text(msg.get(), type);
     }
     [[nodiscard]] std::uint32_t number(std::uint8_t type) const {
-        return testing::number(msg.get(), type);
+        std::uint32_t value = 0;
+        EXPECT_EQ(librad_radius_msg_get_attr(msg.get(), type, &value, 4), 4U)
+            << "attribute " << int{type};
+        return ntohl(value);
     }
 };
+
+// A signed answer to `request`, its attributes before the Message-Authenticator.
+inline ByteString makeAnswer(const Packet& request, std::uint8_t code, Mac mac = Mac::none,
+                             const std::string& attributes = "",
+                             const std::string& secret = kSecret) {
+    return sign(makePacket(code, request.id(), attributes + (mac == Mac::none ? "" : kEmptyMac)),
+                secret, request.authenticator(), mac);
+}
+
+inline sockaddr_in loopback(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
 
 class Peer {
 public:
     Peer() : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        sockaddr_in address = loopback(0);
         EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
         socklen_t length = sizeof address;
         getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length);
@@ -213,52 +212,29 @@ public:
         send(bytes, to);
         librad_eloop_step();
     }
+    void answer(const Packet& to, std::uint8_t code, Mac mac = Mac::none,
+                const std::string& attributes = "", const std::string& secret = kSecret) const {
+        deliver(makeAnswer(to, code, mac, attributes, secret), to.from);
+    }
 
 private:
     int fd_;
     std::uint16_t port_ = 0;
 };
 
-enum class Mac { none, valid, wrong };  // the Message-Authenticator of an answer
-
-inline const std::string kEmptyMac = "5012" + std::string(32, '0');
-
-// With the last byte of the Message-Authenticator, the last attribute, changed, and signed again.
-inline ByteString withWrongMac(ByteString bytes, const ByteString& authenticator) {
-    bytes.back() ^= 1U;
-    const ByteString digest = md5Of(bytes, kSecret, authenticator);
-    std::copy(digest.begin(), digest.end(), bytes.begin() + 4);
-    return bytes;
-}
-
-// A signed answer to `request`, its attributes before the Message-Authenticator.
-inline ByteString makeAnswer(const Packet& request, std::uint8_t code, Mac mac = Mac::none,
-                             const std::string& attributes = "",
-                             const std::string& secret = kSecret) {
-    const ByteString bytes =
-        sign(makePacket(code, request.id(), attributes + (mac == Mac::none ? "" : kEmptyMac)),
-             secret, request.authenticator());
-    return mac == Mac::wrong ? withWrongMac(bytes, request.authenticator()) : bytes;
-}
-
 // Asks the server of dynamic authorisation on that port. Returns its answer, whose signatures must
 // be right, as "CODE ATTRIBUTES" in hex with a Message-Authenticator of zeros; "" without one.
-inline std::string askDas(const Peer& peer, std::uint16_t port, const ByteString& request,
-                          const std::string& secret) {
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(port);
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    peer.deliver(request, to);
+inline std::string askDas(const Peer& peer, std::uint16_t port, const ByteString& request) {
+    peer.deliver(request, loopback(port));
     auto answer = peer.receive();
     if (!answer) {
         return "";
     }
     ByteString& bytes = answer->bytes;
-    EXPECT_EQ(bytes[1], request[1]);
-    EXPECT_EQ(bytes, sign(bytes, secret, {request.begin() + 4, request.begin() + 20}));
+    EXPECT_EQ(answer->id(), request[1]);
+    EXPECT_EQ(bytes, sign(bytes, kSecret, {request.begin() + 4, request.begin() + 20}));
     if (const std::size_t at = messageAuthenticatorAt(bytes); at != 0) {
-        std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), 16, std::uint8_t{0});
+        std::fill_n(bytes.data() + at, 16, std::uint8_t{0});
     }
     return std::to_string(bytes[0]) + " " + toHex(bytes.data() + 20, bytes.size() - 20);
 }
