@@ -38,8 +38,8 @@ void FreeradiusProcess::writeConfiguration(const std::string& secret,
     ostrel::testing::writeFile(directory_.path("users"), users);
 }
 
-std::string FreeradiusProcess::detail() const {
-    return ostrel::testing::readFile(directory_.path("detail"));
+std::string FreeradiusProcess::record(const std::string& kind) const {
+    return ostrel::testing::readFile(directory_.path(kind));
 }
 
 bool FreeradiusProcess::disconnect(std::uint16_t port, const std::string& secret,

@@ -1,7 +1,7 @@
 #pragma once
 
 // Debian's RADIUS server as a child process, with a configuration of its own on loopback: PAP and
-// EAP-MD5, accounting into a detail file, and our vendor's dictionary.
+// EAP-MD5, accounting into a file for each kind of record, and our vendor's dictionary.
 
 #include <cstdint>
 #include <string>
@@ -22,8 +22,8 @@ public:
 
     [[nodiscard]] std::uint16_t authPort() const { return authPort_; }
     [[nodiscard]] std::uint16_t acctPort() const { return acctPort_; }
-    // The accounting records so far, as text.
-    [[nodiscard]] std::string detail() const;
+    // The accounting records of this kind ("Start", "Interim-Update" or "Stop") so far, as text.
+    [[nodiscard]] std::string record(const std::string& kind) const;
 
     // Has the client send a Disconnect-Request with these attributes, one a line: true for an ACK.
     static bool disconnect(std::uint16_t port, const std::string& secret,
