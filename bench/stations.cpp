@@ -1,6 +1,6 @@
 #include "stations.h"
 
-#include "apsim/addresses.h"
+#include "ostrel/addresses.h"
 #include "support/portal_document.h"
 
 namespace vesta::bench {
@@ -21,15 +21,15 @@ constexpr const char* kThreeScenarios = R"(
 }  // namespace
 
 std::string macOf(std::size_t station) {
-    std::string bytes("\x02\xb0", 2);
-    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-        bytes += static_cast<char>(station >> shift & 0xffU);
+    ostrel::MacBytes mac{0x02, 0xb0};
+    for (std::size_t byte = 0; byte < sizeof(std::uint32_t); ++byte) {
+        mac[5 - byte] = static_cast<std::uint8_t>(station >> 8 * byte & 0xffU);
     }
-    return apsim::macText(bytes);
+    return ostrel::macText(mac);
 }
 
 std::string ipOf(std::size_t station) {
-    return apsim::addressText(kFirstAddress + static_cast<std::uint32_t>(station));
+    return ostrel::ipv4Text({htonl(kFirstAddress + static_cast<std::uint32_t>(station))});
 }
 
 std::string loginOf(std::size_t station) {

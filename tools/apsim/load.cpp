@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "apsim/addresses.h"
+#include "ostrel/addresses.h"
 
 namespace apsim {
 
@@ -28,11 +28,11 @@ double millisecondsBetween(Clock::time_point from, Clock::time_point to) {
 }
 
 std::string macOf(std::size_t index) {
-    std::string bytes("\x02\xa0", 2);
-    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-        bytes += static_cast<char>(index >> shift & 0xffU);
+    ostrel::MacBytes mac{0x02, 0xa0};
+    for (std::size_t byte = 0; byte < sizeof(std::uint32_t); ++byte) {
+        mac[5 - byte] = static_cast<std::uint8_t>(index >> 8 * byte & 0xffU);
     }
-    return macText(bytes);
+    return ostrel::macText(mac);
 }
 
 // One run; the observer and the bus's delivery thread fill `inbox_`, the caller's thread does the
@@ -45,12 +45,13 @@ public:
         for (std::size_t index = 0; index < options.stations; ++index) {
             const std::string mac = macOf(index);
             byMac_[mac] = index;
-            sims_.push_back({{interfaces[index % interfaces.size()], mac},
-                             addressText(kFirstAddress + static_cast<std::uint32_t>(index)),
-                             {},
-                             {},
-                             false,
-                             false});
+            sims_.push_back(
+                {{interfaces[index % interfaces.size()], mac},
+                 ostrel::ipv4Text({htonl(kFirstAddress + static_cast<std::uint32_t>(index))}),
+                 {},
+                 {},
+                 false,
+                 false});
         }
         accessPoint.events().setObserver([this](const Event& event) { observe(event); });
     }

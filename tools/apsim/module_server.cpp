@@ -9,8 +9,8 @@
 #include <sstream>
 #include <utility>
 
-#include "apsim/addresses.h"
-#include "apsim/unix_socket.h"
+#include "apsim/sockets.h"
+#include "ostrel/addresses.h"
 
 namespace apsim {
 
@@ -27,14 +27,13 @@ constexpr const char* kDirectory = "/modules";
 
 std::string notification(const StationId& id, const std::string& ip, std::uint32_t value) {
     std::string datagram(kNetlinkHeader, '\0');
-    datagram += macBytes(id.mac).value_or(std::string(6, '\0'));
+    const ostrel::MacBytes mac = ostrel::parseMac(id.mac).value_or(ostrel::MacBytes{});
+    datagram.append(mac.begin(), mac.end());
     std::string name = id.interface.substr(0, kNameBytes - 1);
     name.resize(kNameBytes, '\0');
     datagram += name;
-    const std::uint32_t address = parseAddress(ip);
-    for (const int shift : {24, 16, 8, 0}) {
-        datagram += static_cast<char>(address >> shift & 0xffU);
-    }
+    const in_addr address = ostrel::parseIpv4(ip).value_or(in_addr{});
+    datagram.append(reinterpret_cast<const char*>(&address), sizeof address);
     datagram.append(reinterpret_cast<const char*>(&value), sizeof value);
     return datagram;
 }

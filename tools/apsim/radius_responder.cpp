@@ -6,8 +6,8 @@
 #include <random>
 #include <utility>
 
-#include "apsim/addresses.h"
 #include "apsim/input.h"
+#include "ostrel/addresses.h"
 
 namespace apsim {
 
@@ -42,10 +42,9 @@ std::string randomText(std::size_t size) {
 }
 
 // "02:00:00:00:00:01" of "02-00-00-00-00-01"; empty when it is no such text.
-std::string macOfName(std::string name) {
-    std::replace(name.begin(), name.end(), '-', ':');
-    const std::optional<std::string> bytes = macBytes(name);
-    return bytes ? macText(*bytes) : "";
+std::string macOfName(const std::string& name) {
+    const auto mac = ostrel::parseMac(name);
+    return mac ? ostrel::macText(*mac) : "";
 }
 
 RadiusMessage newAnswer(std::uint8_t code, const librad_radius_msg& request) {
@@ -59,7 +58,7 @@ RadiusMessage newAnswer(std::uint8_t code, const librad_radius_msg& request) {
 std::string whoAsks(const librad_radius_msg& request) {
     const std::uint32_t address = radiusNumber(request, LIBRAD_RADIUS_ATTR_FRAMED_IP_ADDRESS);
     return radiusText(request, LIBRAD_RADIUS_ATTR_USER_NAME) +
-           (address == 0 ? "" : " at " + addressText(address));
+           (address == 0 ? "" : " at " + ostrel::ipv4Text({htonl(address)}));
 }
 
 // The station of an Accounting-Request.

@@ -12,7 +12,7 @@
 #include <random>
 
 #include "apsim/input.h"
-#include "apsim/udp_socket.h"
+#include "apsim/sockets.h"
 
 namespace apsim {
 

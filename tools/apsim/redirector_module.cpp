@@ -1,6 +1,5 @@
 #include "apsim/redirector_module.h"
 
-#include <arpa/inet.h>
 #include <fnmatch.h>
 
 #include <algorithm>
@@ -8,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-#include "apsim/addresses.h"
+#include "ostrel/addresses.h"
 
 namespace apsim {
 
@@ -37,7 +36,6 @@ constexpr std::size_t kListId = 22;
 constexpr std::size_t kChunkBytes = 1032;
 constexpr std::uint32_t kChunkAddresses = 128;
 constexpr std::size_t kGatewayBytes = 52;
-constexpr std::size_t kMacBytes = 6;
 constexpr std::size_t kNameBytes = 16;
 
 // A number in host order, as it stands in memory.
@@ -51,9 +49,20 @@ void append(std::string& bytes, std::uint32_t value) {
     bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
+// In network order, as it stands in memory; 0 of a text that is no address.
+std::uint32_t addressOf(const std::string& text) {
+    return ostrel::parseIpv4(text).value_or(in_addr{}).s_addr;
+}
+
+std::string addressText(std::uint32_t address) {
+    return ostrel::ipv4Text({address});
+}
+
 StationId stationOf(std::string_view record) {
-    const std::string_view name = record.substr(kMacBytes, kNameBytes);
-    return {std::string(name.substr(0, name.find('\0'))), macText(record.substr(0, kMacBytes))};
+    ostrel::MacBytes mac;
+    std::copy_n(record.begin(), mac.size(), mac.begin());
+    const std::string_view name = record.substr(mac.size(), kNameBytes);
+    return {std::string(name.substr(0, name.find('\0'))), ostrel::macText(mac)};
 }
 
 std::size_t recordBytes(std::uint32_t request) {
@@ -116,7 +125,7 @@ const char* accessName(Access access) {
 
 RedirectorModule::RedirectorModule(EventLog& log, const std::string& proxy,
                                    const std::string& gateway)
-    : log_(log), proxy_(htonl(parseAddress(proxy))), gateway_(htonl(parseAddress(gateway))) {}
+    : log_(log), proxy_(addressOf(proxy)), gateway_(addressOf(gateway)) {}
 
 std::string RedirectorModule::handle(std::string_view request) {
     std::string record;
@@ -193,7 +202,7 @@ int RedirectorModule::setAccess(std::uint32_t request, std::string_view record, 
                                                   : Access::unknown;
     event.station = stationOf(record);
     event.what = accessName(access);
-    event.detail = addressText(ntohl(number(record, kClientAddress)));
+    event.detail = addressText(number(record, kClientAddress));
     if (access == Access::unknown) {
         stations_.erase(event.station);
     } else {
@@ -229,9 +238,9 @@ int RedirectorModule::addAddresses(std::string_view chunk, Event& event) {
     event.what = "add addresses";
     event.detail = "list " + std::to_string(lastList_) + ":";
     for (std::uint32_t entry = 1; entry <= count; ++entry) {
-        const std::uint32_t address = ntohl(number(chunk, entry * kPairBytes));
-        const std::uint32_t mask = ntohl(number(chunk, entry * kPairBytes + sizeof address));
-        list.addresses.emplace_back(address, mask);
+        const std::uint32_t address = number(chunk, entry * kPairBytes);
+        const std::uint32_t mask = number(chunk, entry * kPairBytes + sizeof address);
+        list.addresses.emplace_back(ntohl(address), ntohl(mask));
         event.detail += " " + addressText(address) + "/" + addressText(mask);
     }
     return 0;
@@ -285,7 +294,7 @@ bool RedirectorModule::reaches(const StationId& id, const std::string& destinati
         return false;
     }
     const WhiteList& list = entry->second;
-    const std::uint32_t address = parseAddress(destination);
+    const std::uint32_t address = ntohl(addressOf(destination));
     const auto& [addresses, domains, patterns] = list;
     return (address != 0 && std::any_of(addresses.begin(), addresses.end(),
                                         [&](const auto& pair) {

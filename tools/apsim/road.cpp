@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include "apsim/addresses.h"
+#include "ostrel/addresses.h"
 
 namespace apsim {
 
@@ -153,15 +153,18 @@ RoadStation parseStation(const Json& object, const std::string& place) {
            {"story", {Kind::text, false}}},
           place);
     const std::string name = object["name"];
-    const std::optional<std::string> bytes = macBytes(object["mac"]);
-    if (!bytes) {
+    const auto mac = ostrel::parseMac(object["mac"].get<std::string>());
+    if (!mac) {
         throw InputError(place + " (\"" + name + "\"): \"mac\" is no MAC address");
     }
-    if (parseAddress(object["ip"]) == 0) {
+    if (!ostrel::parseIpv4(object["ip"])) {
         throw InputError(place + " (\"" + name + "\"): \"ip\" is no IPv4 address");
     }
-    return {
-        name, object.value("story", ""), {object["interface"], macText(*bytes)}, object["ip"], {}};
+    return {name,
+            object.value("story", ""),
+            {object["interface"], ostrel::macText(*mac)},
+            object["ip"],
+            {}};
 }
 
 RoadEvent parseEvent(const Json& object, std::string place) {

@@ -1,15 +1,27 @@
 #pragma once
 
-// UDP over IPv4, for who plays a RADIUS server.
+// Sockets: Unix ones by path for the module server, UDP over IPv4 for who plays a RADIUS server.
 
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 #include "ostrel/runtime.h"
 
 namespace apsim {
+
+// "text: reason of errno", as an exception to throw.
+std::runtime_error systemError(const std::string& text);
+
+// A non-blocking SOCK_SEQPACKET listener; a file that a dead server left at `path` is taken over.
+// Throws std::runtime_error, naming the path.
+ostrel::Fd listenAt(const std::string& path, int backlog);
+
+// Connected to `path`; invalid, with errno set, when nobody listens there.
+[[nodiscard]] ostrel::Fd connectTo(const std::string& path, int type);
 
 // A non-blocking socket at this port of loopback, 0 for any that is free. Throws
 // std::runtime_error, naming the port.

@@ -1,10 +1,12 @@
-#include "apsim/udp_socket.h"
+#include "apsim/sockets.h"
 
-#include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstring>
 
-#include "apsim/unix_socket.h"
+#include "ostrel/addresses.h"
 
 namespace apsim {
 
@@ -12,7 +14,42 @@ namespace {
 
 constexpr std::size_t kLargestDatagram = 65536;
 
+const sockaddr* generic(const sockaddr_un& address) {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
 }  // namespace
+
+std::runtime_error systemError(const std::string& text) {
+    return std::runtime_error(text + ": " + std::strerror(errno));
+}
+
+ostrel::Fd listenAt(const std::string& path, int backlog) {
+    sockaddr_un address{};
+    if (!ostrel::unixAddress(path, address)) {
+        throw systemError("can't listen at " + path);
+    }
+    if (connectTo(path, SOCK_SEQPACKET).valid()) {
+        throw std::runtime_error("can't listen at " + path + ": another server does");
+    }
+    unlink(path.c_str());
+    ostrel::Fd fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!fd.valid() || bind(fd.get(), generic(address), sizeof address) != 0 ||
+        listen(fd.get(), backlog) != 0) {
+        throw systemError("can't listen at " + path);
+    }
+    return fd;
+}
+
+ostrel::Fd connectTo(const std::string& path, int type) {
+    sockaddr_un address{};
+    ostrel::Fd fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+    if (!fd.valid() || !ostrel::unixAddress(path, address) ||
+        connect(fd.get(), generic(address), sizeof address) != 0) {
+        fd.reset();
+    }
+    return fd;
+}
 
 ostrel::Fd bindLoopback(std::uint16_t port) {
     ostrel::Fd fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
