@@ -35,13 +35,9 @@ librad_radius_sta_stats traffic(std::uint64_t rx, std::uint64_t tx, std::int32_t
     return stats;
 }
 
-class Accounting : public ::testing::Test {
+class Accounting : public ClientTest {
 protected:
-    Accounting() {
-        config_.acctServers = {{"127.0.0.1", server_.port(), librad_secret(kSecret)}};
-        client_ = librad_radius_client_init(&config_);
-    }
-    ~Accounting() override { librad_radius_client_deinit(client_); }
+    Accounting() { makeClient(); }
 
     void send(librad_radius_msg* msg, librad_radius_client* client) {
         ASSERT_NE(msg, nullptr);
@@ -91,14 +87,8 @@ protected:
         return kinds;
     }
     auto owed() const { return librad_radius_client_get_spool(client_); }
-    std::size_t outstanding() const {
-        return librad_radius_client_outstanding(client_, LIBRAD_RADIUS_ACCT);
-    }
 
     LoopClock clock_;
-    Peer server_;
-    librad_radius_client_config config_;
-    librad_radius_client* client_ = nullptr;
 };
 
 TEST(StationCounters, CountOneSessionAndNeverFall) {
@@ -169,10 +159,10 @@ TEST_F(Accounting, KeepsTheOrderOfASessionAndRepeatsOnlyItsLastUpdate) {
     EXPECT_EQ(librad_create_accounting_sta_start(&config_, sta.get()), nullptr);
     for (int i = 0; i < 3; ++i) {
         send(librad_create_accounting_sta_update(&config_, sta.get(), nullptr), client_);
-        EXPECT_EQ(outstanding(), 1U);
+        EXPECT_EQ(outstanding(LIBRAD_RADIUS_ACCT), 1U);
     }
     sendStop(sta);
-    EXPECT_EQ(outstanding(), 1U);
+    EXPECT_EQ(outstanding(LIBRAD_RADIUS_ACCT), 1U);
 }
 
 TEST_F(Accounting, DoesNotLoseSessionsToAServerThatIgnoresTheAnnouncement) {
@@ -201,9 +191,9 @@ TEST_F(Accounting, RepeatsWithRaisedDelayNewIdentifierAndAuthenticator) {
     EXPECT_EQ(second->number(kTimestamp), first->number(kTimestamp));
     // A wrong answer is none, an answer to the first transmission is as good as one to the second.
     server_.answer(*first, 5, Mac::none, "", "another secret");
-    EXPECT_EQ(outstanding(), 1U);
+    EXPECT_EQ(outstanding(LIBRAD_RADIUS_ACCT), 1U);
     server_.answer(*first, 5);
-    EXPECT_EQ(outstanding(), 0U);
+    EXPECT_EQ(outstanding(LIBRAD_RADIUS_ACCT), 0U);
 }
 
 TEST_F(Accounting, OwesStopsUntilTheServerIsBackAndSendsOneThatIsIgnoredLast) {

@@ -7,34 +7,13 @@
 namespace ostrel::testing {
 namespace {
 
-class RadiusClient : public ::testing::Test {
+class RadiusClient : public ClientTest {
 protected:
-    ~RadiusClient() override { end(); }
-
     void makeClient(librad_require_message_authenticator setting = LIBRAD_REQUIRE_ONCE_SEEN) {
-        config_.authServers = {{"127.0.0.1", server_.port(), librad_secret(kSecret)}};
         config_.requireMessageAuthenticator = setting;
-        client_ = librad_radius_client_init(&config_);
+        ClientTest::makeClient();
         librad_radius_client_set_handler(client_, onAnswer, this);
         librad_radius_client_set_give_up(client_, onGiveUp, this);
-    }
-    void end() { librad_radius_client_deinit(std::exchange(client_, nullptr)); }
-
-    // Sends an Access-Request, with an EAP identity or without, and returns its authenticator.
-    ByteString send(bool eap = false) {
-        Message msg = accessRequest(librad_radius_client_get_id(client_));
-        const ByteString identity = fromHex("02000008 01626f62");
-        EXPECT_TRUE(!eap || librad_radius_msg_add_eap(msg.get(), identity.data(), identity.size()));
-        ByteString authenticator = authenticatorOf(msg.get());
-        if (librad_radius_client_send(client_, msg.get(), LIBRAD_RADIUS_AUTH, nullptr) != 0) {
-            return {};
-        }
-        static_cast<void>(msg.release());
-        return authenticator;
-    }
-
-    std::size_t outstanding() const {
-        return librad_radius_client_outstanding(client_, LIBRAD_RADIUS_AUTH);
     }
 
     static librad_radius_rx_result onAnswer(librad_radius_msg* msg, librad_radius_msg* request,
@@ -53,9 +32,6 @@ protected:
     }
 
     LoopClock clock_;
-    Peer server_;
-    librad_radius_client_config config_;
-    librad_radius_client* client_ = nullptr;
     bool gullible_ = false;
     std::function<void()> then_ = [] {};  // what the next callback does
     // The authenticators of the requests that were answered and of those that were given up.
@@ -86,7 +62,7 @@ TEST_F(RadiusClient, RepeatsASilentServersRequestByteByByteThenGivesItUp) {
         EXPECT_NEAR(static_cast<double>(times[i] - times[i - 1]), nominal,
                     nominal / 10 + 2 * kStep);
     }
-    EXPECT_EQ(outstanding(), 0U);
+    EXPECT_EQ(outstanding(LIBRAD_RADIUS_AUTH), 0U);
 }
 
 TEST_F(RadiusClient, KeepsARequestOutstandingWhoseAnswerIsForged) {
@@ -99,13 +75,13 @@ TEST_F(RadiusClient, KeepsARequestOutstandingWhoseAnswerIsForged) {
         clock_.monotonic += kSecond;
         server_.answer(*packet, 2, Mac::none, "", "another secret");
         EXPECT_EQ(told_.size(), 1U);  // the handler says so in its own words
-        EXPECT_EQ(outstanding(), 1U);
+        EXPECT_EQ(outstanding(LIBRAD_RADIUS_AUTH), 1U);
         // The repetition comes 2 s after the first sending, not after the answer.
         clock_.advance(kSecond * 13 / 10);
         EXPECT_TRUE(server_.receive());
         server_.answer(*packet, 2);
         EXPECT_EQ(told_.size(), 2U);
-        EXPECT_EQ(outstanding(), 0U);
+        EXPECT_EQ(outstanding(LIBRAD_RADIUS_AUTH), 0U);
     }
     EXPECT_EQ(librad_radius_client_get_counters(client_).badAuthenticator, 2U);
 }
@@ -161,7 +137,7 @@ TEST_F(RadiusClient, LetsACallbackSendTheNextRequestOrEndTheClient) {
     packet = server_.receive();
     ASSERT_TRUE(packet);
     EXPECT_EQ(packet->authenticator(), next);
-    EXPECT_EQ(outstanding(), 1U);
+    EXPECT_EQ(outstanding(LIBRAD_RADIUS_AUTH), 1U);
 
     then_ = [&] { end(); };
     server_.send(makeAnswer(*packet, 2), packet->from);
@@ -220,7 +196,8 @@ TEST_F(RadiusClient, DecidesByTheMessageAuthenticatorWhetherAnAnswerCounts) {
             server_.answer(*packet, codes.at(answer[0]), macs.at(answer[1]), "12036f");
             const bool counts = answer[2] == 'y';
             EXPECT_EQ(told_.size(), counts ? 1U : 0U) << rule.what << ": " << answer;
-            EXPECT_EQ(outstanding(), counts ? 0U : 1U) << rule.what << ": " << answer;
+            EXPECT_EQ(outstanding(LIBRAD_RADIUS_AUTH), counts ? 0U : 1U)
+                << rule.what << ": " << answer;
             server_.answer(*packet, 3, Mac::valid);
         }
         end();

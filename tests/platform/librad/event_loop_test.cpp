@@ -21,22 +21,11 @@ std::optional<Packet> await(const Peer& peer) {
 }
 
 // A client made while the loop runs on a thread of its own.
-class EventLoopThread : public ::testing::Test {
+class EventLoopThread : public ClientTest {
 protected:
     ~EventLoopThread() override {
         librad_eloop_stop();
         thread_.join();
-    }
-
-    void makeClient() {
-        librad_radius_client_config config;
-        config.authServers.push_back({"127.0.0.1", server_.port(), librad_secret(kSecret)});
-        client_ = librad_radius_client_init(&config);
-    }
-    void send() {
-        Message msg = accessRequest(librad_radius_client_get_id(client_));
-        ASSERT_EQ(librad_radius_client_send(client_, msg.get(), LIBRAD_RADIUS_AUTH, nullptr), 0);
-        static_cast<void>(msg.release());
     }
 
     static librad_radius_rx_result answerSlowly(librad_radius_msg*, librad_radius_msg*,
@@ -48,8 +37,6 @@ protected:
         return LIBRAD_RADIUS_RX_ACCEPT;
     }
 
-    const Peer server_;
-    librad_radius_client* client_ = nullptr;
     std::promise<void> entered_;
     std::promise<void> mayLeave_;
     std::atomic<bool> left_{false};
@@ -68,7 +55,7 @@ TEST_F(EventLoopThread, EndsAClientOnlyBetweenItsCallbacks) {
     std::promise<void> ending;
     std::thread other([&] {
         ending.set_value();
-        librad_radius_client_deinit(client_);
+        end();
         EXPECT_TRUE(left_);
     });
     ending.get_future().wait();
@@ -95,7 +82,7 @@ TEST_F(EventLoopAhead, WakesForADeadlineSetWhileItWaits) {
     send();
     EXPECT_TRUE(await(server_));
     EXPECT_TRUE(await(server_));  // the repetition, at once by the loop's clock
-    librad_radius_client_deinit(client_);
+    end();
 }
 
 TEST(EventLoop, ObeysAStopThatCameBeforeTheRun) {

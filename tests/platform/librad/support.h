@@ -72,12 +72,6 @@ inline ByteString makePacket(std::uint8_t code, std::uint8_t id, const std::stri
     return bytes;
 }
 
-inline Message accessRequest(std::uint8_t id) {
-    Message msg(librad_radius_msg_new(LIBRAD_RADIUS_CODE_ACCESS_REQUEST, id));
-    EXPECT_TRUE(librad_radius_msg_make_authenticator(msg.get(), nullptr, 0));
-    return msg;
-}
-
 inline const unsigned char* bytesOf(const std::string& text) {
     return static_cast<const unsigned char*>(static_cast<const void*>(text.data()));
 }
@@ -220,6 +214,43 @@ public:
 private:
     int fd_;
     std::uint16_t port_ = 0;
+};
+
+// A client and the server that it asks.
+class ClientTest : public ::testing::Test {
+protected:
+    ~ClientTest() override { end(); }
+
+    void makeClient() {
+        const librad_radius_server server{"127.0.0.1", server_.port(), librad_secret(kSecret)};
+        config_.authServers = {server};
+        config_.acctServers = {server};
+        client_ = librad_radius_client_init(&config_);
+    }
+    void end() { librad_radius_client_deinit(std::exchange(client_, nullptr)); }
+
+    // Sends an Access-Request, with an EAP identity or without, and returns its authenticator, none
+    // when it is refused.
+    ByteString send(bool eap = false) {
+        Message msg(librad_radius_msg_new(LIBRAD_RADIUS_CODE_ACCESS_REQUEST,
+                                          librad_radius_client_get_id(client_)));
+        EXPECT_TRUE(librad_radius_msg_make_authenticator(msg.get(), nullptr, 0));
+        const ByteString identity = fromHex("02000008 01626f62");
+        EXPECT_TRUE(!eap || librad_radius_msg_add_eap(msg.get(), identity.data(), identity.size()));
+        ByteString authenticator = authenticatorOf(msg.get());
+        if (librad_radius_client_send(client_, msg.get(), LIBRAD_RADIUS_AUTH, nullptr) != 0) {
+            return {};
+        }
+        static_cast<void>(msg.release());
+        return authenticator;
+    }
+    std::size_t outstanding(librad_radius_kind kind) const {
+        return librad_radius_client_outstanding(client_, kind);
+    }
+
+    Peer server_;
+    librad_radius_client_config config_;
+    librad_radius_client* client_ = nullptr;
 };
 
 // Asks the server of dynamic authorisation on that port. Returns its answer, whose signatures must
