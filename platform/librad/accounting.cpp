@@ -95,11 +95,11 @@ MessagePtr newAccountingRequest(StatusType type, std::uint32_t sessionLow) {
     return msg;
 }
 
-void noteCounters(librad_radius_sta_traffic& traffic, const librad_radius_sta_stats& now) {
+void noteCounters(librad_radius_sta_traffic& traffic, const ostrel::StationCounters& now) {
     if ((now.rxBytes | now.txBytes) == 0 && (now.rxPackets | now.txPackets) == 0) {
         return;
     }
-    const librad_radius_sta_stats& last = traffic.last;
+    const ostrel::StationCounters& last = traffic.last;
     if (now.rxBytes < last.rxBytes || now.txBytes < last.txBytes || now.uptime < last.uptime) {
         traffic.last = {};
     }
@@ -138,7 +138,7 @@ librad_radius_msg* librad_create_accounting_sta_start(const librad_radius_client
     if (msg == nullptr || !addStation(*msg, *sta)) {
         return nullptr;
     }
-    const librad_radius_sta_stats last = sta->traffic.last;
+    const ostrel::StationCounters last = sta->traffic.last;
     sta->traffic = {};
     sta->traffic.last = last;
     sta->traffic.startedAt = ostrel::monotonicSeconds();

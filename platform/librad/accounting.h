@@ -25,6 +25,6 @@ void renewSession(librad_radius_sta_info& sta);
 [[nodiscard]] MessagePtr newAccountingRequest(StatusType type, std::uint32_t sessionLow);
 
 // Adds the traffic since the driver's last report to the session's figures.
-void noteCounters(librad_radius_sta_traffic& traffic, const librad_radius_sta_stats& now);
+void noteCounters(librad_radius_sta_traffic& traffic, const ostrel::StationCounters& now);
 
 }  // namespace ostrel::radius

@@ -33,7 +33,7 @@ void fillSta(librad_radius_sta_info& sta, const Client& client) {
 
 // A scenario's figures may be older than the driver's last report, which has been noted already.
 // Only a report of the driver itself may say that its counters began anew.
-bool isBehind(const librad_radius_sta_stats& stats, const librad_radius_sta_stats& last) {
+bool isBehind(const ostrel::StationCounters& stats, const ostrel::StationCounters& last) {
     return stats.rxBytes < last.rxBytes || stats.txBytes < last.txBytes ||
            stats.uptime < last.uptime;
 }

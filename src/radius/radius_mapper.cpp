@@ -53,18 +53,7 @@ std::optional<std::pair<std::uint32_t, std::uint32_t>> RadiusMapper::parseSessio
 
 librad_radius_sta_stats RadiusMapper::toStaStats(const ClientStatisticInfo& statistics,
                                                  const std::string& interfaceName) {
-    librad_radius_sta_stats stats;
-    stats.rxBytes = statistics.rxBytes;
-    stats.txBytes = statistics.txBytes;
-    stats.rxPackets = statistics.rxPackets;
-    stats.txPackets = statistics.txPackets;
-    stats.rxDroppedPackets = statistics.rxDroppedPackets;
-    stats.txDroppedPackets = statistics.txDroppedPackets;
-    stats.txLostPackets = statistics.txLostPackets;
-    stats.txDroppedBytes = statistics.txDroppedBytes;
-    stats.rxDroppedBytes = statistics.rxDroppedBytes;
-    stats.uptime = statistics.uptime;
-    stats.timeLimit = statistics.timeLimit;
+    librad_radius_sta_stats stats(statistics);
     interfaceName.copy(stats.interfaceText, sizeof stats.interfaceText - 1);
     return stats;
 }

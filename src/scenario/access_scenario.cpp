@@ -62,10 +62,10 @@ bool AccessScenario::isExpired() {
 }
 
 bool AccessScenario::isTimeExpired() {
-    if (constraints_.expireTime == 0 || connectionTime_ <= constraints_.expireTime) {
+    if (constraints_.expireTime == 0 || counters_.uptime <= constraints_.expireTime) {
         return false;
     }
-    logger().Debug("%s check expire time %d > %d\n", "isTimeExpired", connectionTime_,
+    logger().Debug("%s check expire time %d > %d\n", "isTimeExpired", counters_.uptime,
                    constraints_.expireTime);
     expireReason_ = ExpireReason::time;
     return true;
@@ -101,7 +101,7 @@ bool AccessScenario::isTxTrafficExpired() {
         return false;
     }
     logger().Debug("%s check expire tx bytes %lld - %lld > %lld\n", "isTxTrafficExpired",
-                   static_cast<long long>(txBytes_), static_cast<long long>(startTxBytes_),
+                   static_cast<long long>(txBytes()), static_cast<long long>(startTxBytes_),
                    static_cast<long long>(constraints_.txMaxBytes));
     expireReason_ = ExpireReason::traffic;
     return true;
@@ -111,8 +111,8 @@ bool AccessScenario::isRxTrafficExpired() {
     if (constraints_.rxMaxBytes == 0 || usedRxBytes() <= constraints_.rxMaxBytes) {
         return false;
     }
-    logger().Debug("%s check expire rx bytes %d - %d > %d\n", "isRxTrafficExpired", asInt(rxBytes_),
-                   asInt(startRxBytes_), asInt(constraints_.rxMaxBytes));
+    logger().Debug("%s check expire rx bytes %d - %d > %d\n", "isRxTrafficExpired",
+                   asInt(rxBytes()), asInt(startRxBytes_), asInt(constraints_.rxMaxBytes));
     expireReason_ = ExpireReason::traffic;
     return true;
 }
@@ -143,7 +143,7 @@ long long AccessScenario::getTrafficLimit() const {
 }
 
 long AccessScenario::getCurrentTimeLimit() const {
-    return constraints_.expireTime != 0 ? connectionTime_ : 0;
+    return constraints_.expireTime != 0 ? counters_.uptime : 0;
 }
 
 long long AccessScenario::getCurrentTraffic() const {
@@ -156,36 +156,18 @@ void AccessScenario::updateScenarioConstraints(AccessScenarioConstraints& newLim
 }
 
 void AccessScenario::updateStatistic(ClientStatisticInfo& statistics) {
-    txBytes_ = statistics.rxBytes;
-    rxBytes_ = statistics.txBytes;
+    counters_ = statistics;
     if (startTxBytes_ == 0) {
-        startTxBytes_ = txBytes_;
+        startTxBytes_ = txBytes();
     }
     if (startRxBytes_ == 0) {
-        startRxBytes_ = rxBytes_;
+        startRxBytes_ = rxBytes();
     }
-    packets_.rxPackets = statistics.rxPackets;
-    packets_.txPackets = statistics.txPackets;
-    packets_.rxDroppedPackets = statistics.rxDroppedPackets;
-    packets_.txDroppedPackets = statistics.txDroppedPackets;
-    packets_.txLostPackets = statistics.txLostPackets;
-    packets_.txDroppedBytes = statistics.txDroppedBytes;
-    packets_.rxDroppedBytes = statistics.rxDroppedBytes;
-    connectionTime_ = statistics.uptime;
 }
 
 ClientStatisticInfo AccessScenario::getStatistic() const {
     ClientStatisticInfo statistics;
-    statistics.rxBytes = txBytes_;
-    statistics.txBytes = rxBytes_;
-    statistics.rxPackets = packets_.rxPackets;
-    statistics.txPackets = packets_.txPackets;
-    statistics.rxDroppedPackets = packets_.rxDroppedPackets;
-    statistics.txDroppedPackets = packets_.txDroppedPackets;
-    statistics.txLostPackets = packets_.txLostPackets;
-    statistics.txDroppedBytes = packets_.txDroppedBytes;
-    statistics.rxDroppedBytes = packets_.rxDroppedBytes;
-    statistics.uptime = connectionTime_;
+    statistics.counters() = counters_;
     statistics.timeLimit = constraints_.expireTime;
     return statistics;
 }

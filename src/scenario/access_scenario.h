@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "ostrel/station_counters.h"
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/scenario.h"
 
@@ -36,7 +37,7 @@ public:
     // The connection time where there is a time limit, else 0.
     long getCurrentTimeLimit() const override;
     long getScenarioTime() const override { return sessionTime_; }
-    long getConnectionTime() const override { return connectionTime_; }
+    long getConnectionTime() const override { return counters_.uptime; }
     // The bytes used where there is a traffic limit, else 0.
     long long getCurrentTraffic() const override;
     std::string get_name_deauth_scenario() const override { return *deauthScenario_; }
@@ -56,30 +57,19 @@ public:
 private:
     enum class ExpireReason : std::uint8_t { none, time, traffic, session, cleared };
 
-    // The driver's latest counts, kept to be handed back.
-    struct PacketCounters {
-        std::uint32_t rxPackets = 0;
-        std::uint32_t txPackets = 0;
-        std::uint32_t rxDroppedPackets = 0;
-        std::uint32_t txDroppedPackets = 0;
-        std::uint32_t txLostPackets = 0;
-        std::uint32_t txDroppedBytes = 0;
-        std::uint32_t rxDroppedBytes = 0;
-    };
-
-    [[nodiscard]] std::uint64_t usedTxBytes() const { return txBytes_ - startTxBytes_; }
-    [[nodiscard]] std::uint64_t usedRxBytes() const { return rxBytes_ - startRxBytes_; }
+    // Here the names turn round: what the station transmits, the access point receives.
+    [[nodiscard]] std::uint64_t txBytes() const { return counters_.rxBytes; }
+    [[nodiscard]] std::uint64_t rxBytes() const { return counters_.txBytes; }
+    [[nodiscard]] std::uint64_t usedTxBytes() const { return txBytes() - startTxBytes_; }
+    [[nodiscard]] std::uint64_t usedRxBytes() const { return rxBytes() - startRxBytes_; }
 
     AccessScenarioConstraints constraints_;
     std::int32_t sessionTime_ = 0;       // seconds
-    std::int32_t connectionTime_ = 0;    // seconds
     std::int64_t lastSessionCheck_ = 0;  // monotonic seconds
     // The counters when counting began; 0: it has not begun.
     std::uint64_t startTxBytes_ = 0;
     std::uint64_t startRxBytes_ = 0;
-    std::uint64_t txBytes_ = 0;
-    std::uint64_t rxBytes_ = 0;
-    PacketCounters packets_;
+    ostrel::StationCounters counters_;  // the driver's latest
     ExpireReason expireReason_ = ExpireReason::none;
     std::shared_ptr<const std::string> deauthScenario_;
 };

@@ -1,18 +1,17 @@
 #pragma once
 
 // One station's counters: from the driver's report to the client, and from the client's current
-// scenario to every informator. The byte counters are the driver's, cumulative for the station's
-// association; receive is what the access point received from the station.
+// scenario to every informator.
 
-#include <cstdint>
 #include <string>
 
+#include "ostrel/station_counters.h"
 #include "station/client_identity.h"
 #include "station/command_info.h"
 
 namespace vesta {
 
-struct ClientStatisticInfo {
+struct ClientStatisticInfo : ostrel::StationCounters {
     ClientStatisticInfo() = default;
     // Mind the order: uptime stands before timeLimit.
     ClientStatisticInfo(const std::string& interfaceName, const MacAddr& mac,
@@ -23,6 +22,9 @@ struct ClientStatisticInfo {
                         unsigned long rxDroppedBytes_, long uptime_, long timeLimit_,
                         EndReason reason = END_REASON_NONE);
 
+    // The counters alone, to be read or replaced in one go.
+    [[nodiscard]] StationCounters& counters() { return *this; }
+
     // The value that made a scenario end, as decimal text: the time limit for "time-over", the
     // uptime for "session-over", for "traffic-over" the sum of the two byte counters' low 32 bits
     // as a signed number; else "".
@@ -30,17 +32,6 @@ struct ClientStatisticInfo {
 
     std::string interface;  // empty in records made by a scenario
     ClientIdentity identity;
-    std::uint64_t rxBytes = 0;
-    std::uint64_t txBytes = 0;
-    std::uint32_t rxPackets = 0;
-    std::uint32_t txPackets = 0;
-    std::uint32_t rxDroppedPackets = 0;
-    std::uint32_t txDroppedPackets = 0;
-    std::uint32_t txLostPackets = 0;
-    std::uint32_t txDroppedBytes = 0;
-    std::uint32_t rxDroppedBytes = 0;
-    std::int32_t timeLimit = 0;  // seconds
-    std::int32_t uptime = 0;     // seconds
     EndReason endReason = END_REASON_NONE;
 };
 

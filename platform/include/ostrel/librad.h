@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "ostrel/librad_secret.h"
+#include "ostrel/station_counters.h"
 
 // ---- Messages and attributes (RFC 2865 sections 3 and 5) ---------------------------------------
 
@@ -323,27 +324,19 @@ struct librad_radius_spool_info {
 
 // ---- Accounting (RFC 2866, RFC 2869) -----------------------------------------------------------
 
-// A station's counters as its driver reports them, cumulative for the association. "rx" is what the
-// access point received from the station, "tx" what it sent to it. Accounting uses bytes, packets,
-// uptime and the text; the other counters complete the driver's report.
-struct librad_radius_sta_stats {
-    std::uint64_t rxBytes = 0;
-    std::uint64_t txBytes = 0;
-    std::uint32_t rxPackets = 0;
-    std::uint32_t txPackets = 0;
-    std::uint32_t rxDroppedPackets = 0;
-    std::uint32_t txDroppedPackets = 0;
-    std::uint32_t txLostPackets = 0;
-    std::uint32_t txDroppedBytes = 0;
-    std::uint32_t rxDroppedBytes = 0;
-    std::int32_t uptime = 0;       // seconds
-    std::int32_t timeLimit = 0;    // seconds
+// A report of the driver on one station. Accounting uses bytes, packets, uptime and the text; the
+// other counters complete the report.
+struct librad_radius_sta_stats : ostrel::StationCounters {
+    librad_radius_sta_stats() = default;
+    explicit librad_radius_sta_stats(const ostrel::StationCounters& counters)
+        : StationCounters(counters) {}
+
     char interfaceText[256] = {};  // the NAS-Port-Id from now on, unless empty
 };
 
 // The traffic of one session. The library keeps it.
 struct librad_radius_sta_traffic {
-    librad_radius_sta_stats last;  // the driver's last report
+    ostrel::StationCounters last;  // the driver's last report
     std::uint64_t rxBytes = 0;     // since the Start
     std::uint64_t txBytes = 0;
     std::uint32_t rxPackets = 0;
