@@ -48,6 +48,17 @@ TEST(RedirectorModuleTest, WhoSeesANewStateFindsItsEventInTheLog) {
     EXPECT_EQ(events.get(), 1U);
 }
 
+TEST(RedirectorModuleTest, PutsAChunkWithoutAnIdToTheListBefore) {
+    EventLog log;
+    RedirectorModule module(log, "192.168.7.1", "10.9.8.7");
+    for (const std::uint32_t id : {3, 0}) {
+        std::string chunk = word(21) + word(id) + "example.org";
+        chunk.resize(sizeof(std::uint32_t) + 1032, '\0');
+        module.handle(chunk);
+    }
+    EXPECT_EQ(module.whiteLists().at(3).domains.size(), 2U);
+}
+
 TEST(RedirectorModuleTest, RefusesWhatItCannotRead) {
     EventLog log;
     RedirectorModule module(log, "192.168.7.1", "10.9.8.7");
