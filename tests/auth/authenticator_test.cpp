@@ -84,7 +84,7 @@ TEST_F(AuthenticatorTest, AsksAndActsOnTheServersDecision) {
         {AUTH_MODE_PORTAL_MAC, kAccept, "1a0c 00007ed9 1f06 00000000", {"macFailure"}, {}},
     };
     for (const auto& given : cases) {
-        build(given.mode);
+        build(given.mode, R"(, "auth-acct-id-send": true)");
         const bool byMac = given.mode == AUTH_MODE_PORTAL_MAC;
         const auto client = newClient();
         client->getRadiusSta()->classes = {"old"};
@@ -92,6 +92,12 @@ TEST_F(AuthenticatorTest, AsksAndActsOnTheServersDecision) {
                   byMac ? NOT_AUTHENTICATED : AUTHENTICATION_PENDING);
         EXPECT_EQ(authenticator_->authConnectedUser(client), byMac);
         const Packet packet = request();
+        EXPECT_EQ(packet.bytes[20], LIBRAD_RADIUS_ATTR_MESSAGE_AUTHENTICATOR);
+        EXPECT_EQ(packet.text(LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID), client->getSessionId());
+        EXPECT_EQ(packet.number(LIBRAD_RADIUS_ATTR_NAS_IP_ADDRESS), 0x7f000001U);
+        EXPECT_EQ(packet.text(LIBRAD_RADIUS_ATTR_NAS_IDENTIFIER), testing::kDeviceMac);
+        EXPECT_EQ(packet.number(LIBRAD_RADIUS_ATTR_FRAMED_IP_ADDRESS), 0x0a010203U);
+        EXPECT_EQ(packet.number(LIBRAD_RADIUS_ATTR_FRAMED_MTU), 1500U);
         EXPECT_EQ(packet.text(LIBRAD_RADIUS_ATTR_USER_NAME), byMac ? "0A-1B-2C-3D-4E-5F" : "bob");
         EXPECT_EQ(packet.text(LIBRAD_RADIUS_ATTR_USER_PASSWORD).size(), byMac ? 16U : 0U);
         EXPECT_EQ(eapOf(packet), byMac ? "" : "0200000801626f62");
@@ -101,18 +107,6 @@ TEST_F(AuthenticatorTest, AsksAndActsOnTheServersDecision) {
             << given.mode << " " << given.attributes;
         EXPECT_EQ(client->getRadiusSta()->classes, given.classes);
     }
-}
-
-TEST_F(AuthenticatorTest, SaysWhoAsks) {
-    build(AUTH_MODE_PORTAL_MAC, R"(, "auth-acct-id-send": true)");
-    const auto client = ask();
-    const Packet packet = request();
-    EXPECT_EQ(packet.bytes[20], LIBRAD_RADIUS_ATTR_MESSAGE_AUTHENTICATOR);
-    EXPECT_EQ(packet.text(LIBRAD_RADIUS_ATTR_ACCT_SESSION_ID), client->getSessionId());
-    EXPECT_EQ(packet.number(LIBRAD_RADIUS_ATTR_NAS_IP_ADDRESS), 0x7f000001U);
-    EXPECT_EQ(packet.text(LIBRAD_RADIUS_ATTR_NAS_IDENTIFIER), testing::kDeviceMac);
-    EXPECT_EQ(packet.number(LIBRAD_RADIUS_ATTR_FRAMED_IP_ADDRESS), 0x0a010203U);
-    EXPECT_EQ(packet.number(LIBRAD_RADIUS_ATTR_FRAMED_MTU), 1500U);
 }
 
 TEST_F(AuthenticatorTest, TellsApartRequestsThatShareAnIdentifier) {

@@ -121,9 +121,7 @@ TEST_F(RadiusClient, LetsRequestsWaitInOrderWhenSixteenPortsAreFull) {
     EXPECT_EQ(librad_radius_client_waiting(client_, LIBRAD_RADIUS_AUTH), 4096U);
     server_.answer(*first, 2);
     EXPECT_EQ(told_, std::vector<ByteString>{request});  // among sixteen of its identifier
-    const auto packet = server_.receive();
-    ASSERT_TRUE(packet);
-    EXPECT_EQ(packet->authenticator(), next);
+    EXPECT_EQ(server_.receive().value().authenticator(), next);
     EXPECT_FALSE(server_.receive());
 }
 
@@ -134,8 +132,7 @@ TEST_F(RadiusClient, LetsACallbackSendTheNextRequestOrEndTheClient) {
     ByteString next;
     then_ = [&] { next = send(); };
     server_.answer(*packet, 11);
-    packet = server_.receive();
-    ASSERT_TRUE(packet);
+    packet = server_.receive().value();
     EXPECT_EQ(packet->authenticator(), next);
     EXPECT_EQ(outstanding(LIBRAD_RADIUS_AUTH), 1U);
 

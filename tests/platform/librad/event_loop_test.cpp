@@ -47,9 +47,8 @@ TEST_F(EventLoopThread, EndsAClientOnlyBetweenItsCallbacks) {
     makeClient();
     librad_radius_client_set_handler(client_, answerSlowly, this);
     send();
-    const auto packet = await(server_);
-    ASSERT_TRUE(packet);
-    server_.send(makeAnswer(*packet, 2), packet->from);
+    const Packet packet = await(server_).value();
+    server_.send(makeAnswer(packet, 2), packet.from);
     entered_.get_future().wait();
     send();  // nothing is held while the owner is called
     std::promise<void> ending;

@@ -62,9 +62,7 @@ inline std::string toHex(const std::uint8_t* data, std::size_t size) {
 
 // A packet that has not been signed.
 inline ByteString makePacket(std::uint8_t code, std::uint8_t id, const std::string& attributes) {
-    ByteString bytes(20);
-    const ByteString given = fromHex(attributes);
-    bytes.insert(bytes.end(), given.begin(), given.end());
+    ByteString bytes = fromHex(std::string(40, '0') + attributes);
     bytes[0] = code;
     bytes[1] = id;
     bytes[2] = static_cast<std::uint8_t>(bytes.size() >> 8);
