@@ -150,7 +150,7 @@ TEST_F(AuthenticatorTest, AnswersAnMd5ChallengeAndOffersMd5ForAnyOther) {
     EXPECT_THAT(answer(response, kAccept), ElementsAre("auth"));
 }
 
-TEST_F(AuthenticatorTest, AnswersNoChallengeOfAWrongShape) {
+TEST_F(AuthenticatorTest, AnswersOnlyAChallengeOfTheRightShape) {
     const std::pair<const char*, const char*> shapes[] = {
         {"shorter than a header", "4f05 010700"},
         {"no type", "4f06 01070004"},
@@ -177,9 +177,11 @@ TEST_F(AuthenticatorTest, AnswersNoChallengeOfAWrongShape) {
     EXPECT_EQ(eapOf(request()), "0207001a04143af355b2af5bf5c9c07f9415bfc9b41b00000000");
 }
 
-// A request could not be sent; one of the stations is gone by the time to ask again.
+// Two requests could not be sent, one of these stations is gone by the time to ask again, and a
+// third request is still under way.
 TEST_F(AuthenticatorTest, AsksAgainForAMacThatStillWaits) {
     build(AUTH_MODE_PORTAL_MAC);
+    ask();
     const auto waiting = newClient(std::string(254, 'x'));
     const auto gone = newClient(waiting->getLogin());
     for (const auto& client : {waiting, gone}) {

@@ -9,13 +9,10 @@ constexpr auto kDelay = LIBRAD_RADIUS_ATTR_ACCT_DELAY_TIME;
 enum Status : std::uint32_t { start = 1, stop = 2, update = 3, on = 7 };
 using Kinds = std::vector<std::uint32_t>;
 
-struct FreeStation {
-    void operator()(librad_radius_sta_info* sta) const { librad_free_radius_sta(sta); }
-};
-using Station = std::unique_ptr<librad_radius_sta_info, FreeStation>;
+using Station = std::unique_ptr<librad_radius_sta_info, decltype(&librad_free_radius_sta)>;
 
 Station makeStation(std::uint8_t last = 0x22) {
-    Station sta(librad_allocate_radius_sta());
+    Station sta(librad_allocate_radius_sta(), librad_free_radius_sta);
     const std::uint8_t mac[6] = {0xaa, 0xbb, 0xcc, 0x00, 0x11, last};
     librad_radius_sta_set_mac(sta.get(), mac);
     return sta;

@@ -93,9 +93,10 @@ TEST_F(Das, AnswersByTheRules) {
 }
 
 TEST_F(Das, DropsWhatIsNotSignedWithTheSecret) {
-    const ByteString bare = makePacket(40, 1, kMac + kEmptyMac);
-    for (const ByteString& bad : {sign(bare, kSecret, ByteString(16), Mac::wrong),
-                                  sign(bare, "another secret"), bare, fromHex("2801")}) {
+    const ByteString bare = makePacket(40, 1, kMac);
+    for (const ByteString& bad :
+         {sign(makePacket(40, 1, kMac + kEmptyMac), kSecret, ByteString(16), Mac::wrong),
+          sign(bare, "another secret"), bare, fromHex("2801")}) {
         EXPECT_EQ(ask(bad), "") << toHex(bad.data(), bad.size());
     }
     secret_ = librad_secret();

@@ -84,11 +84,12 @@ TEST(Message, HidesPasswordsInBlocksOfSixteenUpToOneHundredAndTwentyEight) {
     const std::vector<std::pair<std::size_t, std::size_t>> lengths = {
         {0, 16}, {1, 16}, {16, 16}, {17, 32}, {128, 128}, {129, 0}};
     for (const auto& [length, hidden] : lengths) {
-        const Message msg = newMessage(LIBRAD_RADIUS_CODE_ACCESS_REQUEST);
-        EXPECT_EQ(librad_radius_msg_add_attr_user_password(msg.get(), bytesOf(text129), length,
-                                                           bytesOf(text129), 1),
+        Packet packet;
+        packet.msg = newMessage(LIBRAD_RADIUS_CODE_ACCESS_REQUEST);
+        EXPECT_EQ(librad_radius_msg_add_attr_user_password(packet.msg.get(), bytesOf(text129),
+                                                           length, bytesOf(text129), 1),
                   hidden != 0);
-        EXPECT_EQ(text(msg.get(), LIBRAD_RADIUS_ATTR_USER_PASSWORD).size(), hidden);
+        EXPECT_EQ(packet.text(LIBRAD_RADIUS_ATTR_USER_PASSWORD).size(), hidden);
     }
 }
 

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ostrel/librad.h"
@@ -89,12 +90,6 @@ inline Message parse(const ByteString& bytes) {
     return Message(librad_radius_msg_parse(bytes.data(), bytes.size()));
 }
 
-// The first attribute of that type, "" when there is none.
-inline std::string text(const librad_radius_msg* msg, std::uint8_t type) {
-    char buffer[253];
-    return {buffer, librad_radius_msg_get_attr(msg, type, buffer, sizeof buffer)};
-}
-
 // Where the value of the first Message-Authenticator stands, 0 when there is none.
 inline std::size_t messageAuthenticatorAt(const ByteString& packet) {
     for (std::size_t at = 20; at < packet.size(); at += packet[at + 1]) {
@@ -138,8 +133,10 @@ struct Packet {
     [[nodiscard]] ByteString authenticator() const {
         return {bytes.begin() + 4, bytes.begin() + 20};
     }
+    // The first attribute of that type, "" when there is none.
     [[nodiscard]] std::string text(std::uint8_t type) const {
-        return testing::text(msg.get(), type);
+        char buffer[253];
+        return {buffer, librad_radius_msg_get_attr(msg.get(), type, buffer, sizeof buffer)};
     }
     [[nodiscard]] std::uint32_t number(std::uint8_t type) const {
         std::uint32_t value = 0;
