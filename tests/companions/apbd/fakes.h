@@ -3,13 +3,15 @@
 // A broker of a few lines with several clients, and access points whose vestad writes down what it
 // is told. Nothing happens by itself: run() carries what the clients have sent.
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <deque>
 #include <map>
-#include <set>
 
 #include "apbd/sharing.h"
+#include "ostrel/ipc.h"
 
 namespace apbd {
 
@@ -144,7 +146,7 @@ private:
 class FakeBus final : public BusSide {
 public:
     bool send(const std::string& text, int module) override {
-        if (takes && module == 3) {
+        if (takes && module == IPC_MODULE_VESTAD) {
             told.push_back(Json::parse(text));
         }
         return takes;
@@ -176,43 +178,63 @@ inline Json userOf(const std::string& mac, const std::string& domain = "hall") {
 
 // One access point: its apbd's logic between its vestad and the broker.
 struct AccessPoint {
-    AccessPoint(FakeBroker& broker, const std::string& name)
-        : client(broker), sharing(bus, client, "root", name), mac("02:00:00:00:ff:0" + name) {
+    AccessPoint(FakeBroker& broker, const char* itsName, const char* itsMac)
+        : name(itsName), mac(itsMac), client(broker), sharing(bus, client, "root", name) {
         client.sharing = &sharing;
     }
 
-    void request(Json text) { sharing.handleRequest(text.dump(), 3); }
-    void subscribe(const std::string& ssid = "Guest") {
+    void request(const Json& text) { sharing.handleRequest(text.dump(), IPC_MODULE_VESTAD); }
+    void subscribe() {
         request({{"cmd", "subscribe-request"},
                  {"ap-mac", mac},
                  {"mobility-domain-list",
-                  {{{"ssid", ssid}, {"radius-domain", "r"}, {"mobility-domain", "hall"}}}}});
+                  {{{"ssid", "Guest"}, {"radius-domain", "r"}, {"mobility-domain", "hall"}}}}});
     }
     void add(const Json& user) { request({{"cmd", "add-request"}, {"user", user}}); }
     void update(Json user, const std::string& action) {
         user.erase("scenario");
         request({{"cmd", "update-request"}, {"action", action}, {"user", user}});
     }
-    void remove(const Json& user, const std::string& reason = "away timeout") {
+    void remove(const Json& user, const std::string& reason) {
         request({{"cmd", "del-request"}, {"user", user}, {"reason", reason}});
     }
 
-    // What vestad was told since the last call, as "command" or "command:action".
+    // What vestad was told since the last call, a line a message.
     std::vector<std::string> told() {
-        std::vector<std::string> commands;
+        std::vector<std::string> lines;
         for (const Json& message : bus.told) {
-            commands.push_back(
-                message["command"].get<std::string>() +
-                (message.contains("action") ? ":" + message["action"].get<std::string>() : ""));
+            lines.push_back(lineOf(message));
         }
         bus.told.clear();
-        return commands;
+        return lines;
     }
 
+    const std::string name;
+    const std::string mac;
     FakeBus bus;
     FakeBroker::Client client;
     Sharing sharing;
-    std::string mac;
+
+private:
+    // The command, with the action, a failure, the user who is added, or how much state it holds.
+    static std::string lineOf(const Json& message) {
+        std::string line = textOf(message, "command");
+        if (message.contains("action")) {
+            line += " " + textOf(message, "action");
+            EXPECT_FALSE(message["user"][0].contains("scenario")) << "an update is never whole";
+        } else if (textOf(message, "status") == "failed") {
+            line += " failed";
+        } else if (line == "add-notify") {
+            line += " " + textOf(message["user"][0], "user-name");
+            EXPECT_TRUE(message["user"][0].contains("scenario")) << "not whole";
+        } else if (line == "subscribe-response") {
+            line += " " + std::to_string(message.value("user", Json::array()).size());
+            for (const Json& list : message.value("permitted-ip-list", Json::array())) {
+                line += " " + textOf(list, "permitted-ip");
+            }
+        }
+        return line;
+    }
 };
 
 }  // namespace apbd
