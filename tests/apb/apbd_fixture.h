@@ -26,6 +26,7 @@ namespace vesta::testing {
 using nlohmann::json;
 
 inline constexpr const char* kMac = "0a:1b:2c:3d:4e:5f";
+inline const ClientInformationIdentity kStation(MacAddr(kMac), "Guest");
 
 inline std::shared_ptr<MessageEntry> entry(const json& message) {
     return std::make_shared<JsonEntry>(message.dump());
@@ -122,10 +123,7 @@ protected:
                                          std::make_shared<IPCDumpClientMessageFactory>());
         return message ? json::parse(message->getStringRepresentation()) : json();
     }
-    bool isRemembered() {
-        return apbd_->getMessageForClient(ClientInformationIdentity(MacAddr(kMac), "Guest")) !=
-               nullptr;
-    }
+    bool isRemembered() { return apbd_->getMessageForClient(kStation) != nullptr; }
 
     RuntimeDirectory directory_;
     FakeClock clock_;

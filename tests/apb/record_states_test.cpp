@@ -13,6 +13,8 @@ namespace {
 
 using ::testing::ElementsAre;
 
+constexpr const char* kLogin =
+    R"({"id": 0, "type": "forbid", "name": "login", "auth": "", "url": ""})";
 const char* const kStates[] = {"none", "received", "added", "here", "elsewhere"};
 
 class RecordStates : public ApbdFixture {
@@ -21,13 +23,15 @@ protected:
 
     RecordStates() { elsewhere_.name = "wlan1-va1"; }
 
-    // Authorised, and not in the portal: only the collaborator hears of it.
-    static std::shared_ptr<Client> makeStation(FakePortalInstance& owner) {
-        auto client = std::make_shared<Client>(
-            sequence<ManageableScenarioSequence>(
-                {R"({"id": 0, "type": "forbid", "name": "login", "auth": "", "url": ""})",
-                 R"({"id": 1, "type": "allow", "name": "guest"})"}),
-            MacAddr(kMac), "", 1500, owner);
+    // Not in the portal: only the collaborator hears of it.
+    static std::shared_ptr<Client> makeStation(FakePortalInstance& owner,
+                                               std::initializer_list<const char*> scenarios) {
+        return std::make_shared<Client>(sequence<ManageableScenarioSequence>(scenarios),
+                                        MacAddr(kMac), "", 1500, owner);
+    }
+    static std::shared_ptr<Client> makeAuthorised(FakePortalInstance& owner) {
+        auto client =
+            makeStation(owner, {kLogin, R"({"id": 1, "type": "allow", "name": "guest"})"});
         client->set_auth_scenario_client();
         return client;
     }
@@ -69,70 +73,66 @@ protected:
 
     FakePortalInstance here_;
     FakePortalInstance elsewhere_;
-    std::shared_ptr<Client> station_ = makeStation(here_);
-    std::shared_ptr<Client> onOtherVap_ = makeStation(elsewhere_);
+    std::shared_ptr<Client> station_ = makeAuthorised(here_);
+    std::shared_ptr<Client> onOtherVap_ = makeAuthorised(elsewhere_);
 };
 
 TEST_F(RecordStates, EveryStateWithEveryEvent) {
     using C = APBDCollaborator;
+    constexpr EndReason kExpired = END_REASON_TIME_EXPIRED;
+    const auto told = [this](Inform call, EndReason reason = END_REASON_NONE,
+                             bool otherVap = false) {
+        return [=] { inform(call, reason, otherVap); };
+    };
+    const auto notified = [this](const char* action) { return [=] { update(action, record()); }; };
+    const auto handOut = [this] { apbd_->takeMessageForClient(kStation, "wlan0-va1"); };
     struct Row {
         const char* event;
         std::function<void()> play;
-        std::array<const char*, 5> expected;  // "sent|state afterwards", in the order of kStates
+        // What is sent and "|" the state afterwards, in the order of kStates.
+        std::array<const char*, 5> expected;
     };
+    const char* const up = "update update|here";
+    const char* const assoc = "update assoc|here";
+    const char* const left = "update disassoc|received";
+    const char* const aged = "del away timeout|none";
     const Row rows[] = {
-        {"authenticated",
-         [this] { inform(&C::informClientAuthenticated); },
-         {"add|here", "update update|here", "update update|here", "update update|here",
-          "update update|here"}},
+        {"authenticated", told(&C::informClientAuthenticated), {"add|here", up, up, up, up}},
         {"authenticated on the other VAP",
-         [this] { inform(&C::informClientAuthenticated, END_REASON_NONE, true); },
-         {"add|here", "update update|here", "|here", "|here", "update update|here"}},
+         told(&C::informClientAuthenticated, END_REASON_NONE, true),
+         {"add|here", up, "|here", "|here", up}},
         {"deauthenticated",
-         [this] { inform(&C::informClientDeuthenticated); },
-         {"|none", "|received", "update update|here", "update update|here", "|elsewhere"}},
-        {"connected",
-         [this] { inform(&C::informClientConnected); },
-         {"|none", "update assoc|here", "update assoc|here", "update assoc|here",
-          "update assoc|here"}},
+         told(&C::informClientDeuthenticated),
+         {"|none", "|received", up, up, "|elsewhere"}},
+        {"connected", told(&C::informClientConnected), {"|none", assoc, assoc, assoc, assoc}},
         {"disconnected",
-         [this] { inform(&C::informClientDisconnected); },
-         {"|none", "|received", "update disassoc|received", "update disassoc|received",
-          "|elsewhere"}},
-        {"dropped",
-         [this] { inform(&C::informClientDrop); },
-         {"|none", "del away timeout|none", "del away timeout|none", "del away timeout|none",
-          "|elsewhere"}},
+         told(&C::informClientDisconnected),
+         {"|none", "|received", left, left, "|elsewhere"}},
+        {"dropped", told(&C::informClientDrop), {"|none", aged, aged, aged, "|elsewhere"}},
         {"expired",
-         [this] { inform(&C::informClientRemoved, END_REASON_TIME_EXPIRED); },
-         {"|none", "del away timeout|none", "del away timeout|none", "del away timeout|none",
-          "|elsewhere"}},
+         told(&C::informClientRemoved, kExpired),
+         {"|none", aged, aged, aged, "|elsewhere"}},
         {"expired on the other VAP",
-         [this] { inform(&C::informClientRemoved, END_REASON_TIME_EXPIRED, true); },
-         {"|none", "del away timeout|none", "|here", "|here", "|elsewhere"}},
+         told(&C::informClientRemoved, kExpired, true),
+         {"|none", aged, "|here", "|here", "|elsewhere"}},
         {"removed for apbd",
-         [this] { inform(&C::informClientRemoved, END_REASON_APBD_REQUEST); },
+         told(&C::informClientRemoved, END_REASON_APBD_REQUEST),
          {"|none", "|received", "|here", "|here", "|elsewhere"}},
         {"reset",
-         [this] { inform(&C::informClientResetNeeded); },
+         told(&C::informClientResetNeeded),
          {"|none", "del forced|received", "del forced|here", "del forced|here", "|elsewhere"}},
-        {"handed out",
-         [this] {
-             apbd_->takeMessageForClient(ClientInformationIdentity(MacAddr(kMac), "Guest"),
-                                         "wlan0-va1");
-         },
-         {"|none", "|here", "|here", "|here", "|here"}},
+        {"handed out", handOut, {"|none", "|here", "|here", "|here", "|here"}},
         {"add-notify",
          [this] { add(record()); },
          {"|received", "|received", "|here", "|here", "|elsewhere"}},
-        {"notify assoc",
-         [this] { update("assoc", record()); },
+        {"assoc",
+         notified("assoc"),
          {"|none", "|elsewhere", "|elsewhere", "|elsewhere", "|elsewhere"}},
-        {"notify update",
-         [this] { update("update", record()); },
+        {"update",
+         notified("update"),
          {"|none", "|elsewhere", "|elsewhere", "|elsewhere", "|elsewhere"}},
-        {"notify disassoc",
-         [this] { update("disassoc", record()); },
+        {"disassoc",
+         notified("disassoc"),
          {"|none", "|received", "|received", "|here", "|received"}},
         {"del-notify", [this] { remove(record()); }, {"|none", "|none", "|none", "|none", "|none"}},
     };
@@ -152,10 +152,7 @@ TEST_F(RecordStates, AStationThatLosesItsAuthorisationIsWithdrawn) {
     for (const auto& [name, withdrawn] : {std::pair("received", false), std::pair("added", true)}) {
         SCOPED_TRACE(name);
         enter(name);
-        auto stranger = std::make_shared<Client>(
-            sequence<ManageableScenarioSequence>(
-                {R"({"id": 0, "type": "forbid", "name": "login", "auth": "", "url": ""})"}),
-            MacAddr(kMac), "", 1500, here_);
+        auto stranger = makeStation(here_, {kLogin});
         ClientStatisticInfo statistics;
         apbd_->informClientDeuthenticated(stranger, statistics);
         apbd_->informClientRemoved(stranger, statistics);
@@ -167,25 +164,22 @@ TEST_F(RecordStates, AStationThatLosesItsAuthorisationIsWithdrawn) {
 // Requests that a newcomer to apbd never saw say all, in one message a station.
 TEST_F(RecordStates, WhatWaitsSaysAllInOneMessage) {
     using C = APBDCollaborator;
-    struct Case {
+    constexpr Inform kIn = &C::informClientAuthenticated;
+    constexpr Inform kOut = &C::informClientDeuthenticated;
+    constexpr Inform kEnd = &C::informClientRemoved;
+    const struct {
         std::vector<Inform> events;
         const char* expected;
         bool remembered;
+    } cases[] = {
+        {{kIn}, "add", true},
+        {{kIn, kOut}, "add", true},
+        {{kIn, &C::informClientDisconnected}, "add", true},
+        {{kIn, kEnd}, "del away timeout", false},
+        {{kIn, kEnd, kIn}, "del forced", true},
+        {{kIn, &C::informClientResetNeeded, kOut}, "del forced", true},
     };
-    const Case cases[] = {
-        {{&C::informClientAuthenticated}, "add", true},
-        {{&C::informClientAuthenticated, &C::informClientDeuthenticated}, "add", true},
-        {{&C::informClientAuthenticated, &C::informClientDisconnected}, "add", true},
-        {{&C::informClientAuthenticated, &C::informClientRemoved}, "del away timeout", false},
-        {{&C::informClientAuthenticated, &C::informClientRemoved, &C::informClientAuthenticated},
-         "del forced",
-         true},
-        {{&C::informClientAuthenticated, &C::informClientResetNeeded,
-          &C::informClientDeuthenticated},
-         "del forced",
-         true},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         build();
         sent();
         for (const Inform event : c.events) {
@@ -203,22 +197,12 @@ TEST_F(RecordStates, WhatWaitsSaysAllInOneMessage) {
     }
 }
 
-TEST_F(RecordStates, AKeptDeletionKeepsTheRecordOut) {
-    inform(&APBDCollaborator::informClientAuthenticated);
-    inform(&APBDCollaborator::informClientRemoved, END_REASON_TIME_EXPIRED);
-    subscribed(record());
-    EXPECT_FALSE(isRemembered());
-}
-
-TEST_F(RecordStates, ALoginThatApbdDidNotSeeReplacesTheDomainsRecord) {
+TEST_F(RecordStates, WhatApbdDidNotSeeOverrulesItsRecord) {
     inform(&APBDCollaborator::informClientAuthenticated);
     subscribed(record());
     EXPECT_THAT(sent(), ElementsAre("status", "del forced"));
-}
 
-// Its record is not handed out meanwhile, and its end is told when apbd is back.
-TEST_F(RecordStates, AStationThatEndsWhileApbdIsAwayDoesNotComeBack) {
-    enter("here");
+    // A station that ends while apbd is away is not handed out meanwhile, and does not come back.
     apbd_->disconnectedNotify();
     EXPECT_FALSE(isRemembered());
     inform(&APBDCollaborator::informClientRemoved, END_REASON_TIME_EXPIRED);
@@ -226,9 +210,8 @@ TEST_F(RecordStates, AStationThatEndsWhileApbdIsAwayDoesNotComeBack) {
     subscribed(record());
     EXPECT_FALSE(isRemembered());
     EXPECT_THAT(sent(), ElementsAre("del away timeout"));
-}
 
-TEST_F(RecordStates, AStationStaysHereWhileApbdIsAway) {
+    // One that does not end stays here.
     enter("added");
     apbd_->disconnectedNotify();
     subscribed(record());

@@ -62,9 +62,7 @@ TEST_F(Roaming, ReadsUsersInEveryShapeAndSurvivesBadOnes) {
     subscribed();
     subscribed(record(-1, 5));
     subscribed(record(-1, 99));  // the record that is there stays
-    EXPECT_EQ(apbd_->getMessageForClient(ClientInformationIdentity(MacAddr(kMac), "Guest"))
-                  ->getIntValue("cur-session-time"),
-              5);
+    EXPECT_EQ(apbd_->getMessageForClient(kStation)->getIntValue("cur-session-time"), 5);
 }
 
 TEST_F(Roaming, AStationGoesOnWithItsSessionTime) {
@@ -212,35 +210,6 @@ TEST_F(Roaming, ASecondRadioTakesTheStationOver) {
     EXPECT_THAT(events_->take(), ElementsAre(std::string("removed ") + kMac + " 1"));
     second("");
     EXPECT_THAT(sent(), ElementsAre("update disassoc"));
-}
-
-// Whoever hears of the removal takes locks of its own below the instance's; so does this one.
-class AskingInformator final : public Informator {
-public:
-    explicit AskingInformator(APBDCollaborator& store) : store_(store) {}
-    bool informClientRemoved(std::shared_ptr<Client>, ClientStatisticInfo&) override {
-        store_.getMessageForClient(ClientInformationIdentity(MacAddr(kMac), "Guest"));
-        ++removed;
-        return true;
-    }
-    int removed = 0;
-
-private:
-    APBDCollaborator& store_;
-};
-
-TEST_F(Roaming, ThePortalIsNeverCalledUnderTheMutex) {
-    const auto asking = std::make_shared<AskingInformator>(*apbd_);
-    portal_->addClientsEventsInformator(asking);
-    arrive();
-    subscribed(record());  // removed: not authorised
-    arrive();
-    remove(record());  // removed: deleted
-    add(record());
-    arrive();
-    second("");
-    update("assoc", record());  // removed: elsewhere
-    EXPECT_EQ(asking->removed, 3);
 }
 
 TEST_F(Roaming, ListsOfApbdAreTheInstancesDefaultsUntilItGoes) {
