@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <system_error>
 
@@ -23,6 +24,10 @@ using std::chrono::milliseconds;
 constexpr const char* kTool = "deauth-client";
 // How often a run is looked at on a kernel that can't tell of its end.
 constexpr milliseconds kBlindInterval(50);
+// The exit status of a child that found no program to become. posix_spawn() should tell that
+// itself, but where its child can't share the memory of the parent, as under an emulator, it
+// reports success.
+constexpr int kNoProgram = 127;
 
 sigset_t allSignalsBut(std::initializer_list<int> exceptions) {
     sigset_t signals;
@@ -185,12 +190,19 @@ void DeauthTool::start(Order order) {
     const int failure =
         posix_spawnp(&pid, kTool, nullptr, attributes.get(), arguments.data(), environ);
     if (failure == 0) {
-        running_.push_back({pid, openProcess(pid), std::chrono::steady_clock::now() + bound_});
-    } else if (!failing_) {
-        logger().Error("%s: can't start %s for client %s: %s\n", "disconnect", kTool,
-                       order.mac.c_str(), std::generic_category().message(failure).c_str());
+        running_.push_back({pid, openProcess(pid), std::chrono::steady_clock::now() + bound_,
+                            std::move(order.mac)});
+    } else {
+        fail(order.mac, failure);
     }
-    failing_ = failure != 0;
+}
+
+void DeauthTool::fail(const std::string& mac, int error) {
+    if (!failing_) {
+        logger().Error("%s: can't start %s for client %s: %s\n", "disconnect", kTool, mac.c_str(),
+                       std::generic_category().message(error).c_str());
+    }
+    failing_ = true;
 }
 
 void DeauthTool::waitForEvent() {
@@ -217,7 +229,13 @@ void DeauthTool::waitForEvent() {
 void DeauthTool::reap() {
     const Time now = std::chrono::steady_clock::now();
     for (auto run = running_.begin(); run != running_.end();) {
-        if (waitpid(run->pid, nullptr, WNOHANG) != 0) {
+        int status = 0;
+        if (waitpid(run->pid, &status, WNOHANG) != 0) {
+            if (WIFEXITED(status) && WEXITSTATUS(status) == kNoProgram) {
+                fail(run->mac, ENOENT);
+            } else {
+                failing_ = false;
+            }
             run = running_.erase(run);
             continue;
         }

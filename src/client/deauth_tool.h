@@ -48,6 +48,7 @@ private:
         int pid;
         ostrel::Fd exit;  // readable once the process has ended; invalid on old kernels
         Time deadline;    // Time::max() once it has been killed
+        std::string mac;
     };
 
     // Null when the order was taken, else why not.
@@ -59,6 +60,8 @@ private:
     // False when it is time to end.
     bool startWaiting() EXCLUDES(mutex_);
     void start(Order order);
+    // Says so, unless the last start failed too.
+    void fail(const std::string& mac, int error);
     void waitForEvent();
     void reap();
     void endAll();
