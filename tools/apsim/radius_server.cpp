@@ -29,10 +29,11 @@ std::string resolve(const std::string& host) {
         return "";
     }
     std::array<char, INET_ADDRSTRLEN> text{};
-    const auto* address = reinterpret_cast<const sockaddr_in*>(found->ai_addr);
-    inet_ntop(AF_INET, &address->sin_addr, text.data(), text.size());
+    const bool told =
+        getnameinfo(found->ai_addr, found->ai_addrlen, text.data(),
+                    static_cast<socklen_t>(text.size()), nullptr, 0, NI_NUMERICHOST) == 0;
     freeaddrinfo(found);
-    return text.data();
+    return told ? text.data() : "";
 }
 
 std::string disconnectRequest(const DisconnectNames& names, const std::string& secret) {

@@ -116,7 +116,8 @@ public:
         for (const char byte : header) {
             numbers = numbers << 8U | static_cast<unsigned char>(byte);
         }
-        return {static_cast<std::uint32_t>(numbers), read(numbers >> 32U)};
+        return {static_cast<std::uint32_t>(numbers),
+                read(static_cast<std::uint32_t>(numbers >> 32U))};
     }
     // Whether the other side closes without sending anything more.
     bool seesEnd() {
