@@ -41,12 +41,23 @@ function(vesta_see_inside target)
     endforeach()
 endfunction()
 
-# vesta_test(NAME SOURCES file... LINK target... [INSIDE target...] [TIMEOUT seconds]): one test
-# program; every test of it is a ctest entry. INSIDE names the libraries whose private headers it
-# sees. The sources are remembered, so that a test file that nobody registered fails the configuration
-# (see tests/CMakeLists.txt).
+# vesta_test(NAME SOURCES file... LINK target... [INSIDE target...] [STARTS program...]
+# [TIMEOUT seconds]): one test program; every test of it is a ctest entry. INSIDE names the libraries
+# whose private headers it sees. STARTS names the programs that it runs as processes; of those that
+# are targets it gets the path, as VESTAD_PROGRAM for vestad. A cross build leaves a test with STARTS
+# out: its tests run under an emulator, which can't start further programs of that processor. The
+# sources are remembered, so that a test file that nobody registered fails the configuration (see
+# tests/CMakeLists.txt).
 function(vesta_test name)
-    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK;INSIDE" ${ARGN})
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK;INSIDE;STARTS" ${ARGN})
+    foreach(source ${ARG_SOURCES})
+        get_filename_component(path ${source} ABSOLUTE)
+        set_property(GLOBAL APPEND PROPERTY VESTA_TEST_SOURCES ${path})
+    endforeach()
+    if(ARG_STARTS AND CMAKE_CROSSCOMPILING)
+        message(STATUS "${name} is left out: it starts ${ARG_STARTS}")
+        return()
+    endif()
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 60)
     endif()
@@ -57,8 +68,11 @@ function(vesta_test name)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}."
                          PROPERTIES TIMEOUT ${ARG_TIMEOUT})
-    foreach(source ${ARG_SOURCES})
-        get_filename_component(path ${source} ABSOLUTE)
-        set_property(GLOBAL APPEND PROPERTY VESTA_TEST_SOURCES ${path})
+    foreach(program ${ARG_STARTS})
+        if(TARGET ${program})
+            string(TOUPPER ${program} upper)
+            target_compile_definitions(${name} PRIVATE ${upper}_PROGRAM="$<TARGET_FILE:${program}>")
+            add_dependencies(${name} ${program})
+        endif()
     endforeach()
 endfunction()

@@ -1,6 +1,9 @@
 # What the scripts share: messages, packages, building. Sourced by bash with the root of the project
 # as current directory.
 
+# The Debian that the package names are of.
+debian_release=bookworm
+
 # Needed to build the programs.
 build_packages="g++ cmake ninja-build pkg-config libjson-c-dev libssl-dev libcli11-dev nlohmann-json3-dev libmosquitto-dev"
 # Needed by the demo besides, which is part of the tests.
@@ -9,6 +12,8 @@ demo_packages="mosquitto iproute2"
 test_packages="libgtest-dev libgmock-dev libbenchmark-dev freeradius freeradius-utils $demo_packages"
 # Needed by the presets that build with clang.
 clang_packages="clang libclang-rt-dev"
+# Needed by the presets of the board, beside its compiler.
+board_packages="cmake ninja-build pkg-config qemu-user-static"
 
 if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then
     bold=$'\033[1m' red=$'\033[31m' plain=$'\033[0m'
@@ -71,13 +76,22 @@ install_missing() {
     as_root scripts/install-packages "${missing[@]}" || fail "could not install them"
 }
 
-# Configures and builds preset $1.
+# The Debian archives that this machine's apt reads, one a line: URI, release, component.
+debian_archives() {
+    apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Origin: Debian' \
+        'Created-By: Packages' | sort -u
+}
+
+# Configures preset $1 and builds its targets "${@:2}", or all of it.
 build() (
-    say "building preset $1"
-    lock "$1"
+    preset=$1
+    shift
+    say "building preset $preset"
+    lock "$preset"
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
     fi
-    cmake --preset "$1" >/dev/null || fail "configuring preset $1 failed"
-    cmake --build --preset "$1" -j "$(nproc)" || fail "building preset $1 failed"
+    cmake --preset "$preset" >/dev/null || fail "configuring preset $preset failed"
+    cmake --build --preset "$preset" -j "$(nproc)" ${1+--target "$@"} ||
+        fail "building preset $preset failed"
 )
