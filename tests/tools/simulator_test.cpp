@@ -51,7 +51,7 @@ TEST(RedirectorModuleTest, WhoSeesANewStateFindsItsEventInTheLog) {
 TEST(RedirectorModuleTest, PutsAChunkWithoutAnIdToTheListBefore) {
     EventLog log;
     RedirectorModule module(log, "192.168.7.1", "10.9.8.7");
-    for (const std::uint32_t id : {3, 0}) {
+    for (const std::uint32_t id : {3U, 0U}) {
         std::string chunk = word(21) + word(id) + "example.org";
         chunk.resize(sizeof(std::uint32_t) + 1032, '\0');
         module.handle(chunk);
