@@ -7,12 +7,10 @@ namespace {
 
 constexpr int kBacklog = 5;
 
-// The request without what the bus allows beyond JSON: trailing commas.
-std::string strictJson(const char* text) {
-    json_object* const object = json_tokener_parse(text);
-    std::string strict = json_object_to_json_string_ext(object, JSON_C_TO_STRING_PLAIN);
-    json_object_put(object);
-    return strict;
+// The request as text, without what the bus allows beyond JSON: trailing commas.
+std::string strictJson(void* request) {
+    return json_object_to_json_string_ext(static_cast<json_object*>(request),
+                                          JSON_C_TO_STRING_PLAIN);
 }
 
 }  // namespace
@@ -30,9 +28,10 @@ void BusAdapter::start() {
     IpcInterface::CommandTable commands;
     for (const char* const name :
          {"status", "subscribe-request", "add-request", "update-request", "del-request"}) {
-        commands[name] = [this](void* text, void*, int sender) {
-            loop_.post([request = strictJson(static_cast<const char*>(text)),
-                        sender](Sharing& sharing) { sharing.handleRequest(request, sender); });
+        commands[name] = [this](void*, void* parsed, int sender) {
+            loop_.post([request = strictJson(parsed), sender](Sharing& sharing) {
+                sharing.handleRequest(request, sender);
+            });
         };
     }
     thread_ = std::thread([this, commands] { ipc_.process(commands); });
