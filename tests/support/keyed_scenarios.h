@@ -1,7 +1,6 @@
 #pragma once
 
-// Scenarios from short JSON texts: every property under the name of its extractor operation's
-// subject ("id", "type", "name", "url", "portal", "auth", "deauth", ...).
+// Scenarios from short JSON texts, in a dialect with short keys.
 
 #include <initializer_list>
 #include <memory>
@@ -10,40 +9,39 @@
 #include <vector>
 
 #include "core/json_entry.h"
-#include "messages/scenario_message_extractor.h"
+#include "messages/table_scenario_extractor.h"
 #include "scenario/scenario.h"
 #include "scenario/scenario_factory.h"
 
 namespace vesta::testing {
 
-class KeyedScenarios final : public ScenarioMessageExtractor {
+inline constexpr TableScenarioMessageExtractor::Table kKeyedScenario({
+    {ScenarioSource::id, "id", readNumber},
+    {ScenarioSource::accessType, "type", readText},
+    {ScenarioSource::name, "name", readText},
+    {ScenarioSource::redirectUrl, "url", readText},
+    {ScenarioSource::virtualPortalName, "portal", readText},
+    {ScenarioSource::expireTime, "time", readNumber},
+    {ScenarioSource::maxSessionTime, "session", readNumber},
+    {ScenarioSource::awayTimeout, "away", readNumber},
+    {ScenarioSource::trafficLimit, "traffic", readNumber},
+    {ScenarioSource::txMaxBytes, "tx-bytes", readNumber},
+    {ScenarioSource::rxMaxBytes, "rx-bytes", readNumber},
+    {ScenarioSource::txMaxSpeed, "tx-speed", readNumber},
+    {ScenarioSource::rxMaxSpeed, "rx-speed", readNumber},
+    {ScenarioSource::authedScenario, "auth", readText},
+    {ScenarioSource::deauthScenario, "deauth", readText},
+    {ScenarioSource::macAuthSuccessScenario, "good", readText},
+    {ScenarioSource::macAuthFailScenario, "bad", readText},
+});
+
+class KeyedScenarios final : public TableScenarioMessageExtractor {
 public:
-    std::pair<std::string, std::string> extractWhiteListId(Entry m) override {
-        return {m->getCharValue("white-list"), m->getCharValue("white-list-data")};
+    KeyedScenarios() : TableScenarioMessageExtractor(kKeyedScenario) {}
+
+    std::pair<std::string, std::string> extractWhiteListId(Entry scenario) override {
+        return {scenario->getCharValue("white-list"), scenario->getCharValue("white-list-data")};
     }
-    long extractExpireTime(Entry m) override { return m->getIntValue("time"); }
-    long long extractTxMaxBytes(Entry m) override { return m->getIntValue("tx-bytes"); }
-    long long extractRxMaxBytes(Entry m) override { return m->getIntValue("rx-bytes"); }
-    long long extractTrafficLimit(Entry m) override { return m->getIntValue("traffic"); }
-    long extractMaxSessionTime(Entry m) override { return m->getIntValue("session"); }
-    long extractAwayTimeout(Entry m) override { return m->getIntValue("away"); }
-    unsigned int extractID(Entry m) override {
-        return static_cast<unsigned int>(m->getIntValue("id"));
-    }
-    unsigned int extractTxMaxSpeed(Entry m) override {
-        return static_cast<unsigned int>(m->getIntValue("tx-speed"));
-    }
-    unsigned int extractRxMaxSpeed(Entry m) override {
-        return static_cast<unsigned int>(m->getIntValue("rx-speed"));
-    }
-    std::string extractAccessType(Entry m) override { return m->getCharValue("type"); }
-    std::string extractName(Entry m) override { return m->getCharValue("name"); }
-    std::string extractRedirectUrl(Entry m) override { return m->getCharValue("url"); }
-    std::string extractVirtualPortalName(Entry m) override { return m->getCharValue("portal"); }
-    std::string extractAuthedScenario(Entry m) override { return m->getCharValue("auth"); }
-    std::string extractDeauthScenario(Entry m) override { return m->getCharValue("deauth"); }
-    std::string extractMacAuthSuccessScenario(Entry m) override { return m->getCharValue("good"); }
-    std::string extractMacAuthFailScenario(Entry m) override { return m->getCharValue("bad"); }
 };
 
 inline std::vector<std::shared_ptr<MessageEntry>> messages(
