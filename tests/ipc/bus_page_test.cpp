@@ -1,7 +1,6 @@
 // The examples of docs/bus.md, played in their order.
 
-#include <fstream>
-#include <utility>
+#include <regex>
 #include <vector>
 
 #include "portal_fixture.h"
@@ -16,40 +15,26 @@ struct Example {
     std::string answer;
 };
 
-// Under the heading `section`, "    -> " begins a request and "    <- " its answer; lines that are
-// indented deeper go on.
+// Under the heading `section`, "    -> " begins a request, "    <- " its answer, and an empty line
+// ends that.
 std::vector<Example> examplesOf(const std::string& section) {
-    std::ifstream page(VESTA_DOCS "/bus.md");
+    const std::string page = pageText("bus.md");
+    std::size_t at = page.find("\n## " + section + "\n");
+    const std::size_t end = page.find("\n## ", at + 1);
     std::vector<Example> examples;
-    bool inside = false;
-    std::string* text = nullptr;
-    for (std::string line; std::getline(page, line);) {
-        if (line.rfind("## ", 0) == 0) {
-            inside = line == "## " + section;
-        } else if (inside && line.rfind("    -> ", 0) == 0) {
-            text = &examples.emplace_back().request;
-        } else if (inside && line.rfind("    <- ", 0) == 0) {
-            text = &examples.back().answer;
-        } else if (line.rfind("       ", 0) != 0) {
-            text = nullptr;
-        }
-        if (text != nullptr) {
-            *text += line.substr(7);
-        }
+    while ((at = page.find("\n    -> ", at) + 8) < end) {
+        const std::size_t answer = page.find("\n    <- ", at) + 8;
+        const std::size_t last = page.find("\n\n", answer);
+        examples.push_back({page.substr(at, answer - 8 - at), page.substr(answer, last - answer)});
     }
     return examples;
 }
 
 // In place of what the page shows of an access point.
-std::string here(std::string text, const Portal& portal) {
-    const std::pair<std::string, std::string> places[] = {{"192.168.1.2", portal.getProxyIp()},
-                                                          {"00:11:22:33:44:55", ""}};
-    for (const auto& [shown, actual] : places) {
-        for (std::size_t at = 0; (at = text.find(shown, at)) != std::string::npos;) {
-            text.replace(at, shown.size(), actual);
-        }
-    }
-    return text;
+std::string here(const std::string& text, const Portal& portal) {
+    static const std::regex shownIp(R"(192\.168\.1\.2)");
+    static const std::regex shownMac("00:11:22:33:44:55");
+    return std::regex_replace(std::regex_replace(text, shownIp, portal.getProxyIp()), shownMac, "");
 }
 
 class BusPage : public PortalFixture {

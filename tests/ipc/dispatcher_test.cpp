@@ -12,25 +12,12 @@ constexpr const char* kAnna = "02:00:00:00:00:01";
 constexpr const char* kBert = "02:00:00:00:00:02";
 constexpr int kPeer = 77;
 
-std::string vapWithUrl(const std::string& interface, const std::string& url) {
-    return vapText(
-        interface, "Guest", "portal",
-        R"({"access-type": "forbid", "name": "login", "redirect-url": ")" + url +
-            R"(", "virtual-portal-name": "main", "auth-scenario": "", "white-list": ""})");
-}
-
 class DispatcherTest : public PortalFixture {
 protected:
     DispatcherTest()
         : PortalFixture(vapText("wlan0-va1", "Guest", "portal") + "," +
                         vapText("wlan0-va2", "Staff", "portal")) {}
 
-    // Calls an adapter as the bus does.
-    std::string answerTo(std::string request,
-                         void (IPCEventListener::*adapter)(void*, void*, int)) {
-        (listener_.*adapter)(request.data(), nullptr, kPeer);
-        return peer_.next();
-    }
     json scenarios(const std::string& request) {
         return jsonOf(listener_.handleVestadStateScenarios(message(request)))["value"];
     }
@@ -38,27 +25,29 @@ protected:
     BusPeer peer_{static_cast<ipc_module_t>(kPeer), {"get-response"}};
 };
 
-TEST_F(DispatcherTest, AnswersARequestThatCannotBeRead) {
-    constexpr const char* kFailure =
+TEST_F(DispatcherTest, AnswersARequestThatFails) {
+    constexpr const char* kUnreadable =
         "{    \"command\": \"get-response\",    \"result\": 0,    \"error\": \"IPCListener failed "
         "on parse message\"}";
-    const std::pair<const char*, void (IPCEventListener::*)(void*, void*, int)> cases[] = {
-        {"{no json", &IPCEventListener::ipcHandleVestadState},
-        {"[1]", &IPCEventListener::ipcHandleVestadState},
-        {R"({"context": 7})", &IPCEventListener::ipcHandleGetRedirectParams},
-        {R"({"interface": "wlan0-va1"})", &IPCEventListener::ipcHandleDelClient},
-        {R"({"params": []})", &IPCEventListener::ipcHandleValidate}};
-    for (const auto& [request, adapter] : cases) {
-        EXPECT_EQ(answerTo(request, adapter), kFailure) << request;
-    }
-}
-
-TEST_F(DispatcherTest, SaysSoWhereAnAnswerIsTooLongForTheBus) {
-    const std::string context(17 * 1024 * 1024, 'x');
-    EXPECT_EQ(
-        answerTo(R"({"context": ")" + context + "\"}", &IPCEventListener::ipcHandleVestadState),
+    constexpr const char* kTooLong =
         "{    \"command\": \"get-response\",    \"result\": 0,    \"error\": \"IPCListener "
-        "failed on make anything!\"}");
+        "failed on make anything!\"}";
+    const std::string longContext(17 * 1024 * 1024, 'x');
+    const struct {
+        std::string request;
+        void (IPCEventListener::*adapter)(void*, void*, int);
+        const char* answer;
+    } rows[] = {{"{no json", &IPCEventListener::ipcHandleVestadState, kUnreadable},
+                {"[1]", &IPCEventListener::ipcHandleVestadState, kUnreadable},
+                {R"({"context": 7})", &IPCEventListener::ipcHandleGetRedirectParams, kUnreadable},
+                {R"({"interface": "w"})", &IPCEventListener::ipcHandleDelClient, kUnreadable},
+                {R"({"params": []})", &IPCEventListener::ipcHandleValidate, kUnreadable},
+                {R"({"context": ")" + longContext + "\"}", &IPCEventListener::ipcHandleVestadState,
+                 kTooLong}};
+    for (const auto& [request, adapter, answer] : rows) {
+        (listener_.*adapter)(std::string(request).data(), nullptr, kPeer);
+        EXPECT_EQ(peer_.next(), answer) << request.substr(0, 40);
+    }
 }
 
 TEST_F(DispatcherTest, StopsAlsoBeforeItHasBegunToListen) {
@@ -104,35 +93,6 @@ TEST_F(DispatcherTest, ReportsWhatApbdCouldNotDo) {
                                      "|WARNING|Try to update client on apbd server was failed!",
                                      "|WARNING|Try to delete client on apbd server was failed!",
                                      "|WARNING|Try to connect to apbd server was failed!"}));
-}
-
-class RedirectParamsTest : public PortalFixture {
-protected:
-    RedirectParamsTest()
-        : PortalFixture(vapWithUrl("wlan0-va1", "http://portal.example/login?x=1") + "," +
-                        vapWithUrl("wlan0-va2", "http://portal.example") + "," +
-                        vapWithUrl("wlan0-va3", "http://portal.example/") + "," +
-                        vapWithUrl("wlan0-va4", "portal.example/login") + "," +
-                        vapWithUrl("wlan0-va5", "")) {}
-};
-
-TEST_F(RedirectParamsTest, SendTheBrowserToTheProxyWithThePathOfThePortal) {
-    const std::pair<const char*, const char*> cases[] = {{"wlan0-va1", "login?x=1"},
-                                                         {"wlan0-va2", ""},
-                                                         {"wlan0-va3", ""},
-                                                         {"wlan0-va4", ""},
-                                                         {"wlan0-va5", ""}};
-    for (const auto& [interface, path] : cases) {
-        SCOPED_TRACE(interface);
-        connect(kAnna, std::string("10.0.0.") + interface[8], interface);
-        const auto request =
-            message(R"({"client": "10.0.0.)" + std::string(1, interface[8]) + "\"}");
-        const json answer = jsonOf(listener_.handleGetRedirectParams(request));
-        EXPECT_EQ(answer["command"], "get-redirect-params-response");
-        EXPECT_EQ(answer["result"], 1);
-        EXPECT_EQ(answer["cli-mac"], kAnna);
-        EXPECT_EQ(answer["redirect-location"], portal_->getProxyUrl() + path);
-    }
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -31,6 +33,12 @@ inline std::shared_ptr<MessageEntry> message(const std::string& text) {
 
 inline json jsonOf(const std::shared_ptr<MessageEntry>& entry) {
     return json::parse(entry->getStringRepresentation());
+}
+
+// A page of docs/.
+inline std::string pageText(const std::string& name) {
+    std::ifstream file(VESTA_DOCS "/" + name);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 class PortalFixture : public ::testing::Test {

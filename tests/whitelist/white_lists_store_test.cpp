@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "whitelist/permitted_ip.h"
+
 namespace vesta {
 namespace {
 
@@ -75,6 +77,24 @@ TEST(WhiteListsStore, GivesOutTheListsThatTheHashOnlyStoreDoesNotKeep) {
     EXPECT_EQ(full.getWhiteList("a"), kept);
     EXPECT_EQ(full.getWhiteList("b"), nullptr);
     EXPECT_EQ(hashes.getWhiteList("a"), nullptr);
+}
+
+TEST(PermittedIp, IsResolvedByItsHashOrStoredWithItsValues) {
+    RecordingStore<WhiteListsStore> store;
+    const std::string hash = list("", "1.2.3.4")->getHash();
+    const std::string unknownHash = "0123456789abcdef0123456789ABCDEF";
+    // One digit less or a stranger among the digits is no hash.
+    const std::string tooShort(31, 'a');
+    const std::string almost = tooShort + "g";
+    for (const std::string& text : {std::string("10.0.0.0/8,#help desk"), tooShort, almost}) {
+        EXPECT_EQ(resolvePermittedIp(store, text), std::pair(list("", text)->getHash(), text));
+    }
+    EXPECT_EQ(store.reactions.size(), 3U);
+    store.addWhiteList(list("free", "1.2.3.4"));
+    EXPECT_EQ(resolvePermittedIp(store, hash), std::pair(std::string("free"), hash));
+    EXPECT_EQ(resolvePermittedIp(store, unknownHash), std::pair(unknownHash, unknownHash));
+    EXPECT_EQ(resolvePermittedIp(store, ""), std::pair(std::string(), std::string()));
+    EXPECT_EQ(store.reactions.size(), 4U);
 }
 
 }  // namespace
