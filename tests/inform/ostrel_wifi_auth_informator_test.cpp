@@ -29,9 +29,8 @@ TEST_F(WifiAuthTest, LossOfAuthenticationIsOneRecord) {
 }
 
 TEST_F(WifiAuthTest, AuthenticationIsThreeRecordsOfWhichALoginForgesNone) {
-    const std::pair<const char*, const char*> logins[] = {
+    const std::pair<const char*, std::string> logins[] = {
         {"bob\ncp-auth-result wlan0-va1 0a:00:00:00:00:01 1", "bob"},
-        {"bob", "bob"},
         {"\rx", ""},
         {"a\x7f", "a"},
         {"j\xc3\xb6rg smith", "j\xc3\xb6rg smith"},
@@ -39,16 +38,12 @@ TEST_F(WifiAuthTest, AuthenticationIsThreeRecordsOfWhichALoginForgesNone) {
     for (const auto& [login, written] : logins) {
         client->setLogin(login);
         EXPECT_TRUE(informator.informClientAuthenticated(client, statistics));
-        EXPECT_EQ(server.receiveFile(),
-                  std::string("username wlan0-va1 0a:1b:2c:3d:4e:5f ") + written);
+        EXPECT_EQ(server.receiveFile(), "username wlan0-va1 0a:1b:2c:3d:4e:5f " + written);
         EXPECT_EQ(server.receiveFile(), "domain wlan0-va1 0a:1b:2c:3d:4e:5f hall.example");
         EXPECT_EQ(server.receiveFile(), "cp-auth-result wlan0-va1 0a:1b:2c:3d:4e:5f 1");
     }
-}
-
-TEST_F(WifiAuthTest, SucceedsWithoutTheDriver) {
     setenv("OSTREL_RUNTIME_DIR", "/dev/null/nowhere", 1);
-    EXPECT_TRUE(informator.informClientAuthenticated(client, statistics));
+    EXPECT_TRUE(informator.informClientAuthenticated(client, statistics)) << "without the driver";
 }
 
 }  // namespace

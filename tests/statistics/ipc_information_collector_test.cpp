@@ -5,10 +5,11 @@
 #include <stdexcept>
 
 #include "support/bus_peer.h"
-#include "support/json_support.h"
 
 namespace vesta::testing {
 namespace {
+
+using nlohmann::json;
 
 class RecordingCaller final : public InformationCaller {
 public:
@@ -27,18 +28,20 @@ class CollectorTest : public BusTest {
 protected:
     ~CollectorTest() override { ipc->close(); }
 
-    std::vector<std::string> requests() {
-        return monitord.takeFrom(*ipc, IPC_MODULE_MONITORD_STATISTICS);
+    // What monitord is sent when the collector is called so often.
+    std::vector<json> requestsOf(int calls) {
+        for (int i = 0; i < calls; ++i) {
+            collector.getClientsInformation(&caller);
+        }
+        std::vector<json> requests;
+        for (const std::string& text : monitord.takeFrom(*ipc, IPC_MODULE_MONITORD_STATISTICS)) {
+            requests.push_back(json::parse(text));
+        }
+        return requests;
     }
-    // Answers a request with `value`.
-    void answer(const std::string& request, const std::string& value) {
-        const Json context(
-            json_object_get(json_object_object_get(parseJson(request).get(), "context")),
-            json_object_put);
-        EXPECT_TRUE(monitord.ipc.send(std::string(R"({"context": )") +
-                                          json_object_to_json_string(context.get()) +
-                                          R"(, "value": )" + value + "}",
-                                      IPC_MODULE_VESTAD));
+    void answer(const json& request, const json& value) {
+        const json answer{{"context", request.at("context")}, {"value", value}};
+        EXPECT_TRUE(monitord.ipc.send(answer.dump(), IPC_MODULE_VESTAD));
     }
 
     BusPeer monitord{IPC_MODULE_MONITORD_STATISTICS, {"get"}};
@@ -46,35 +49,17 @@ protected:
     IPCInformationCollector collector{ipc};
 };
 
-TEST_F(CollectorTest, AsksForTheStationsAndHandsOnTheAnswer) {
-    collector.getClientsInformation(&caller);
-    const std::vector<std::string> asked = requests();
-    ASSERT_EQ(asked.size(), 1U);
-    const Json request = parseJson(asked[0]);
-    EXPECT_STREQ(json_object_get_string(json_object_object_get(request.get(), "path")),
-                 "associated-clients");
-    answer(asked[0], R"([{"interface": "w", "hw-addr": "02:00:00:00:00:01"}])");
-    EXPECT_EQ(caller.sizes.waitFor(1), std::vector<std::size_t>{1});
-    collector.getClientsInformation(&caller);
-    answer(requests().at(0), "[]");
-    EXPECT_EQ(caller.sizes.waitFor(2), (std::vector<std::size_t>{1, 0}));
-}
-
-TEST_F(CollectorTest, HasAtMostThreeRequestsUnderWay) {
+TEST_F(CollectorTest, AsksForTheStationsWithAtMostThreeRequestsUnderWay) {
     caller.fails = true;
-    for (int i = 0; i < 10; ++i) {
-        collector.getClientsInformation(&caller);
-    }
-    const std::vector<std::string> asked = requests();
+    const std::vector<json> asked = requestsOf(10);
     ASSERT_EQ(asked.size(), 3U);
-    answer(asked[0], "[]");
-    answer(asked[1], "{}");
-    answer(asked[2], "[]");
-    EXPECT_EQ(caller.sizes.waitFor(2).size(), 2U);
+    EXPECT_EQ(asked[0]["path"], "associated-clients");
+    answer(asked[0], json::parse(R"([{"interface": "w", "hw-addr": "02:00:00:00:00:01"}])"));
+    answer(asked[1], json::object());
+    answer(asked[2], json::array());
+    EXPECT_EQ(caller.sizes.waitFor(2), (std::vector<std::size_t>{1, 0}));
     // The last answer may still be under way here.
-    collector.getClientsInformation(&caller);
-    collector.getClientsInformation(&caller);
-    EXPECT_EQ(requests().size(), 2U);
+    EXPECT_EQ(requestsOf(2).size(), 2U);
 }
 
 TEST_F(BusTest, ARequestThatCouldNotBeSentDoesNotCountAndAMissingAnswerIsNotTold) {
