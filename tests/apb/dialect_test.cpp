@@ -54,13 +54,14 @@ TEST(ApbdDialect, WritesAuthorisedStationsWithWhatItCanExpressAndReadsThemBack) 
     const TemporaryLog log(Logger::kWarningBit);
     EXPECT_EQ(client.dumpToMessage(std::make_shared<APBDClientMessageFactory>()), nullptr);
     client.set_auth_scenario_client();
-    for (const std::uint64_t rxBytes : {1, 14}) {
+    for (const std::uint64_t rxBytes : {1U, 14U}) {
         ClientStatisticInfo statistics;
         statistics.rxBytes = rxBytes;
         statistics.uptime = 11;
         client.updateStatistic(statistics);
     }
     clock.advanceSeconds(12);
+    EXPECT_FALSE(client.checkScenarioExpire());
 
     json expected = json::parse(R"({"sta-mac": "0a:1b:2c:3d:4e:5f", "user-name": "bob",
         "ssid": "Guest", "radius-domain": "hall.example", "mobility-domain": "hall",
@@ -89,8 +90,12 @@ TEST(ApbdDialect, WritesAuthorisedStationsWithWhatItCanExpressAndReadsThemBack) 
     EXPECT_EQ(extractor->extractTimeLimit(record), 11);
     EXPECT_EQ(extractor->extractTrafficLimit(record), 13);
     const Client elsewhere(record, extractor, client.getMac(), "10.1.0.1", 1500, owner);
+    EXPECT_EQ(textOf(elsewhere.dumpScenarioToMessage(
+                  std::make_shared<APBDClientMessageFactory>()))["scenario"],
+              expected["scenario"]);
+    expected.erase("scenario");
     expected["cur-time-limit"] = expected["cur-traffic-limit"] = 0;
-    EXPECT_EQ(textOf(elsewhere.dumpToMessage(std::make_shared<APBDClientMessageFactory>())),
+    EXPECT_EQ(textOf(elsewhere.dumpToMessage(std::make_shared<APBDUpdateClientMessageFactory>())),
               expected);
 }
 

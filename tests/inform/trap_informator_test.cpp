@@ -15,8 +15,8 @@ using nlohmann::json;
 
 class TrapInformatorTest : public BusTest {
 protected:
-    std::vector<json> traps() {
-        std::vector<json> sent;
+    json traps() {
+        json sent = json::array();
         for (const std::string& text : monitord.takeFrom(*ipc, IPC_MODULE_MONITORD_TRAPS)) {
             sent.push_back(json::parse(text));
         }
@@ -43,7 +43,7 @@ TEST_F(TrapInformatorTest, SendsOneTrapForEachEventOfItsOwn) {
     json expected = json::parse(R"({"command": "cp-client-trap", "event": {
         "mac": "0a:1b:2c:3d:4e:5f", "ip": "10.1.2.3", "username": "bob", "ssid": "Guest",
         "domain": "hall.example", "name": "wlan0-va1", "dev": "wlan0-va1"}})");
-    std::vector<json> all;
+    json all;
     for (const char* type : {"cp-connected", "cp-deauth", "cp-disconnected", "cp-disconnected"}) {
         expected["event"]["type"] = type;
         all.push_back(expected);
@@ -54,8 +54,8 @@ TEST_F(TrapInformatorTest, SendsOneTrapForEachEventOfItsOwn) {
 TEST_F(TrapInformatorTest, LeavesOutWhatTheInstanceLacksButNotWhatTheStationLacks) {
     instance.name = instance.ssid = instance.domain = instance.attachedInterface = "";
     informator.informClientConnected(makeClient(instance, 0, 0, ""), statistics);
-    EXPECT_EQ(traps(), std::vector<json>{json::parse(R"({"command": "cp-client-trap", "event": {
-        "type": "cp-connected", "mac": "0a:1b:2c:3d:4e:5f", "ip": "", "username": ""}})")});
+    EXPECT_EQ(traps(), json::parse(R"([{"command": "cp-client-trap", "event": {
+        "type": "cp-connected", "mac": "0a:1b:2c:3d:4e:5f", "ip": "", "username": ""}}])"));
 }
 
 }  // namespace

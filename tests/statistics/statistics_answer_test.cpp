@@ -43,28 +43,20 @@ std::optional<std::vector<std::string>> parse(const std::string& answer) {
     return lines;
 }
 
-TEST(StatisticsAnswer, HasEveryCounterInItsPlace) {
-    EXPECT_THAT(parse(R"({"value": [
-        {"interface": "wlan0-va1", "hw-addr": "0a:1b:2c:3d:4e:5f", "uptime": "12",
-         "statistics": {
-            "rx": {"bytes": "1", "packets": "3", "dropped-packets": "5", "dropped-bytes": "9"},
-            "tx": {"bytes": "2", "packets": "4", "dropped-packets": "6", "lost-packets": "7",
-                   "dropped-bytes": "8"}}},
-        {"interface": "wlan1-va0", "hw-addr": "02:00:00:00:00:01", "uptime": "1"}]})"),
-                Optional(ElementsAre("wlan0-va1 0a:1b:2c:3d:4e:5f 1 2 | 3 4 | 5 6 | 7 | 8 9 | 12",
-                                     "wlan1-va0 02:00:00:00:00:01 0 0 | 0 0 | 0 0 | 0 | 0 0 | 1")));
-}
-
-TEST(StatisticsAnswer, HasNumbersAsTextOrAsNumberAndZeroForWhatCannotBeRead) {
-    const char* const same = "5000000000 4294967295 | 4294967295 0 | 0 0 | 0 | 0 0 | -3";
+TEST(StatisticsAnswer, HasEveryCounterInItsPlaceAndZeroForWhatCannotBeRead) {
     const char* const zero = "0 0 | 0 0 | 0 0 | 0 | 0 0 | 0";
     const std::pair<const char*, std::string> rows[] = {
+        {R"(, "uptime": "12", "statistics": {
+            "rx": {"bytes": "1", "packets": "3", "dropped-packets": "5", "dropped-bytes": "9"},
+            "tx": {"bytes": "2", "packets": "4", "dropped-packets": "6", "lost-packets": "7",
+                   "dropped-bytes": "8"}})",
+         "1 2 | 3 4 | 5 6 | 7 | 8 9 | 12"},
         {R"(, "uptime": "-3", "statistics": {"rx": {"bytes": "5000000000", "packets": "4294967296"},
             "tx": {"bytes": " 4294967295 x"}})",
-         same},
+         "5000000000 4294967295 | 4294967295 0 | 0 0 | 0 | 0 0 | -3"},
         {R"(, "uptime": -3, "statistics": {"rx": {"bytes": 5000000000, "packets": 4294967296},
             "tx": {"bytes": 4294967295.5, "packets": -1}})",
-         same},
+         "5000000000 4294967295 | 4294967295 0 | 0 0 | 0 | 0 0 | -3"},
         {R"(, "uptime": "99999999999", "statistics": {"rx": {"bytes": "9223372036854775808"},
             "tx": {"bytes": 18446744073709551615}})",
          "9223372036854775807 18446744073709551615 | 0 0 | 0 0 | 0 | 0 0 | 2147483647"},
@@ -86,8 +78,10 @@ TEST(StatisticsAnswer, SkipsElementsThatNameNoStation) {
     EXPECT_THAT(parse(R"({"value": [null, 1, "x", [], {},
         {"interface": "w"}, {"hw-addr": "02:00:00:00:00:02"},
         {"interface": 1, "hw-addr": "02:00:00:00:00:02"}, {"interface": "w", "hw-addr": ""},
-        {"interface": "w", "hw-addr": "02:00:00:00:00:01"}]})"),
-                Optional(ElementsAre("w 02:00:00:00:00:01 0 0 | 0 0 | 0 0 | 0 | 0 0 | 0")));
+        {"interface": "w", "hw-addr": "02:00:00:00:00:01"},
+        {"interface": "v", "hw-addr": "02:00:00:00:00:01"}]})"),
+                Optional(ElementsAre("w 02:00:00:00:00:01 0 0 | 0 0 | 0 0 | 0 | 0 0 | 0",
+                                     "v 02:00:00:00:00:01 0 0 | 0 0 | 0 0 | 0 | 0 0 | 0")));
     EXPECT_THAT(parse(R"({"value": []})"), Optional(ElementsAre()));
     for (const char* answer : {"{}", R"({"value": {}})", R"({"value": null})", "[]", "\"x\""}) {
         EXPECT_EQ(parse(answer), std::nullopt) << answer;
