@@ -9,9 +9,7 @@
 #include <vector>
 
 #include "apb/apbd_collaborator.h"
-#include "client/deauth_tool.h"
 #include "core/json_entry.h"
-#include "core/singleton.h"
 #include "kernel/kernel_white_list_store.h"
 #include "messages/dump_dialect.h"
 #include "portal/portal.h"
@@ -19,6 +17,7 @@
 #include "station/client_statistic_info.h"
 #include "support/bus_peer.h"
 #include "support/fake_clock.h"
+#include "support/no_deauth_tool.h"
 #include "support/portal_document.h"
 
 namespace vesta::testing {
@@ -42,20 +41,16 @@ inline std::string summary(const json& request) {
 
 class ApbdFixture : public ::testing::Test {
 protected:
-    explicit ApbdFixture(const std::string& scenarios = kLoginAndGuest)
-        : portal_(std::make_shared<Portal>(
-              ipc_,
-              document(vapText("wlan0-va1", "Guest", "local", scenarios) + "," +
-                       vapText("wlan1-va1", "Guest", "local", scenarios)),
-              "", "")) {
+    explicit ApbdFixture(const std::string& scenarios = kLoginAndGuest) {
+        serve(vapText("wlan0-va1", "Guest", "local", scenarios) + "," +
+              vapText("wlan1-va1", "Guest", "local", scenarios));
+    }
+    ~ApbdFixture() override { ipc_->close(); }
+
+    void serve(const std::string& interfaces) {
+        portal_ = std::make_shared<Portal>(ipc_, document(interfaces), "", "");
         build();
     }
-    ~ApbdFixture() override {
-        ipc_->close();
-        // Its thread reads the environment, which the next test changes.
-        Singleton<DeauthTool>::getInstance().stop();
-    }
-
     void build() {
         apbd_ = std::make_shared<APBDCollaborator>(
             std::make_shared<JsonEntry>(R"({"captive-portal": {"apbd": {"enabled": true}}})"), ipc_,
@@ -125,6 +120,7 @@ protected:
     }
     bool isRemembered() { return apbd_->getMessageForClient(kStation) != nullptr; }
 
+    NoDeauthTool noTool_;
     RuntimeDirectory directory_;
     FakeClock clock_;
     std::shared_ptr<IpcInterface> ipc_ =

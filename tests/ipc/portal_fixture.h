@@ -13,13 +13,12 @@
 #include <vector>
 
 #include "apb/apbd_collaborator.h"
-#include "client/deauth_tool.h"
 #include "core/json_entry.h"
-#include "core/singleton.h"
 #include "ipc/ipc_event_listener.h"
 #include "ostrel/ipc.h"
 #include "portal/portal.h"
 #include "station/client_statistic_info.h"
+#include "support/no_deauth_tool.h"
 #include "support/portal_document.h"
 #include "support/runtime_directory.h"
 
@@ -46,10 +45,7 @@ protected:
     explicit PortalFixture(const std::string& interfaces = vapText("wlan0-va1", "Guest", "portal"))
         : config_(document(interfaces)),
           portal_(std::make_shared<Portal>(ipc_, config_, "", "")),
-          listener_(portal_, std::make_shared<APBDCollaborator>(config_, ipc_, portal_), ipc_) {
-        // No tool is run: its thread reads the environment, which the next test changes.
-        Singleton<DeauthTool>::getInstance().stop();
-    }
+          listener_(portal_, std::make_shared<APBDCollaborator>(config_, ipc_, portal_), ipc_) {}
     ~PortalFixture() override { ipc_->close(); }
 
     void arrive(const std::string& mac, const std::string& ip,
@@ -71,6 +67,7 @@ protected:
         return jsonOf(listener_.handleVestadState(message("{}")))["value"]["clients"];
     }
 
+    NoDeauthTool noTool_;
     RuntimeDirectory directory_;
     std::shared_ptr<IpcInterface> ipc_ =
         std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 5);

@@ -7,8 +7,6 @@
 
 #include "apsim/event_log.h"
 #include "apsim/module_server.h"
-#include "client/deauth_tool.h"
-#include "core/singleton.h"
 #include "kernel/kernel_white_list_store.h"
 #include "messages/dump_dialect.h"
 #include "messages/portal_instance_message_extractor.h"
@@ -17,6 +15,7 @@
 #include "station/client_statistic_info.h"
 #include "station/command_info.h"
 #include "support/fake_clock.h"
+#include "support/no_deauth_tool.h"
 #include "support/portal_document.h"
 #include "support/radius_instance.h"
 #include "support/runtime_directory.h"
@@ -32,8 +31,6 @@ const char* const kMac = "02:00:00:00:00:01";
 class PortalTest : public ::testing::Test {
 protected:
     PortalTest() {
-        // No tool is run: its thread reads the environment, which the next test changes.
-        Singleton<DeauthTool>::getInstance().stop();
         build(vapText("wlan0-va1", "Guest") + "," + vapText("wlan1-va1", "Staff", "portal"));
     }
 
@@ -60,6 +57,7 @@ protected:
         return message ? message->getCharValue(key) : "none";
     }
 
+    testing::NoDeauthTool noTool_;
     testing::RuntimeDirectory directory_;
     testing::FakeClock clock_;
     apsim::EventLog events_;

@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "client/deauth_tool.h"
 #include "client/portal_instance_interface.h"
 #include "core/json_entry.h"
 #include "core/singleton.h"
@@ -22,6 +21,7 @@
 #include "station/client_statistic_info.h"
 #include "support/factory_file.h"
 #include "support/fake_clock.h"
+#include "support/no_deauth_tool.h"
 #include "whitelist/white_lists_store.h"
 
 namespace vesta::testing {
@@ -67,10 +67,6 @@ inline std::string radiusObject(std::uint16_t authPort, std::uint16_t acctPort) 
 
 class InstanceTest : public ::testing::Test {
 protected:
-    InstanceTest() {
-        // No tool is run: its thread reads the environment, which the next test changes.
-        Singleton<DeauthTool>::getInstance().stop();
-    }
     ~InstanceTest() override { Singleton<RadiusListener>::getInstance().stop(); }
 
     void build(const std::string& mode, bool accounting, std::uint16_t authPort,
@@ -96,6 +92,7 @@ protected:
                                               std::make_shared<IPCDumpClientMessageFactory>());
     }
 
+    NoDeauthTool noTool_;
     FakeClock clock_;
     std::shared_ptr<PortalInstanceInterface> instance_;
 };
