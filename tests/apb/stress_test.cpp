@@ -7,33 +7,26 @@
 #include <functional>
 #include <thread>
 
-#include "client/deauth_tool.h"
-#include "core/singleton.h"
-#include "messages/dump_dialect.h"
-#include "ostrel/ipc.h"
+#include "apb/apbd_fixture.h"
 #include "platform/librad/support.h"
-#include "portal/portal.h"
 #include "radius/radius_listener.h"
 #include "scenario/access_scenario_constraints.h"
-#include "station/client_identity.h"
-#include "station/client_statistic_info.h"
 #include "station/command_info.h"
-#include "support/fake_clock.h"
-#include "support/portal_document.h"
 #include "support/radius_instance.h"
-#include "support/runtime_directory.h"
 
-namespace vesta {
+namespace vesta::testing {
 namespace {
 
+namespace rad = ostrel::testing;
+
 constexpr unsigned kStations = 300;
-constexpr int kVirtualSeconds = 20;
+constexpr unsigned kVirtualSeconds = 20;
 constexpr int kAnswers = 500;
 
-std::string macOf(unsigned n) {
-    char text[18];
-    std::snprintf(text, sizeof text, "02:00:00:00:%02x:%02x", n >> 8 & 255U, n & 255U);
-    return text;
+MacAddr macOf(unsigned n) {
+    n %= kStations;
+    return MacAddr(MacAddr::Bytes{2, 0, 0, 0, static_cast<std::uint8_t>(n >> 8),
+                                  static_cast<std::uint8_t>(n)});
 }
 
 std::string ipOf(unsigned n) {
@@ -47,18 +40,14 @@ const char* interfaceOf(unsigned n) {
 
 // A local, a portal's, and one that asks the RADIUS server at `port` for everything.
 std::string interfacesText(std::uint16_t port) {
-    return testing::vapText("wlan0-va1", "Guest") + "," +
-           testing::vapText("wlan1-va1", "Staff", "portal") +
+    return vapText("wlan0-va1", "Guest") + "," + vapText("wlan1-va1", "Staff", "portal") +
            R"(,{"name": "wlan2-va1", "common": {"type": "vap", "enabled": true}, "vap": )" +
-           testing::instanceText("portal-mac-auth", true, testing::radiusObject(port, port)) + "}";
+           instanceText("portal-mac-auth", true, radiusObject(port, port)) + "}";
 }
 
-class Stress : public ::testing::Test {
+class Stress : public ApbdFixture {
 protected:
-    Stress() {
-        // No tool is run: its thread reads the environment, which the next test changes.
-        Singleton<DeauthTool>::getInstance().stop();
-    }
+    Stress() { serve(interfacesText(server_.port())); }
 
     // A thread that does this for one station after the other.
     void start(const std::function<void(unsigned n)>& forStation) {
@@ -69,28 +58,30 @@ protected:
         });
     }
 
+    bool appear(unsigned n) { return portal_->addClient(macOf(n), ipOf(n), 1500, interfaceOf(n)); }
+
     // The statistics answer of one second; every seventh station is away, by turns.
-    void deliverStatistics(int second) {
+    void deliverStatistics(unsigned second) {
         std::vector<ClientStatisticInfo> records;
         for (unsigned n = 0; n < kStations; ++n) {
-            if ((n + static_cast<unsigned>(second)) % 7 != 0) {
-                records.emplace_back(interfaceOf(n), MacAddr(macOf(n)), 1000ULL * n, 10ULL, 1UL,
-                                     1UL, 0UL, 0UL, 0UL, 0UL, 0UL, static_cast<long>(second), 0L);
+            if ((n + second) % 7 != 0) {
+                records.emplace_back(interfaceOf(n), macOf(n), 1000ULL * n, 10ULL, 1UL, 1UL, 0UL,
+                                     0UL, 0UL, 0UL, 0UL, static_cast<long>(second), 0L);
             }
         }
-        portal_.responseCallback(records);
+        portal_->responseCallback(records);
     }
 
     void request(unsigned n) {
         const auto factory = std::make_shared<IPCDumpClientMessageFactory>();
         ClientIdentity identity({}, ipOf(n), "", "");
-        portal_.authenticateClient(identity, "login" + std::to_string(n % 5), "secret");
+        portal_->authenticateClient(identity, "login" + std::to_string(n % 5), "secret");
         AccessScenarioConstraints limits;
-        portal_.setClientScenario(identity, "guest", limits);
-        portal_.dumpClientToMessage(identity, factory);
+        portal_->setClientScenario(identity, "guest", limits);
+        portal_->dumpClientToMessage(identity, factory);
         if (n == 0) {
-            portal_.dumpClientsToMessages(factory);
-            portal_.clearWhiteIPLists();
+            portal_->dumpClientsToMessages(factory);
+            portal_->clearWhiteIPLists();
         }
     }
 
@@ -98,10 +89,25 @@ protected:
         char session[18];
         std::snprintf(session, sizeof session, "%08X-%08X", 0U, n);
         for (ClientIdentity identity :
-             {ClientIdentity(MacAddr(macOf(7 * n % kStations)), "", "", ""),
-              ClientIdentity({}, "", session, "")}) {
-            portal_.getClientRadiusSharedKey(identity);
-            portal_.disconnectClient(identity, CommandInfo(END_REASON_RADIUS_REQUEST));
+             {ClientIdentity(macOf(7 * n), "", "", ""), ClientIdentity({}, "", session, "")}) {
+            portal_->getClientRadiusSharedKey(identity);
+            portal_->disconnectClient(identity, CommandInfo(END_REASON_RADIUS_REQUEST));
+        }
+    }
+
+    // The other access points' news.
+    void roam(unsigned n) {
+        const auto recordOf = [](unsigned station) {
+            return record(-1, 5, macOf(station).to_string());
+        };
+        add(recordOf(n));
+        update(n % 2 == 0 ? "disassoc" : "update", recordOf(n / 3));
+        if (n % 5 == 0) {
+            remove(recordOf(n / 5));
+        }
+        if (n % 100 == 0) {
+            apbd_->disconnectedNotify();
+            subscribed(json::array({recordOf(n), recordOf(n + 1)}));
         }
     }
 
@@ -117,33 +123,28 @@ protected:
                           : packet->id() % 3 == 0 ? LIBRAD_RADIUS_CODE_ACCESS_REJECT
                                                   : LIBRAD_RADIUS_CODE_ACCESS_ACCEPT;
         const char* const known = accounting ? "" : "1903 61 1a0c 00007ed9 1f06 00000001";
-        server_.send(ostrel::testing::makeAnswer(*packet, static_cast<std::uint8_t>(code),
-                                                 ostrel::testing::Mac::valid, known),
-                     packet->from);
+        server_.send(
+            rad::makeAnswer(*packet, static_cast<std::uint8_t>(code), rad::Mac::valid, known),
+            packet->from);
         ++answered_;
     }
 
-    testing::RuntimeDirectory directory_;
-    testing::FakeClock clock_;
-    ostrel::testing::Peer server_;
-    Portal portal_{std::make_shared<IpcInterface>(IPC_MODULE_VESTAD, false, 50),
-                   testing::document(interfacesText(server_.port())), "", ""};
+    rad::Peer server_;
     std::vector<std::thread> threads_;
     std::atomic<int> answered_{0};
     std::atomic<bool> done_{false};
 };
 
 TEST_F(Stress, AllThreadsAtOnce) {
-    const auto appear = [this](unsigned n) {
-        return portal_.addClient(MacAddr(macOf(n)), ipOf(n), 1500, interfaceOf(n));
-    };
-    start(appear);
+    subscribed();
+    start([this](unsigned n) { appear(n); });
     start([this](unsigned n) { request(n); });
     start([this](unsigned n) { disconnect(n); });
+    start([this](unsigned n) { roam(n); });
     start([this](unsigned) { answer(); });
-    for (int second = 0; second < kVirtualSeconds || answered_ < kAnswers; ++second) {
+    for (unsigned second = 0; second < kVirtualSeconds || answered_ < kAnswers; ++second) {
         clock_.advanceSeconds(1);
-        portal_.handle();
+        portal_->handle();
         deliverStatistics(second);
     }
     done_ = true;
@@ -152,13 +153,18 @@ TEST_F(Stress, AllThreadsAtOnce) {
     }
     Singleton<RadiusListener>::getInstance().stop();
 
-    // Nothing is stuck: each station can still come, and is there.
+    // Nothing is stuck: each station can still come, and is there; a record still brings its own
+    // in.
     for (unsigned n = 0; n < kStations; ++n) {
         EXPECT_TRUE(appear(n));
     }
     const auto factory = std::make_shared<IPCDumpClientMessageFactory>();
-    EXPECT_EQ(portal_.dumpClientsToMessages(factory).size(), kStations);
+    EXPECT_EQ(portal_->dumpClientsToMessages(factory).size(), kStations);
+    subscribed();
+    add(record());
+    EXPECT_TRUE(portal_->addClient(MacAddr(kMac), "10.2.0.1", 1500, "wlan0-va1"));
+    EXPECT_EQ(station()["access-type"], "Allow");
 }
 
 }  // namespace
-}  // namespace vesta
+}  // namespace vesta::testing
