@@ -126,6 +126,9 @@ TEST_F(RoamingWithFive, TheIdDecidesWhoseScenariosAreGoneOnWith) {
                                                           std::make_shared<CurrentScenario>());
         ASSERT_NE(message, nullptr);
         EXPECT_EQ(message->getCharValue("name"), c.name) << user;
+        second();
+        second("");
+        EXPECT_NE(station(), json()) << "it is authorised, so it may be away";
         remove(user);
         EXPECT_EQ(station(), json());
     }

@@ -1,89 +1,170 @@
-#include "client/client.h"
+#include "client/client_table.h"
 
 #include <gtest/gtest.h>
 
-#include "messages/client_message_extractor.h"
+#include <algorithm>
+#include <iterator>
+#include <random>
+#include <set>
+#include <vector>
+
+#include "client/client.h"
 #include "scenario/manageable_scenario_sequence.h"
-#include "support/fake_clock.h"
+#include "scenario/scenario.h"
 #include "support/fake_portal_instance.h"
 #include "support/keyed_scenarios.h"
 
 namespace vesta {
 namespace {
 
-using testing::FakeClock;
+using ClientPtr = ClientTable::ClientPtr;
 using testing::FakePortalInstance;
 using testing::sequence;
 
-constexpr const char* kMac = "0a:1b:2c:3d:4e:5f";
-
-class ClientTest : public ::testing::Test {
+class ClientTableTest : public ::testing::Test {
 protected:
-    FakeClock clock_;
+    ClientPtr make(const std::string& mac, const std::string& ip) {
+        return std::make_shared<Client>(
+            sequence<ScenarioSequence>(
+                {R"({"type": "allow", "id": 0, "name": "a", "deauth": ""})"}),
+            MacAddr(mac), ip, 1500, owner_);
+    }
+
+    static void setConnected(Client& client, bool connected) {
+        if (connected) {
+            ClientStatisticInfo record;
+            client.updateStatistic(record);
+        }
+        client.updateConnectStatus();
+    }
+
     FakePortalInstance owner_;
-    Client client_{sequence<ManageableScenarioSequence>(
-                       {R"({"type": "allow", "id": 0, "name": "guest", "session": 100, "away": 7,
-                 "time": 50, "tx-speed": 2, "rx-speed": 3})",
-                        R"({"type": "forbid", "id": 1, "name": "login", "white-list": "list",
-                 "white-list-data": ""})",
-                        R"({"type": "forbid", "id": 2, "name": "bare", "white-list": "",
+    ClientTable table_;
+};
+
+TEST_F(ClientTableTest, AnswersAsALinearSearchThroughAnythingThatHappens) {
+    // Enough addresses to fill a hash table; else few keys, so that nearly every client shares one.
+    std::vector<std::string> macs = {"bad"};
+    for (int i = 10; i < 90; ++i) {
+        macs.push_back("02:00:00:00:00:" + std::to_string(i));
+    }
+    const std::vector<std::string> ips = {"", "10.0.0.1", "10.0.0.2", "10.0.0.3"};
+    const std::vector<std::string> logins = {"", "guest", "anna", "bob"};
+    std::mt19937 random(20241);
+    const auto below = [&random](std::size_t limit) { return random() % limit; };
+    const auto oneOf = [&below](const std::vector<std::string>& texts) {
+        return texts[below(texts.size())];
+    };
+    // The table as it is defined: a list that is searched from its start.
+    std::vector<ClientPtr> list;
+    std::set<ClientPtr> everConnected;  // since they came
+    const auto first = [&list](const auto& matches) {
+        const auto found = std::find_if(list.begin(), list.end(), matches);
+        return found != list.end() ? *found : nullptr;
+    };
+    std::vector<ClientPtr> removed;
+
+    for (int step = 0; step < 20000; ++step) {
+        const std::size_t action = below(5);
+        if (list.empty() || (action == 0 && list.size() < 90)) {
+            // Some come back as they were.
+            ClientPtr client = make(oneOf(macs), oneOf(ips));
+            if (!removed.empty() && below(3) == 0) {
+                client = removed.back();
+                removed.pop_back();
+            }
+            table_.add(client);
+            list.push_back(client);
+        }
+        const std::size_t index = below(list.size());
+        const ClientPtr client = list[index];
+        if (action == 1 && below(2) == 0) {
+            table_.erase(client);
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(index));
+            everConnected.erase(client);
+            removed.push_back(client);
+            client->setLogin(oneOf(logins));
+        } else if (action == 2) {
+            client->setIpAddress(oneOf(ips));
+        } else if (action == 3) {
+            client->setLogin(oneOf(logins));
+        } else if (action == 4) {
+            setConnected(*client, below(2) == 0);
+        }
+        std::copy_if(list.begin(), list.end(), std::inserter(everConnected, everConnected.end()),
+                     [](const ClientPtr& each) { return each->isConnected(); });
+        const ClientIdentity identity(MacAddr(oneOf(macs)), oneOf(ips), "", oneOf(logins));
+        const auto means = [&](const ClientPtr& each) { return each->isThatYou(identity); };
+        const auto meansHere = [&](const ClientPtr& each) {
+            return means(each) && each->isConnected();
+        };
+        const auto neverConnected = [&](const ClientPtr& each) {
+            return everConnected.count(each) == 0;
+        };
+        SCOPED_TRACE(step);
+        ASSERT_EQ(table_.find(identity), first(means));
+        ASSERT_EQ(table_.findConnected(identity), first(meansHere));
+        ASSERT_EQ(table_.oldestNeverConnected(), first(neverConnected));
+        ASSERT_EQ(table_.neverConnectedCount(), list.size() - everConnected.size());
+    }
+    ASSERT_TRUE(std::equal(table_.begin(), table_.end(), list.begin(), list.end()));
+}
+
+TEST_F(ClientTableTest, VisitsEveryClientThatIsStillThere) {
+    std::vector<ClientPtr> clients;
+    for (int i = 0; i < 5; ++i) {
+        clients.push_back(make("02:00:00:00:00:0" + std::to_string(i), ""));
+        table_.add(clients.back());
+    }
+    std::vector<ClientPtr> visited;
+    table_.forEach([&](const ClientPtr& client) {
+        visited.push_back(client);
+        if (client == clients[0]) {
+            table_.erase(clients[1]);
+            table_.erase(clients[0]);
+        }
+        if (client == clients[3]) {
+            table_.erase(clients[2]);
+            table_.erase(clients[4]);
+        }
+    });
+    EXPECT_EQ(visited, (std::vector<ClientPtr>{clients[0], clients[2], clients[3]}));
+    EXPECT_EQ(table_.size(), 1U);
+    EXPECT_TRUE(table_.contains(*clients[3]));
+    EXPECT_FALSE(table_.contains(*clients[0]));
+    table_.erase(clients[0]);
+    EXPECT_EQ(table_.size(), 1U);
+}
+
+TEST_F(ClientTableTest, LetsClientsOutliveIt) {
+    const ClientPtr client = make("02:00:00:00:00:01", "10.0.0.1");
+    {
+        ClientTable table;
+        table.add(client);
+    }
+    client->setIpAddress("10.0.0.2");
+    setConnected(*client, true);
+    table_.add(client);
+    EXPECT_EQ(table_.findConnected({MacAddr(), "10.0.0.2", "", ""}), client);
+    EXPECT_EQ(table_.neverConnectedCount(), 0U);
+}
+
+TEST(Client, HasTheListOfItsScenarioAndClearsTheLastExpiryForScenarioZero) {
+    FakePortalInstance owner;
+    Client client(sequence<ManageableScenarioSequence>(
+                      {R"({"type": "allow", "id": 0, "name": "guest"})",
+                       R"({"type": "forbid", "id": 1, "name": "login", "white-list": "list",
                  "white-list-data": ""})"}),
-                   MacAddr(kMac), "", 1500, owner_};
-};
-
-TEST_F(ClientTest, StartsItsFirstScenario) {
-    clock_.advanceSeconds(100);
-    EXPECT_FALSE(client_.checkScenarioExpire());
-    clock_.advanceSeconds(1);
-    EXPECT_TRUE(client_.checkScenarioExpire());
-}
-
-TEST_F(ClientTest, AnswersFromItsCurrentScenario) {
-    EXPECT_TRUE(client_.isAccessOpen());
-    EXPECT_EQ(client_.getSpeedConstraints(), std::make_pair(2U, 3U));
-    EXPECT_EQ(client_.getAwayTimeout(), 7);
-    EXPECT_EQ(client_.getWhiteIpListId(), "free") << "the instance's default";
-    EXPECT_FALSE(client_.isAuthorized());
-    EXPECT_TRUE(client_.setCurrentScenario("login"));
-    EXPECT_EQ(client_.getAccessType(), ACCESS_REDIRECT);
-    EXPECT_EQ(client_.getWhiteIpListId(), "list");
-    EXPECT_TRUE(client_.setCurrentScenario("bare"));
-    EXPECT_EQ(client_.getWhiteIpListId(), "free");
-    EXPECT_TRUE(client_.isAuthorized());
-    EXPECT_FALSE(client_.set_deauth_scenario_client()) << "it was the last";
-}
-
-TEST_F(ClientTest, ClearsTheLastExpiryWhenScenarioZeroIsSet) {
-    const auto guest = client_.get_current_scenario();
-    EXPECT_FALSE(client_.setCurrentScenario("0")) << "a redirect scenario has no reason";
-    EXPECT_EQ(client_.get_current_scenario(), guest);
-    EXPECT_TRUE(client_.setCurrentScenario("login"));
-    EXPECT_TRUE(client_.setCurrentScenario("0"));
+                  MacAddr("0a:1b:2c:3d:4e:5f"), "", 1500, owner);
+    const auto guest = client.get_current_scenario();
+    EXPECT_FALSE(client.setCurrentScenario("0")) << "a redirect scenario has no reason";
+    EXPECT_EQ(client.get_current_scenario(), guest);
+    EXPECT_EQ(client.getWhiteIpListId(), "free") << "the instance's default";
+    EXPECT_TRUE(client.setCurrentScenario("login"));
+    EXPECT_EQ(client.getWhiteIpListId(), "list");
+    EXPECT_TRUE(client.setCurrentScenario("0"));
     EXPECT_EQ(guest->getExpireReason(), "cleared");
-    EXPECT_EQ(client_.get_current_scenario()->getScenarioName(), "login");
-}
-
-class RecordExtractor final : public ClientMessageExtractor {
-public:
-    std::shared_ptr<ScenarioMessageExtractor> getScenarioExtractor() override {
-        return std::make_shared<testing::KeyedScenarios>();
-    }
-    std::string extractLogin(Entry record) override { return record->getCharValue("login"); }
-    unsigned int extractCurrentScenarioId(Entry) override { return 9; }
-    long extractSessionTime(Entry) override { return 5; }
-    std::vector<Entry> extractScenarios(Entry record) override {
-        return record->getArrayValue("scenarios");
-    }
-};
-
-TEST_F(ClientTest, FromARecordIsAuthorisedAlsoWhereItsScenarioIsUnknown) {
-    const auto record = std::make_shared<JsonEntry>(
-        R"({"login": "", "scenarios": [{"type": "forbid", "id": 2, "name": "2"},
-                                       {"type": "allow", "id": 3, "name": "3"}]})");
-    const Client restored(record, std::make_shared<RecordExtractor>(), MacAddr(kMac), "", 1500,
-                          owner_);
-    EXPECT_EQ(restored.get_current_scenario()->getId(), 2U);
-    EXPECT_TRUE(restored.isAuthorized());
+    EXPECT_EQ(client.get_current_scenario()->getScenarioName(), "login");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A station's roads through one instance, told by what the informators hear.
+// A station's roads through one instance and its RADIUS server, told by what the informators hear.
 
 #include "portal/portal_instance.h"
 
@@ -10,8 +10,10 @@
 #include <sstream>
 
 #include "client/client.h"
+#include "platform/librad/support.h"
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/scenario.h"
+#include "station/command_info.h"
 #include "support/radius_instance.h"
 #include "support/recording_informator.h"
 
@@ -20,6 +22,8 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+
+namespace rad = ostrel::testing;
 
 const char* const kMac = "02:00:00:00:00:01";
 const char* const kIp = "10.1.0.1";
@@ -36,15 +40,17 @@ class ThrowingInformator final : public Informator {
 class PortalInstanceTest : public testing::InstanceTest {
 protected:
     void build(const std::string& mode, int ageTimeout, const std::string& scenarios) {
-        instance_ =
-            testing::buildInstance(testing::instanceText(mode, false, "", scenarios, ageTimeout));
+        const std::string radius = testing::radiusObject(server_.port(), server_.port());
+        instance_ = testing::buildInstance(
+            testing::instanceText(mode, true, radius, scenarios, ageTimeout));
+        Singleton<RadiusListener>::getInstance().stop();
         // Whatever another one does, the recording one is told.
         instance_->addClientsEventsInformator(std::make_shared<ThrowingInformator>());
         instance_->addClientsEventsInformator(heard_);
     }
 
-    // Plays the road's words, "action:argument=result(what was heard)", and gives them back as they
-    // went: the road itself when everything came as it says.
+    // Plays the road's words, "action:argument=result(what was heard, repeats once)", and gives
+    // them back as they went: the road itself when everything came as it says.
     std::string play(const std::string& road) {
         std::istringstream words(road);
         std::string played;
@@ -54,7 +60,9 @@ protected:
             const std::string argument = word.substr(std::min(colon + 1, word.size()));
             played += (played.empty() ? "" : " ") + word + act(word.substr(0, colon), argument);
             std::string heard;
-            for (std::string event : heard_->take()) {
+            std::vector<std::string> events = heard_->take();
+            events.erase(std::unique(events.begin(), events.end()), events.end());
+            for (std::string& event : events) {
                 event.erase(event.find(kMac) - 1, 1 + std::string(kMac).size());
                 std::replace(event.begin(), event.end(), ' ', '/');
                 heard += (heard.empty() ? "" : ",") + event;
@@ -72,6 +80,7 @@ protected:
         const std::map<std::string, std::function<int()>> asked{
             {"add", [&] { return addClient(argument.empty() ? kMac : argument, kIp); }},
             {"known", [&] { return instance_->isYourClient(station); }},
+            {"asks", [&] { return requestsIn(std::stoi(argument)); }},
             {"login", [&] { return login("bob", kIp, argument); }},
             {"portal", [&] { return instance_->setClientScenario(byIp, argument, limits); }}};
         const std::map<std::string, std::function<void()>> told{
@@ -79,6 +88,9 @@ protected:
             {"ip", [&] { instance_->updateClientIp(station, argument); }},
             {"wait", [&] { clock_.advanceSeconds(std::stoi(argument)); }},
             {"update", [&] { instance_->makeClientsPeriodicUpdate(); }},
+            {"gone", [&] { instance_->disconnectClient(station, CommandInfo()); }},
+            {"accept", [&] { answer(LIBRAD_RADIUS_CODE_ACCESS_ACCEPT); }},
+            {"reject", [&] { answer(LIBRAD_RADIUS_CODE_ACCESS_REJECT); }},
             {"here", [&] { second({kMac}, argument.empty() ? 0 : std::stoull(argument)); }},
             {"away", [&] { second({}, 0); }}};
         if (asked.count(action) != 0) {
@@ -101,6 +113,29 @@ protected:
         instance_->checkClientsExpired();
     }
 
+    // How many logins the server is asked for in so many seconds; a repeated request is no new one.
+    int requestsIn(int seconds) {
+        int requests = 0;
+        for (int i = 0; i < seconds; ++i) {
+            second({kMac}, 0);
+            instance_->makeClientsPeriodicUpdate();
+            librad_eloop_step();
+            while (auto packet = server_.receive()) {
+                if (packet->bytes[0] == LIBRAD_RADIUS_CODE_ACCESS_REQUEST &&
+                    packet->authenticator() != asked_.authenticator()) {
+                    ++requests;
+                    asked_ = std::move(*packet);
+                }
+            }
+        }
+        return requests;
+    }
+    void answer(std::uint8_t code) {
+        server_.answer(asked_, code, rad::Mac::valid, "1a0c 00007ed9 1f06 00000001");
+    }
+
+    rad::Peer server_;
+    rad::Packet asked_{rad::ByteString(20), nullptr};  // the login that came last
     std::shared_ptr<testing::RecordingInformator> heard_ =
         std::make_shared<testing::RecordingInformator>();
 };
@@ -131,7 +166,8 @@ TEST_F(PortalInstanceTest, LeadsStationsAlongTheirRoads) {
          "away(disconnected/4) here(authenticated) wait:58 away(disconnected/4) away "
          "away(removed/3) known=0"},
         // Without such a time the instance's counts; without either it stays.
-        {"local", 300, open, "add=1 wait:299 away away(removed/3)"},
+        {"local", 300, R"({"access-type": "allow", "name": "open", "max-session-time": 900})",
+         "add=1 wait:299 away away(removed/3)"},
         {"local", 0, open, "add=1 wait:100000 away known=1"},
         // One that leaves before its login is forgotten.
         {"local", 300, loginAndGuest(""),
@@ -154,6 +190,16 @@ TEST_F(PortalInstanceTest, LeadsStationsAlongTheirRoads) {
          "add=1 portal:guest=0 here(deauthenticated,connected) login:x=2 portal:unknown=0 "
          "portal:guest=1(authenticated,reset)"},
         {"local", 300, loginAndGuest(""), "add=1 here(deauthenticated,connected) portal:guest=0"},
+        // The RADIUS server decides; an answer that comes after the station has gone changes
+        // nothing.
+        {"radius", 300, loginAndGuest(""),
+         "add=1 here(deauthenticated,connected) login:x=1 asks:1=1 accept(authenticated)"},
+        {"radius", 300, loginAndGuest(""),
+         "add=1 here(deauthenticated,connected) login:x=1 asks:1=1 gone(removed) add=1 "
+         "here(deauthenticated,connected) reject accept known=1"},
+        // It is asked again for a station that waits, until it answers.
+        {"portal-mac-auth", 300, loginAndGuest(""),
+         "add=1 here(drop,connected) asks:1=1 asks:120=2 accept(authenticated) asks:120=0(update)"},
     };
     for (const auto& row : rows) {
         build(row.mode, row.ageTimeout, row.scenarios);
@@ -179,48 +225,83 @@ TEST_F(PortalInstanceTest, BoundsTheStationsThatNeverConnected) {
     build("local", 300, loginAndGuest(""));
     play("add here");
     const auto mac = [](unsigned n) {
-        char text[18];
-        std::snprintf(text, sizeof text, "06:00:00:%02x:%02x:%02x", n >> 16 & 255U, n >> 8 & 255U,
-                      n & 255U);
-        return std::string(text);
+        return MacAddr(MacAddr::Bytes{6, 0, 0, static_cast<std::uint8_t>(n >> 16),
+                                      static_cast<std::uint8_t>(n >> 8),
+                                      static_cast<std::uint8_t>(n)});
     };
     for (unsigned n = 0; n < Stations::kMaxNeverConnected; ++n) {
-        instance_->addClient(MacAddr(mac(n)), "", 1500);
+        instance_->addClient(mac(n), "", 1500);
     }
     EXPECT_THAT(heard_->take(), IsEmpty());
-    instance_->addClient(MacAddr(mac(1U << 20)), "", 1500);
+    instance_->addClient(mac(1U << 20), "", 1500);
     EXPECT_THAT(heard_->take(), ElementsAre("removed 06:00:00:00:00:00 4"));
     EXPECT_EQ(play("known=1"), "known=1") << "it was connected";
 }
 
-// Says its name when it is told.
-class Witness final : public Informator {
-public:
-    Witness(std::string name, std::vector<std::string>& told)
-        : name_(std::move(name)), told_(told) {}
-    bool informClientAuthenticated(std::shared_ptr<Client>, ClientStatisticInfo&) override {
-        told_.push_back(name_);
-        return true;
+TEST_F(PortalInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
+    const char* const phone = "02:00:00:00:00:0a";
+    const char* const laptop = "02:00:00:00:00:0b";
+    const struct {
+        std::string mac;
+        bool withSession;  // the laptop's
+        std::string name;
+        std::string gone;
+    } cases[] = {
+        {laptop, false, "", laptop},
+        {"", false, "bob", phone},
+        {"", true, "", laptop},
+        {laptop, true, "bob", laptop},
+        {laptop, false, "bob", laptop},
+        {laptop, false, "alice", ""},
+        {phone, true, "", ""},
+        {"", true, "alice", ""},
+        {"02:00:00:00:00:0c", false, "bob", ""},
+        {"", false, "alice", ""},
+    };
+    for (const auto& given : cases) {
+        build("local", 300, loginAndGuest(""));
+        addClient(phone, "10.1.0.10");
+        addClient(laptop, "10.1.0.11");
+        second({phone, laptop}, 1);
+        login("bob", "10.1.0.10", "x");
+        login("bob", "10.1.0.11", "x");
+        const std::string session = dump(laptop)->getCharValue("session-id");
+        ClientIdentity identity(MacAddr(given.mac), "", given.withSession ? session : "",
+                                given.name);
+        EXPECT_EQ(instance_->disconnectClient(identity, CommandInfo()), !given.gone.empty());
+        for (const char* const mac : {phone, laptop}) {
+            ClientIdentity byMac(MacAddr(mac), "", "", "");
+            EXPECT_EQ(instance_->isYourClient(byMac), mac != given.gone) << given.gone;
+        }
+        ClientIdentity bySession({}, "", session, "");
+        EXPECT_EQ(instance_->isClientConnected(bySession), laptop != given.gone);
+        ClientIdentity noSession({}, "", "00000001-00000001", "bob");
+        EXPECT_FALSE(instance_->isClientConnected(noSession));
     }
+}
 
-private:
-    const std::string name_;
-    std::vector<std::string>& told_;
+struct Witness final : public Informator {
+    MOCK_METHOD(bool, informClientAuthenticated, (std::shared_ptr<Client>, ClientStatisticInfo&),
+                (override));
 };
 
-TEST_F(PortalInstanceTest, TellsItsInformatorsInTheirOrder) {
-    std::vector<std::string> told;
-    const auto witness = [&](const char* name) { return std::make_shared<Witness>(name, told); };
+TEST(Informators, AreToldInTheirOrder) {
+    const ::testing::InSequence asTheyAreMadeHere;
+    const auto next = [] {
+        auto witness = std::make_shared<Witness>();
+        EXPECT_CALL(*witness, informClientAuthenticated);
+        return witness;
+    };
+    const auto accounting = next();
+    const auto shaper = next();
     SharedInformators shared;
-    shared.wifiAuth = witness("wifi-auth");
-    shared.traps = witness("traps");
-    shared.redirector = witness("redirector");
-    Informators informators(witness("accounting"), witness("shaper"), shared);
-    informators.add(witness("apbd"));
+    shared.redirector = next();
+    shared.traps = next();
+    shared.wifiAuth = next();
+    Informators informators(accounting, shaper, shared);
+    informators.add(next());
     ClientStatisticInfo statistics;
     informators.informatorsHandle(nullptr, statistics, &Informator::informClientAuthenticated);
-    EXPECT_THAT(told,
-                ElementsAre("accounting", "shaper", "redirector", "traps", "wifi-auth", "apbd"));
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include "apsim/module_server.h"
 #include "kernel/kernel_white_list_store.h"
 #include "messages/dump_dialect.h"
-#include "messages/portal_instance_message_extractor.h"
 #include "ostrel/ipc.h"
 #include "station/client_identity.h"
 #include "station/client_statistic_info.h"
@@ -119,12 +118,6 @@ TEST_F(PortalTest, ServesOnlyEnabledVapsWithAPortal) {
     EXPECT_TRUE(portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, "wlan0-va1"));
 }
 
-TEST_F(PortalTest, ThrowsForInterfacesThatAreNoList) {
-    const auto broken =
-        std::make_shared<JsonEntry>(R"({"captive-portal": {}, "interface": "none"})");
-    EXPECT_THROW(Portal(ipc_, broken, "lo", "hall"), ENTRY_EXCEPTION_TYPE);
-}
-
 TEST_F(PortalTest, TellsTheProxysAddressAndLoadsTheWhiteLists) {
     EXPECT_EQ(portal_->getProxyUrl(), "http://192.168.1.1:8888/");
     const auto lists = modules_.redirector().whiteLists();
@@ -155,21 +148,6 @@ TEST(ConfigInstanceMessageExtractor, PairsAScenariosListWithItsHash) {
     EXPECT_NE(store->getWhiteListHash("free"), "");
 }
 
-// A list change as another access point sends it.
-class ListChange final : public PortalInstanceMessageExtractor {
-public:
-    explicit ListChange(std::string mobilityDomain) : mobilityDomain_(std::move(mobilityDomain)) {}
-    std::string extractSsid(Entry) override { return "Guest"; }
-    std::string extractMobilityDomain(Entry) override { return mobilityDomain_; }
-    std::pair<std::string, std::string> extractWhiteIpListId(Entry) override {
-        return {"lent", "hash"};
-    }
-    std::shared_ptr<ScenarioMessageExtractor> getScenarioExtractor() override { return nullptr; }
-
-private:
-    std::string mobilityDomain_;
-};
-
 TEST_F(PortalTest, TakesListsOfItsDomainAndPutsItsOwnBack) {
     // A station in front of a login without a list of its own has its instance's default.
     const std::string scenarios =
@@ -185,9 +163,16 @@ TEST_F(PortalTest, TakesListsOfItsDomainAndPutsItsOwnBack) {
         round({{"wlan0-va1", kMac}});
         return modules_.redirector().reaches({"wlan0-va1", kMac}, address);
     };
-    portal_->updatePortalInstance(nullptr, std::make_shared<ListChange>("elsewhere"));
+    const auto changeIn = [&](const char* mobilityDomain) {
+        portal_->updatePortalInstance(
+            std::make_shared<JsonEntry>(
+                R"({"ssid": "Guest", "captive-portal": {"default-white-list": "lent"}})"),
+            std::make_shared<ConfigInstanceMessageExtractor>(portal_->getWhiteListStore(),
+                                                             mobilityDomain));
+    };
+    changeIn("elsewhere");
     EXPECT_TRUE(reachesAfterConnecting("10.0.0.1"));
-    portal_->updatePortalInstance(nullptr, std::make_shared<ListChange>("hall"));
+    changeIn("hall");
     EXPECT_TRUE(reachesAfterConnecting("192.0.2.1"));
     EXPECT_FALSE(reachesAfterConnecting("10.0.0.1"));
     portal_->clearWhiteIPLists();
