@@ -20,6 +20,8 @@
 namespace vesta {
 namespace {
 
+constexpr const char* kMac = "0a:1b:2c:3d:4e:5f";
+
 // A directory that is the whole PATH of the tool, with a pipe into which a fake tool writes.
 class DeauthToolTest : public ::testing::Test {
 protected:
@@ -48,11 +50,23 @@ protected:
         }
         return line;
     }
+    [[nodiscard]] std::multiset<std::string> readLines(std::size_t count) const {
+        std::multiset<std::string> lines;
+        while (lines.size() < count) {
+            lines.insert(readLine());
+        }
+        return lines;
+    }
     [[nodiscard]] bool waitForInput(int milliseconds) const {
         pollfd event = {pipe_.get(), POLLIN, 0};
         return poll(&event, 1, milliseconds) == 1;
     }
 
+    static void order(DeauthTool& tool, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            tool.disconnect("wlan0", kMac);
+        }
+    }
     static std::ptrdiff_t openDescriptors() {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     }
@@ -62,23 +76,26 @@ protected:
     ostrel::Fd pipe_;
 };
 
-TEST_F(DeauthToolTest, CallsTheToolForEachStationPastAnyShell) {
+TEST_F(DeauthToolTest, CallsTheToolForEachStationAndLeavesNothingBehind) {
     installTool(R"(echo "$@" > $PIPE)");
+    const int otherChild = fork();
+    if (otherChild == 0) {
+        _exit(7);
+    }
     DeauthTool tool;
     const auto before = openDescriptors();
-    constexpr int kStations = 50;
     std::multiset<std::string> expected;
-    for (int i = 0; i < kStations; ++i) {
-        tool.disconnect("wlan0; echo `id` $PIPE" + std::to_string(i), "0a:1b:2c:3d:4e:5f");
-        expected.insert("-i wlan0; echo `id` $PIPE" + std::to_string(i) + " -a 0a:1b:2c:3d:4e:5f");
+    for (int i = 0; i < 50; ++i) {
+        const std::string interfaceName = "wlan0; echo `id` $PIPE" + std::to_string(i);
+        tool.disconnect(interfaceName, kMac);
+        expected.insert("-i " + interfaceName + " -a " + kMac);
     }
-    std::multiset<std::string> calls;
-    for (int i = 0; i < kStations; ++i) {
-        calls.insert(readLine());
-    }
-    EXPECT_EQ(calls, expected);
+    EXPECT_EQ(readLines(expected.size()), expected);
     tool.stop();
     EXPECT_EQ(openDescriptors(), before);
+    int status = 0;
+    EXPECT_EQ(waitpid(otherChild, &status, 0), otherChild) << "only its own children are reaped";
+    EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 TEST_F(DeauthToolTest, StartsTheToolWithFreshSignals) {
@@ -104,72 +121,43 @@ TEST_F(DeauthToolTest, KillsAToolThatHangsWithAllThatItStarted) {
     pollfd event = {end.get(), POLLIN, 0};
     EXPECT_TRUE(!end.valid() || poll(&event, 1, 10000) == 1);
     // The places are free again: the last one starts where an earlier one was killed.
-    for (std::size_t i = 0; i <= DeauthTool::kMaxRunning; ++i) {
-        tool.disconnect("wlan0", "");
-    }
-    for (std::size_t i = 0; i <= DeauthTool::kMaxRunning; ++i) {
-        EXPECT_NE(readLine(), "");
-    }
+    order(tool, DeauthTool::kMaxRunning + 1);
+    EXPECT_EQ(readLines(DeauthTool::kMaxRunning + 1).count(""), 0U);
 }
 
-TEST_F(DeauthToolTest, RunsSixteenAtATimeAndLeavesNothingBehind) {
+TEST_F(DeauthToolTest, RunsSixteenAtATimeAndEndsThem) {
     installTool("echo $$ > $PIPE; exec /bin/sleep 1000");
     const TemporaryLog log(Logger::kWarningBit);
     DeauthTool tool(std::chrono::minutes(1));
-    const auto order = [&](std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) {
-            tool.disconnect("wlan0", "");
-        }
-    };
-    order(DeauthTool::kMaxRunning);
-    std::vector<int> started;
-    for (std::size_t i = 0; i < DeauthTool::kMaxRunning; ++i) {
-        started.push_back(std::stoi(readLine()));
-    }
-    order(DeauthTool::kMaxWaiting);
+    order(tool, DeauthTool::kMaxRunning);
+    const auto started = readLines(DeauthTool::kMaxRunning);
+    order(tool, DeauthTool::kMaxWaiting);
     EXPECT_EQ(log.records().size(), 0U);
-    tool.disconnect("wlan0", "");
+    order(tool, 1);
     EXPECT_EQ(log.records().size(), 1U) << "too many were taken";
     tool.stop();
     EXPECT_FALSE(waitForInput(0)) << "a seventeenth was started";
-    for (const int pid : started) {
-        EXPECT_EQ(kill(pid, 0), -1) << pid;
+    for (const std::string& pid : started) {
+        EXPECT_EQ(kill(std::stoi(pid), 0), -1) << pid;
     }
-    tool.disconnect("wlan0", "");
+    order(tool, 1);
     EXPECT_FALSE(waitForInput(0));
-}
-
-TEST_F(DeauthToolTest, LeavesTheProcessesOtherChildrenAlone) {
-    installTool(R"(echo done > $PIPE)");
-    const int child = fork();
-    if (child == 0) {
-        _exit(7);
-    }
-    DeauthTool tool;
-    tool.disconnect("wlan0", "");
-    EXPECT_EQ(readLine(), "done");
-    tool.stop();
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 TEST_F(DeauthToolTest, SaysOnceThatTheToolIsMissing) {
     const TemporaryLog log(3);
     DeauthTool tool;
-    tool.disconnect("wlan0", "0a:1b:2c:3d:4e:5f");
+    order(tool, 1);
     while (log.records().empty()) {
         std::this_thread::yield();
     }
-    for (int i = 0; i < 20; ++i) {
-        tool.disconnect("wlan0", "0a:1b:2c:3d:4e:5f");
-    }
+    order(tool, 20);
     installTool(R"(echo $2 > $PIPE)");
-    tool.disconnect("last", "0a:1b:2c:3d:4e:5f");
-    std::string line;
-    do {
+    tool.disconnect("last", kMac);
+    std::string line = "wlan0";
+    while (line == "wlan0") {
         line = readLine();
-    } while (line == "wlan0");
+    }
     EXPECT_EQ(line, "last");
     EXPECT_EQ(log.records(),
               TemporaryLog::Records{"|ERROR|disconnect: can't start deauth-client for client "
