@@ -32,8 +32,8 @@ std::string currentOf(const ScenarioSequence& target) {
     return target.getCurrent()->getScenarioName();
 }
 
-// Walks the road's words, "action:argument" and then ">" with the scenario entered or "!" where the
-// sequence refused, and gives them back as they went.
+// Walks the road's words, "action:argument" and then ">" with the scenario
+// entered or "!" where the sequence refused, and gives them back as they went.
 std::string walk(ScenarioSequence& target, const std::string& road) {
     std::istringstream words(road);
     std::string walked;
@@ -67,8 +67,13 @@ TEST(ScenarioSequence, MovesByItsScenariosRulesAlone) {
 }
 
 TEST(ManageableScenarioSequence, TakesOrdersAndFallsBackToTheNextId) {
+    const testing::FakeClock clock;
     const TemporaryLog log(4);
     const auto managed = sequence<ManageableScenarioSequence>({kLogin, kGuest, kRest, kOver});
+    EXPECT_TRUE(managed->setCurrentScenario(1, 90));
+    EXPECT_EQ(managed->getCurrent()->getScenarioTime(), 90) << "already spent";
+    EXPECT_TRUE(managed->setCurrentScenario("guest"));
+    EXPECT_EQ(managed->getCurrent()->getScenarioTime(), 0) << "by name it starts anew";
     const std::string road =
         "id:1>guest id:7! name:! name:Guest! name:rest>rest deauth>over deauth!";
     EXPECT_EQ(walk(*managed, road), road);
@@ -79,30 +84,15 @@ TEST(ManageableScenarioSequence, TakesOrdersAndFallsBackToTheNextId) {
                     ::testing::HasSubstr(",Not found index 4 seems like scenario list is ended!")));
 }
 
-TEST(ManageableScenarioSequence, EntersByIdWithTheSessionAlreadySpent) {
-    testing::FakeClock clock;
-    const auto managed = sequence<ManageableScenarioSequence>({kLogin, kGuest});
-    EXPECT_TRUE(managed->setCurrentScenario(1, 90));
-    clock.advanceSeconds(11);
-    EXPECT_TRUE(managed->getCurrent()->isExpired());
-    EXPECT_TRUE(managed->setCurrentScenario("guest")) << "by name it starts anew";
-    EXPECT_EQ(managed->getCurrent()->getScenarioTime(), 0);
-}
-
 TEST(ScenarioSequence, KnowsTheLastByIdAndWhoHasPassedTheLogin) {
     const auto managed = sequence<ManageableScenarioSequence>({kRest, kLogin, kGuest, kOver});
-    const struct {
-        const char* current;
-        bool last, passed;
-    } rows[] = {{"rest", false, false},
-                {"login", false, false},
-                {"guest", false, true},
-                {"over", true, true}};
-    for (const auto& row : rows) {
-        managed->changeScenario(row.current);
-        EXPECT_EQ(managed->isCurrentScenarioLast(), row.last) << row.current;
-        EXPECT_EQ(managed->firstRedirectPassed(), row.passed) << row.current;
+    std::string known;
+    for (const std::string name : {"rest", "login", "guest", "over"}) {
+        managed->changeScenario(name);
+        known += " " + name + (managed->isCurrentScenarioLast() ? ":last" : "") +
+                 (managed->firstRedirectPassed() ? ":passed" : "");
     }
+    EXPECT_EQ(known, " rest login guest:passed over:last:passed");
     EXPECT_EQ(managed->getFristRedirectPortalName(), "main");
 
     const auto open = sequence<ScenarioSequence>({kRest, kGuest});

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "core/temporary_log.h"
 #include "messages/dump_dialect.h"
@@ -15,6 +16,7 @@ namespace vesta {
 namespace {
 
 using Records = TemporaryLog::Records;
+using testing::FakeClock;
 using testing::scenario;
 
 constexpr int kErrorsAndWarnings = 3;
@@ -29,21 +31,30 @@ std::string dumpOf(const std::shared_ptr<Scenario>& target) {
     return text;
 }
 
+void feed(Scenario& target, std::uint64_t transmitted, std::uint64_t received, int uptime = 0) {
+    ClientStatisticInfo record;
+    record.rxBytes = transmitted;
+    record.txBytes = received;
+    record.uptime = uptime;
+    target.updateStatistic(record);
+}
+
 TEST(Scenario, DumpsAnAccessScenarioWithLimitsAndProgress) {
-    const testing::FakeClock clock;
+    const FakeClock clock;
     const auto target = scenario(
         R"({"type": "allow", "id": 3, "name": "guest", "time": 600, "session": 700, "away": 60,
             "traffic": 9000, "tx-speed": 2048, "rx-speed": 512})");
     target->startScenario(5);
-    ClientStatisticInfo record("", {}, 100, 200, 0, 0, 0, 0, 0, 0, 0, 42, 0);
-    target->updateStatistic(record);
-    record.rxBytes = 150;
-    target->updateStatistic(record);
+    feed(*target, 100, 200);
+    feed(*target, 150, 200, 42);
 
     EXPECT_EQ(dumpOf(target),
-              "{ID:1,name:guest,external-url:,start-session:true,permitted-ip:,session-timeout:700,"
-              "session-time:5,time-limit:600,time-limit-cur:42,away-timeout:60,traffic-limit:9000,"
-              "traffic-limit-cur:50,qos-up-acl:,qos-down-acl:,qos-up-policy:,qos-down-policy:,"
+              "{ID:1,name:guest,external-url:,start-session:true,"
+              "permitted-ip:,session-timeout:700,"
+              "session-time:5,time-limit:600,time-limit-cur:42,"
+              "away-timeout:60,traffic-limit:9000,"
+              "traffic-limit-cur:50,qos-up-acl:,qos-down-acl:,"
+              "qos-up-policy:,qos-down-policy:,"
               "qos-bw-up-rate:524288,qos-bw-down-rate:2097152}");
 }
 
@@ -52,7 +63,8 @@ TEST(Scenario, NamesAndBridgesWhatItsMessageLacks) {
         {R"({"type": "allow"})", {"Redirect scenario not_named without param switch-scenario"}},
         {R"({"type": "forbid", "url": 7})",
          {"Redirect scenario not_named without param redirect-url",
-          "Redirect scenario not_named without param virtual-portal-name. It's not gonna work "
+          "Redirect scenario not_named without param virtual-portal-name. It's "
+          "not gonna work "
           "with Ostrel realization of portal",
           "Redirect scenario not_named without param switch-scenario",
           "Redirect scenario not_named without param white list"}},
@@ -78,8 +90,9 @@ TEST(ScenarioFactory, SkipsAMessageWithoutAValidType) {
     for (const char* const text : {"{}", R"({"type": "Allow"})", R"({"type": 1})", "no JSON"}) {
         EXPECT_FALSE(scenario(text)) << text;
     }
-    EXPECT_EQ(log.records(),
-              Records(4, "|WARNING|Scenario without specify type: allow, forbid or drop, skip it"));
+    EXPECT_EQ(log.records(), Records(4,
+                                     "|WARNING|Scenario without specify type: "
+                                     "allow, forbid or drop, skip it"));
 }
 
 TEST(Scenario, SaysWhenAKindIsAskedForWhatItDoesNotHold) {
@@ -102,6 +115,92 @@ TEST(Scenario, SaysWhenAKindIsAskedForWhatItDoesNotHold) {
                            "wrong, this must not gonna happend!");
     }
     EXPECT_EQ(log.records(), expected);
+}
+
+TEST(AccessScenario, ExpiresOnlyBeyondItsLimits) {
+    // The limits; what the second record says (the first is 10000 bytes each
+    // way); the outcome. The station comes with 3000 seconds of session already
+    // spent.
+    const struct {
+        const char* limits;
+        std::uint64_t transmitted, received;
+        int uptime;
+        const char* reason;
+    } rows[] = {
+        {R"("session": 3600)", 0, 0, 600, ""},
+        {R"("session": 3600)", 0, 0, 601, "session-over"},
+        {R"("time": 600)", 0, 0, 600, ""},
+        {R"("time": 600)", 0, 0, 601, "time-over"},
+        {R"("traffic": 1000)", 600, 400, 0, ""},
+        {R"("traffic": 1000)", 600, 401, 0, "traffic-over"},
+        {R"("traffic": 1000)", 1001, 0, 0, "traffic-over"},
+        {R"("tx-bytes": 1000)", 1000, 9000, 0, ""},
+        {R"("tx-bytes": 1000)", 1001, 0, 0, "traffic-over"},
+        {R"("rx-bytes": 1000)", 9000, 1000, 0, ""},
+        {R"("rx-bytes": 1000)", 0, 1001, 0, "traffic-over"},
+        {R"("rx-bytes": -1, "tx-bytes": -1, "traffic": -1)", 1ULL << 62, 1, 0, ""},
+        {R"("time": 5, "traffic": 5)", 6, 6, 6, "time-over"},
+        {R"("id": 1)", 1ULL << 40, 1ULL << 40, 1 << 30, ""},
+    };
+    FakeClock clock;
+    for (const auto& row : rows) {
+        const std::string text = R"({"type": "allow", "name": "guest", "deauth": "over", )" +
+                                 (row.limits + std::string("}"));
+        const auto target = scenario(text.c_str());
+        target->startScenario(3000);
+        feed(*target, 10000, 10000);
+        clock.advanceSeconds(row.uptime);
+        feed(*target, 10000 + row.transmitted, 10000 + row.received, row.uptime);
+        EXPECT_EQ(target->isExpired(), *row.reason != '\0') << text;
+        EXPECT_EQ(target->getExpireReason(), row.reason) << text;
+        target->startScenario(0);
+        EXPECT_EQ(target->getExpireReason(), "") << text;
+    }
+}
+
+TEST(AccessScenario, CountsTrafficFromTheFirstRecordAfterAStart) {
+    const FakeClock clock;
+    const auto target = scenario(R"({"type": "allow", "name": "guest", "traffic": 1000000})");
+    feed(*target, 7000, 3000);
+    target->startScenario(0);
+    EXPECT_EQ(target->getCurrentTraffic(), 10000);
+    feed(*target, 0, 3000);  // a counter at zero has not begun
+    feed(*target, 8000, 3000);
+    EXPECT_EQ(target->getCurrentTraffic(), 0);
+    feed(*target, 8500, 3500);
+    EXPECT_EQ(target->getCurrentTraffic(), 1000);
+}
+
+TEST(AccessScenario, HandsBackTheDriversCountersAndItsLimit) {
+    const auto target = scenario(R"({"type": "allow", "name": "guest", "time": 600})");
+    ClientStatisticInfo record("wlan0", MacAddr("02:00:00:00:00:01"), 1, 2, 3, 4, 5, 6, 7, 8, 9, 10,
+                               11);
+    target->updateStatistic(record);
+    const ClientStatisticInfo back = target->getStatistic();
+
+    EXPECT_EQ(back.interface, "");
+    EXPECT_TRUE(back.identity.mac.isZero());
+    EXPECT_EQ(std::tie(back.rxBytes, back.txBytes, back.rxPackets, back.txPackets,
+                       back.rxDroppedPackets, back.txDroppedPackets, back.txLostPackets,
+                       back.txDroppedBytes, back.rxDroppedBytes, back.uptime, back.timeLimit),
+              std::make_tuple(1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10, 600));
+}
+
+TEST(AccessScenarioConstraints, TakeOverWhatIsNotZeroButTheAwayTimeout) {
+    AccessScenarioConstraints limits(std::make_shared<JsonEntry>(
+        R"({"expire-time": 1, "away-timeout": 2, "transmit-maximum-speed": 3,
+            "receive-maximum-speed": 4, "transmit-maximum-bytes": 5,
+            "receive-maximum-bytes": -1, "traffic-limit": 7})"));
+    limits.update(AccessScenarioConstraints(std::make_shared<JsonEntry>(
+        R"({"expire-time": "11", "away-timeout": 30, "max-session-time": 18, "traffic-limit": 0,
+            "receive-maximum-speed": {}})")));
+
+    EXPECT_EQ(std::tie(limits.expireTime, limits.awayTimeout, limits.maxSessionTime),
+              std::make_tuple(11, 2, 18));
+    EXPECT_EQ(std::tie(limits.txMaxSpeed, limits.rxMaxSpeed, limits.trafficLimit),
+              std::make_tuple(3U, 4U, 7U));
+    EXPECT_EQ(std::tie(limits.txMaxBytes, limits.rxMaxBytes),
+              std::make_tuple(5U, 18446744073709551615U));
 }
 
 }  // namespace
