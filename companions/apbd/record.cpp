@@ -1,9 +1,9 @@
 #include "apbd/record.h"
 
 #include <algorithm>
-#include <cctype>
 #include <limits>
 
+#include "ostrel/addresses.h"
 #include "ostrel/clock.h"
 
 namespace apbd {
@@ -24,25 +24,6 @@ constexpr std::int64_t kMostAhead = 1200;
 
 // A record's session time is a number of 32 bits.
 constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int32_t>::max();
-
-bool isMac(const std::string& text) {
-    if (text.size() != 17) {
-        return false;
-    }
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool colon = i % 3 == 2;
-        if (colon ? text[i] != ':' : std::isxdigit(static_cast<unsigned char>(text[i])) == 0) {
-            return false;
-        }
-    }
-    return true;
-}
-
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return text;
-}
 
 std::int64_t numberOf(const Json& object, const char* key) {
     const auto member = object.find(key);
@@ -82,12 +63,12 @@ std::optional<Key> keyOf(const Json& user) {
         !user["mobility-domain"].is_string()) {
         return std::nullopt;
     }
-    Key key{{textOf(user, "mobility-domain"), textOf(user, "ssid")},
-            lowerCase(textOf(user, "sta-mac"))};
-    if (!isMac(key.mac) || key.scope.ssid.empty()) {
+    const std::string ssid = textOf(user, "ssid");
+    const auto mac = ostrel::parseColonMac(textOf(user, "sta-mac"));
+    if (!mac || ssid.empty()) {
         return std::nullopt;
     }
-    return key;
+    return Key{{textOf(user, "mobility-domain"), ssid}, ostrel::macText(*mac)};
 }
 
 std::string encode(const Record& record) {

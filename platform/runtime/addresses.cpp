@@ -11,16 +11,6 @@ namespace {
 
 constexpr std::size_t kTextLength = 17;
 
-// The colons stand as in "aa:bb:cc:dd:ee:ff".
-bool hasUsualColons(std::string_view text) {
-    for (std::size_t i = 2; i < kTextLength; i += 3) {
-        if (text.size() < kTextLength || text[i] != ':') {
-            return false;
-        }
-    }
-    return true;
-}
-
 }  // namespace
 
 std::optional<MacBytes> parseMac(std::string_view text) {
@@ -40,13 +30,22 @@ std::optional<MacBytes> parseMac(std::string_view text) {
     return text.empty() ? std::optional(mac) : std::nullopt;
 }
 
+std::optional<MacBytes> parseColonMac(std::string_view text) {
+    if (text.size() != kTextLength) {
+        return std::nullopt;
+    }
+    for (std::size_t i = 2; i < kTextLength; i += 3) {
+        if (text[i] != ':') {
+            return std::nullopt;
+        }
+    }
+    return parseMac(text);
+}
+
 std::optional<MacBytes> scanMac(const std::string& text) {
     // sscanf() costs ten times as much, and every station's address passes here once a second.
-    if (hasUsualColons(text)) {
-        const auto usual = parseMac(std::string_view(text).substr(0, kTextLength));
-        if (usual.has_value()) {
-            return usual;
-        }
+    if (const auto usual = parseColonMac(std::string_view(text).substr(0, kTextLength))) {
+        return usual;
     }
     std::array<unsigned int, std::tuple_size_v<MacBytes>> fields{};
     if (std::sscanf(text.c_str(), "%02x:%02x:%02x:%02x:%02x:%02x", &fields[0], &fields[1],

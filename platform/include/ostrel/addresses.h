@@ -2,7 +2,7 @@
 
 // Addresses and their texts: hardware (MAC) addresses, IPv4 addresses, paths of Unix sockets.
 //
-// Threads: every function may be called from any thread; nothing is kept.
+// Every function may be called from any thread. None keeps anything.
 
 #include <netinet/in.h>
 #include <sys/un.h>
@@ -22,23 +22,26 @@ using MacBytes = std::array<std::uint8_t, 6>;
 // "." or nothing between two pairs. Nothing when the text is anything else.
 [[nodiscard]] std::optional<MacBytes> parseMac(std::string_view text);
 
+// The same, but there must be a ":" between each two pairs.
+[[nodiscard]] std::optional<MacBytes> parseColonMac(std::string_view text);
+
 // The address that `text` begins with, as sscanf() reads it with
-// "%02x:%02x:%02x:%02x:%02x:%02x": a field may have a single digit and stand behind blanks, and
-// what follows the last field does not matter. Nothing when a field is missing.
+// "%02x:%02x:%02x:%02x:%02x:%02x": a field may have a single digit, and blanks before it. What
+// follows the last field does not matter. Nothing when a field is missing.
 [[nodiscard]] std::optional<MacBytes> scanMac(const std::string& text);
 
 // "aa:bb:cc:dd:ee:ff"
 [[nodiscard]] std::string macText(const MacBytes& mac);
 
-// The address that `text`, four decimal numbers with dots between them, spells. Nothing when the
+// The address that `text` spells as four decimal numbers with dots between them. Nothing when the
 // text is anything else.
 [[nodiscard]] std::optional<in_addr> parseIpv4(const std::string& text);
 
 // "192.0.2.1"
 [[nodiscard]] std::string ipv4Text(in_addr address);
 
-// Makes `address` that of the Unix socket at `path`. False, with errno ENAMETOOLONG, when the path
-// is too long for one.
+// Sets `address` to the Unix socket at `path`. False, with errno ENAMETOOLONG, when the path is too
+// long for a socket.
 [[nodiscard]] bool unixAddress(const std::string& path, sockaddr_un& address);
 
 }  // namespace ostrel

@@ -35,6 +35,9 @@ TEST(Addresses, ReadsHardwareAddresses) {
     for (const auto& row : rows) {
         EXPECT_EQ(textOf(parseMac(row.text)), row.parsed) << row.text;
         EXPECT_EQ(textOf(scanMac(row.text)), row.scanned) << row.text;
+        // With all five colons, and only then, both readings agree.
+        EXPECT_EQ(textOf(parseColonMac(row.text)), row.parsed == row.scanned ? row.parsed : kNone)
+            << row.text;
     }
 }
 
