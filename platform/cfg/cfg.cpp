@@ -9,7 +9,7 @@ namespace {
 
 using Json = std::unique_ptr<json_object, int (*)(json_object*)>;
 
-// What stands under one name: a child, or a parameter's text where there is none.
+// The value of one name: a child, or a parameter's text when `child` is null.
 struct Member {
     std::string name;
     std::string text;
@@ -124,14 +124,6 @@ int cfg_insert_child(cfg_t* object, const char* name, cfg_t* child) {
     ++child->references;
     object->set(name, "", child);
     return 0;
-}
-
-cfg_t* cfg_get_child(const cfg_t* object, const char* name) {
-    if (object == nullptr || name == nullptr) {
-        return nullptr;
-    }
-    const Member* member = object->find(name);
-    return member != nullptr ? member->child : nullptr;
 }
 
 const ostrel::JsonSource* cfg_json_source(const cfg_t* object) {

@@ -1,8 +1,9 @@
 #pragma once
 
-// The one mutex of the project, annotated for Clang's thread-safety analysis: what a mutex guards
-// says GUARDED_BY, what expects it held says REQUIRES, and a build with clang proves it. std::mutex
-// and std::lock_guard are invisible to the analysis, so nothing else is used.
+// The one mutex of the project, annotated for Clang's thread-safety analysis. A member that a mutex
+// guards says GUARDED_BY, a function that needs the mutex held says REQUIRES, and a build with
+// clang proves it. The analysis does not see std::mutex and std::lock_guard, so nothing uses them
+// directly.
 
 #include <chrono>
 #include <condition_variable>
@@ -17,12 +18,10 @@
 #define CAPABILITY(name) OSTREL_ANNOTATE(capability(name))
 #define SCOPED_CAPABILITY OSTREL_ANNOTATE(scoped_lockable)
 #define GUARDED_BY(mutex) OSTREL_ANNOTATE(guarded_by(mutex))
-#define PT_GUARDED_BY(mutex) OSTREL_ANNOTATE(pt_guarded_by(mutex))
 #define REQUIRES(...) OSTREL_ANNOTATE(requires_capability(__VA_ARGS__))
 #define EXCLUDES(...) OSTREL_ANNOTATE(locks_excluded(__VA_ARGS__))
 #define ACQUIRE(...) OSTREL_ANNOTATE(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) OSTREL_ANNOTATE(release_capability(__VA_ARGS__))
-#define ACQUIRED_AFTER(...) OSTREL_ANNOTATE(acquired_after(__VA_ARGS__))
 #define NO_THREAD_SAFETY_ANALYSIS OSTREL_ANNOTATE(no_thread_safety_analysis)
 
 namespace ostrel {
@@ -53,13 +52,14 @@ private:
     Mutex& mutex_;
 };
 
-// A condition variable over Mutex. There is no form with a predicate, because the analysis can't
-// see into the lambda: callers write the while loop.
+// A condition variable for Mutex. It has no form with a predicate, because the analysis can't see
+// into the lambda: callers write the while loop.
 class CondVar {
 public:
     void notifyOne() { condition_.notify_one(); }
     void notifyAll() { condition_.notify_all(); }
 
+    // Wakes without a notification too, as every condition variable may.
     void wait(Mutex& mutex) REQUIRES(mutex) {
         std::unique_lock<std::mutex> lock(mutex.mutex_, std::adopt_lock);
         condition_.wait(lock);
