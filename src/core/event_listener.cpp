@@ -11,6 +11,12 @@ constexpr int kPeriodMicroseconds = 100000;
 
 }  // namespace
 
+void Threaded::join() {
+    if (started_ && thread_.joinable()) {
+        thread_.join();
+    }
+}
+
 EventListener::EventListener() : LoopWorker("unnamed", kPeriodMicroseconds) {}
 
 bool EventListener::run() {

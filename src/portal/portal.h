@@ -14,7 +14,7 @@
 
 #include "core/loop_worker.h"
 #include "core/message_entry.h"
-#include "kernel/station_receiver.h"
+#include "kernel/kernel_worker.h"
 #include "radius/session_directory.h"
 #include "statistics/information_collector.h"
 

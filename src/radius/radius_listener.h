@@ -3,8 +3,8 @@
 // The process's thread for the RADIUS library's event loop. Answers, give-ups and disconnect
 // requests are handled on it. Reached through Singleton<RadiusListener>.
 
+#include "core/event_listener.h"
 #include "core/singleton.h"
-#include "core/threaded.h"
 
 namespace vesta {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "kernel/station_receiver.h"
+#include "kernel/kernel_worker.h"
 #include "support/collected.h"
 
 namespace vesta::testing {
