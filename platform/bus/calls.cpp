@@ -36,8 +36,8 @@ bool contextOf(json_object* answer, std::uint32_t& number) {
 
 }  // namespace
 
-// The numbers begin anywhere, so that a late answer to a predecessor of this process is not taken
-// for an answer to one of ours.
+// The numbers begin anywhere, so that a late answer to an earlier process of this module does not
+// match a call of ours.
 Calls::Calls(Onward onward)
     : onward_(std::move(onward)),
       lastNumber_(static_cast<std::uint32_t>(clock().monotonicMicroseconds()) & kLargestNumber),
@@ -112,8 +112,8 @@ void Calls::run() {
     }
 }
 
-// Waits for something to do; false at the end. What has arrived goes before what has expired, so
-// that an answer which came in time counts, however long the callbacks before it took.
+// Waits for something to do; false at the end. Arrivals come before expired calls: an answer that
+// came in time counts, however long the callbacks before it took.
 bool Calls::next(Work& work) {
     MutexLock lock(mutex_);
     while (!stopped_) {
@@ -141,7 +141,7 @@ void Calls::deliver(Arrival arrival) {
     Json node;
     Call call;
     if (arrival.from->condemned()) {
-        // What comes behind something unreadable is not handled.
+        // Nothing after an unreadable frame is handled.
     } else if (reader_.read(arrival.frame.payload, node) == JsonReader::Kind::notJson) {
         condemnForGarbage(arrival);
     } else if (node != nullptr && answered(module, node.get(), call)) {

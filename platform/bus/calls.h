@@ -1,11 +1,10 @@
 #pragma once
 
-// The outstanding calls of async_send, and the thread that answers them. A frame from a module that
-// has been asked something goes through this thread first: an answer to a call ends at its
-// callback, anything else goes on to the process queue, in the order in which that module sent it.
+// The outstanding calls of async_send(), and the thread that answers them. A frame from a module
+// with an open call goes through this thread first. An answer ends at its callback. Any other frame
+// goes on to the queue of process(), in the order in which the module sent it.
 //
-// Threads: any. Callbacks are made on the delivery thread with no lock held; they may open new
-// calls.
+// Threads: any. Callbacks run on the delivery thread with no lock held, and may open new calls.
 
 #include <cstdint>
 #include <deque>
@@ -41,7 +40,7 @@ public:
     // Withdraws a call that was not sent; its callback is never made. False when it has expired.
     [[nodiscard]] bool withdraw(std::uint32_t number) EXCLUDES(mutex_);
 
-    // Takes a frame, to the delivery thread if its sender was asked something, else onward.
+    // Takes a frame: to the delivery thread if its sender has an open call, else onward.
     void accept(Arrival arrival) EXCLUDES(mutex_);
 
     // Ends the thread; calls that are still open get no callback.

@@ -183,8 +183,8 @@ void Connection::updateInterest() {
     epoll_event event{};
     event.events = (reading ? EPOLLIN : 0U) | (queue_.empty() ? 0U : EPOLLOUT);
     event.data.u64 = id_;
-    // A hang-up is told even where nothing is asked for, again and again: a paused connection must
-    // not be known to epoll at all.
+    // epoll reports a hang-up again and again, even when no event was asked for. So it must not
+    // know a paused connection at all.
     const bool wanted = event.events != 0 || !paused_ || condemned_;
     if (wanted && (!registered_ || event.events != interest_)) {
         const int operation = registered_ ? EPOLL_CTL_MOD : EPOLL_CTL_ADD;

@@ -1,13 +1,13 @@
 #pragma once
 
-// One open connection of the bus: the bytes that wait to leave, the frame that is arriving, and
-// what the event loop shall tell about it. A peer that misbehaves costs its own connection and no
-// more: what waits for it is bounded, and while too much of what it sent is unhandled, nothing more
-// is read from it.
+// One open connection of the bus: the bytes that wait to leave, the frame that is arriving, and the
+// events to wait for. A peer that misbehaves loses its own connection, and nobody else's: the bytes
+// that wait for it are limited, and nothing more is read from it while too many of its frames are
+// unhandled.
 //
 // Threads: send(), condemn(), release() and the getters from any thread; read() and close() belong
-// to the I/O thread. Every use of the descriptor outside that thread is made under the mutex, so it
-// can be closed at once, whoever still refers to the connection.
+// to the I/O thread. Other threads use the descriptor under the mutex alone, so it can be closed at
+// once though others still hold the connection.
 
 #include <sys/types.h>
 
@@ -26,7 +26,7 @@
 
 namespace ostrel::bus {
 
-// What may wait to be sent to one peer; a single frame of any size may always wait.
+// How many bytes may wait for one peer. A single frame may wait whatever its size.
 inline constexpr std::size_t kMaxQueuedBytes = 4 * 1024 * 1024;
 // Above this much unhandled input, reading from the peer pauses until half of it is handled.
 inline constexpr std::size_t kMaxUnhandledBytes = 4 * 1024 * 1024;
@@ -40,8 +40,8 @@ public:
     void start() EXCLUDES(mutex_);
 
     enum class Sent { done, full, broken };
-    // Writes `frame` at once where the peer takes it, else queues what is left of it. `full`:
-    // nothing of it was taken. `broken`: the peer reads no more.
+    // Writes as much of `frame` as the peer takes now, and queues the rest. `full`: the queue has
+    // no room and nothing was written. `broken`: the peer reads no more.
     [[nodiscard]] Sent send(std::string_view frame) EXCLUDES(mutex_);
 
     // Writes what waits as far as the peer takes it.
@@ -52,14 +52,15 @@ public:
     // peer will send no more. `unreadable`: what it sent is no frame.
     [[nodiscard]] Read read(std::vector<char>& buffer, std::vector<Frame>& frames);
 
-    // The peer sends no more but may still read: only its departure is of interest from now on.
+    // To be called when the peer sends no more but may still read: waits only for its hang-up.
     void expectNoMore() EXCLUDES(mutex_);
 
-    // Counts unhandled input, and takes it back when it is handled.
+    // Adds to the unhandled input, and subtracts from it when it is handled. In bytes.
     void charge(std::size_t bytes) EXCLUDES(mutex_);
     void release(std::size_t bytes) EXCLUDES(mutex_);
 
-    // Has the I/O thread close the connection, and what it sent since dropped. True the first time.
+    // Makes the I/O thread close the connection; frames that it still sends are dropped. True the
+    // first time.
     bool condemn() EXCLUDES(mutex_);
     [[nodiscard]] bool condemned() const EXCLUDES(mutex_);
 

@@ -68,8 +68,8 @@ bool Exchange::send(std::string_view text, std::uint32_t module) {
         return false;
     }
     const std::string frame = encodeFrame(module_, payload);
-    // Every turn but the last finds a connection whose peer has gone, and forgets its routes. A new
-    // connection that breaks at once is not followed by another: sending must come to an end.
+    // Every turn but the last finds a connection whose peer has gone, and forgets its routes. When
+    // even a new connection breaks at once, sending gives up.
     for (bool fresh = false; !fresh;) {
         const std::shared_ptr<Connection> connection = reach(module, fresh);
         if (connection == nullptr) {
@@ -185,7 +185,7 @@ void Exchange::handleConnection(const std::shared_ptr<Connection>& connection,
     try {
         readFrom(connection, (events & EPOLLHUP) != 0);
     } catch (const std::exception& problem) {
-        // Memory that runs out for one peer's frame is no reason to lose the others.
+        // When memory runs out for one peer's frame, only that peer loses its connection.
         report(LogLevel::error, "bus: %s on reading from %s, connection closed", problem.what(),
                connection->peerName().c_str());
         closeConnection(connection);
@@ -235,7 +235,8 @@ std::shared_ptr<Connection> Exchange::open(Fd socket, pid_t process) {
     return connection;
 }
 
-// The connection for `module`, made where there is none (`fresh`); null when it isn't there.
+// The connection to `module`; a new one (`fresh`) when there is none yet. Null when the module
+// isn't there.
 std::shared_ptr<Connection> Exchange::reach(std::uint32_t module, bool& fresh) {
     if (std::shared_ptr<Connection> connection = peers_.route(module)) {
         return connection;
@@ -262,7 +263,8 @@ std::shared_ptr<Connection> Exchange::reach(std::uint32_t module, bool& fresh) {
     return connection;
 }
 
-// Once until the module is reached again; tools come and go and are not remembered.
+// Reports an absent module once until it is reached again. Tools come and go and are not
+// remembered.
 void Exchange::reportAbsent(std::uint32_t module, const char* reason) {
     if (module >= kFirstTool) {
         report(LogLevel::debug, "bus: tool %u is not there: %s", module, reason);

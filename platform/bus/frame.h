@@ -29,7 +29,7 @@ struct Frame {
 class FrameReader {
 public:
     // Takes the next bytes of the stream and appends the frames that they complete. False as soon
-    // as a header claims more than kMaxPayloadBytes: nothing behind it can be made out any more.
+    // as a header claims more than kMaxPayloadBytes: the stream can't be read any further.
     [[nodiscard]] bool feed(std::string_view bytes, std::vector<Frame>& frames);
 
     // Whether a frame has begun and not ended.

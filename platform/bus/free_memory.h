@@ -8,13 +8,12 @@
 
 namespace ostrel::bus {
 
-// Parsing takes about fifteen times the text's size for a moment. Of a text of this size that is
-// worth giving back at once; below it the allocator does better with what it has.
+// Parsing takes about fifteen times the text's size for a moment. From this size on, the memory is
+// given back at once; for less, the allocator does better to keep it.
 inline constexpr std::size_t kLargePayload = std::size_t{1} << 20U;
 
-// Returns free memory to the system: what an allocator keeps for later counts as the process's
-// memory, and a tree of nodes comes back to it in pieces too small to leave by themselves. To be
-// called when a large payload and its nodes are gone.
+// Returns free memory to the system. Call it when a large payload and its nodes are freed: the
+// allocator would keep their many small pieces, which count as the process's memory.
 void releaseFreeMemory();
 
 }  // namespace ostrel::bus

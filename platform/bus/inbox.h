@@ -1,7 +1,7 @@
 #pragma once
 
-// The frames that wait for process(), in order of arrival. Its size is bounded by what each
-// connection may leave unhandled.
+// The frames that wait for process(), in order of arrival. The limit on each connection's unhandled
+// input limits them too.
 //
 // Threads: any.
 
@@ -18,7 +18,7 @@ public:
     void push(Arrival arrival) EXCLUDES(mutex_);
 
     enum class Take { arrival, timedOut, stopped };
-    // Waits for the next frame. Once stopped, nothing is given any more.
+    // Waits for the next frame. Gives nothing once stopped.
     [[nodiscard]] Take take(Arrival& arrival) EXCLUDES(mutex_);
     // The same, until `deadline` at the latest.
     [[nodiscard]] Take takeBefore(std::chrono::steady_clock::time_point deadline, Arrival& arrival)
@@ -27,7 +27,7 @@ public:
     // Puts frames back to where they were, in front of those that came since.
     void putBack(std::deque<Arrival> arrivals) EXCLUDES(mutex_);
 
-    // For good.
+    // Ends every take(), now and from now on.
     void stop() EXCLUDES(mutex_);
 
 private:

@@ -27,7 +27,7 @@ std::uint32_t moduleNumber(int module) {
     return static_cast<std::uint32_t>(module);
 }
 
-// The first of a text that may be of any length, for a report.
+// The beginning of a text, for a report.
 std::string shortened(const std::string& text) {
     return text.substr(0, 64);
 }
@@ -129,7 +129,7 @@ void* IpcInterface::receive_initial_config() {
     while (configuration == nullptr) {
         if (std::chrono::steady_clock::now() >= nextRequest) {
             nextRequest = std::chrono::steady_clock::now() + kConfigurationRetry;
-            // A module that isn't there is as good as one that gives no answer: it is asked again.
+            // An absent module is asked again, like one that gives no answer.
             static_cast<void>(send(kConfigurationRequest, IPC_MODULE_CONFIGURATION));
         }
         Arrival arrival;
@@ -153,7 +153,7 @@ void IpcInterface::process(const CommandTable& commands) {
         if (bus_->inbox.take(arrival) == Inbox::Take::stopped) {
             return;
         }
-        // What comes behind something unreadable on the same connection is not handled.
+        // Nothing after an unreadable frame of the same connection is handled.
         if (!arrival.from->condemned()) {
             dispatch(commands, reader, arrival);
         }
@@ -200,7 +200,7 @@ bool IpcInterface::async_send(void* message, int module, void* user, ResponseCal
         bus_->calls.open(moduleNumber(module), user, std::move(callback), timeoutSeconds);
     json_object_object_add(request.get(), "context", json_object_new_int(static_cast<int>(number)));
     const char* text = json_object_to_json_string_ext(request.get(), JSON_C_TO_STRING_PLAIN);
-    // A call that has expired before its frame was refused has had its callback.
+    // If the call expired before its frame was refused, its callback has been called.
     return bus_->exchange.send(text, moduleNumber(module)) || !bus_->calls.withdraw(number);
 }
 

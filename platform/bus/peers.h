@@ -24,12 +24,12 @@ public:
     [[nodiscard]] std::vector<std::shared_ptr<Connection>> all() const EXCLUDES(mutex_);
     [[nodiscard]] std::size_t size() const EXCLUDES(mutex_);
 
-    // The peer of `connection` has shown itself as `module`. Of one connection the last 16 numbers
-    // are remembered.
+    // Notes that the peer of `connection` calls itself `module`. The last 16 numbers of a
+    // connection are kept.
     void show(std::uint32_t module, const std::shared_ptr<Connection>& connection) EXCLUDES(mutex_);
     // The connection on which `module` was shown last, or null.
     [[nodiscard]] std::shared_ptr<Connection> route(std::uint32_t module) const EXCLUDES(mutex_);
-    // Nothing leaves on `connection` any more.
+    // Sends nothing on `connection` any more.
     void dropRoutes(const std::shared_ptr<Connection>& connection) EXCLUDES(mutex_);
 
 private:

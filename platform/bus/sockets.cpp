@@ -108,8 +108,8 @@ void ListeningSocket::bindAndListen(const std::string& directory, int backlog) {
         fail("name");
     }
     socket_ = newSocket();
-    // The file takes the mode of the unbound socket, less the umask: at no moment is it open to
-    // more than the mode that it ends with.
+    // The file takes the mode of the unbound socket, less the umask. So it is never open to more
+    // users than in the end.
     if (!socket_.valid() || fchmod(socket_.get(), 0660) != 0 ||
         bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         fail("make");

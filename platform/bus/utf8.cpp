@@ -11,8 +11,9 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xef\xbf\xbd";
 
-// The characters of more than one byte (RFC 3629, section 4): neither in more bytes than they take,
-// nor the halves of UTF-16 pairs, nor beyond U+10FFFF. From the third on every byte is 80 to BF.
+// The characters of several bytes (RFC 3629, section 4), without those in more bytes than they
+// need, the halves of UTF-16 pairs and those beyond U+10FFFF. From the third on every byte is 80 to
+// BF.
 struct Form {
     unsigned char firstLead, lastLead;
     unsigned char firstSecond, lastSecond;
@@ -38,7 +39,7 @@ bool begins(std::string_view text, const Form& form) {
     return std::all_of(rest.begin(), rest.end(), [](char c) { return within(c, 0x80, 0xbf); });
 }
 
-// Bytes of the character of more than one that `text` begins with; 0 where it begins with none.
+// The length of the character of several bytes at the beginning of `text`; 0 when there is none.
 std::size_t characterLength(std::string_view text) {
     const auto form = std::find_if(std::begin(kForms), std::end(kForms),
                                    [text](const Form& one) { return begins(text, one); });

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the bus does about texts from elsewhere, a RADIUS attribute for one, whose bytes are not
-// UTF-8: a peer that was sent them would have to close the connection.
+// Makes texts from elsewhere UTF-8. A RADIUS attribute, for example, may hold any bytes; a peer
+// would close the connection for them.
 //
 // Threads: plain functions.
 
@@ -10,8 +10,8 @@
 
 namespace ostrel::bus {
 
-// `text` itself where it is UTF-8 (RFC 3629, section 4). Otherwise a copy, kept in `repaired`, with
-// U+FFFD in the place of each byte that belongs to no character.
+// `text` itself when it is UTF-8 (RFC 3629, section 4). Otherwise a copy, kept in `repaired`, with
+// U+FFFD for each byte that belongs to no character.
 [[nodiscard]] std::string_view asUtf8(std::string_view text, std::string& repaired);
 
 }  // namespace ostrel::bus

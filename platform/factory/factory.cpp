@@ -17,8 +17,7 @@ using ostrel::LogLevel;
 using Json = std::unique_ptr<json_object, int (*)(json_object*)>;
 using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 
-// Far more than five texts need; it keeps a wrong path (a log file, a device) from being read
-// whole.
+// Far more than five texts need. A wrong path (a log file, a device) is not read whole.
 constexpr std::size_t kMaxFileBytes = 64 * 1024;
 
 libfactory_data machineData() {
@@ -46,8 +45,8 @@ bool readFile(const std::string& path, std::string& text) {
     return text.size() <= kMaxFileBytes;
 }
 
-// Takes one text of the file; `value` stays as it is where the file has none. False when the file
-// has something else than a text there.
+// Takes one text of the file; `value` stays as it is when the file has none. False when the value
+// in the file is no text.
 bool takeText(const std::string& path, json_object* object, const char* key, std::string& value) {
     json_object* member = nullptr;
     if (!json_object_object_get_ex(object, key, &member) || member == nullptr) {

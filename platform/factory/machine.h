@@ -1,6 +1,6 @@
 #pragma once
 
-// What a Linux machine tells of its own identity, for boxes that no factory has written to.
+// The identity of a Linux machine, for boxes without factory data.
 //
 // Threads: every function may be called from any thread; nothing is kept.
 
@@ -15,7 +15,7 @@ std::string hostName();
 std::string machineId(const std::string& path = "/etc/machine-id");
 
 // The hardware address of the first real interface under `directory`, "aa:bb:cc:dd:ee:ff": in
-// the order of their names the first one backed by a device, else the first with an address at all.
+// order of their names the first one of a device, or else the first one with an address.
 // "" when there is none; the loopback and all-zero addresses don't count.
 std::string interfaceMac(const std::string& directory = "/sys/class/net");
 

@@ -50,8 +50,8 @@ public:
         cut_ = false;
     }
 
-    // A record that would pass the bound is cut with a visible mark, and ended: whether the text
-    // behind the bound holds its line end is not known.
+    // A record that would pass the limit is cut with a visible mark, and ended, because its line
+    // end may be in the part that is lost.
     void append(const char* format, va_list arguments) {
         if (cut_) {
             return;
@@ -166,7 +166,7 @@ void append(Log& log, const char* format, va_list arguments) {
 }  // namespace
 
 void ostrel_log_set_daemonname(const char* name) {
-    // The one that is not in use, for a signal handler may be reading the other.
+    // Writes the name that is not in use: a signal handler may be reading the other.
     char* const free = daemonName.load(std::memory_order_relaxed) == names[0] ? names[1] : names[0];
     std::snprintf(free, kMaxName + 1, "%s", name != nullptr ? name : "");
     daemonName.store(free, std::memory_order_release);

@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::int64_t kReopenSeconds = 5;
 
-// A FIFO is opened for reading as well: it then always has a reader, so that neither the opening
-// fails nor a write raises SIGPIPE while nobody else reads.
+// A FIFO is opened for reading too. So it always has a reader: opening never fails for lack of one,
+// and a write raises no SIGPIPE.
 int accessMode(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) ? O_RDWR : O_WRONLY;
@@ -77,8 +77,7 @@ bool LogFile::rotate() {
     if (rename(path_.c_str(), (path_ + ".1").c_str()) == 0) {
         return open();
     }
-    // A directory that lets nothing be renamed: keeping the limit matters more than the old
-    // records.
+    // The directory lets nothing be renamed. The limit matters more than the old records.
     return ftruncate(descriptor_, 0) == 0;
 }
 
@@ -109,7 +108,7 @@ bool LogFile::adopt(int opened) {
     return moved >= 0;
 }
 
-// Leaves nothing behind that a late record could go to, says so once, and waits for the next try.
+// Gives up the file: late records are lost. Says so once, and waits for the next try.
 bool LogFile::fail(int error) {
     const int nothing = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (nothing >= 0) {

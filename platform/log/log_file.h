@@ -1,11 +1,10 @@
 #pragma once
 
-// The file beneath the log: opened so that nothing about it can block the daemon, kept below its
-// limit, opened anew when it has vanished. The number of the descriptor stays the same from the
-// first opening on, whatever is opened later, so that a signal handler on another thread never
-// writes to a descriptor that has become something else.
+// The file of the log. It never blocks the daemon, stays below its limit and is opened anew when
+// somebody removes it. The number of the descriptor never changes after the first opening, so a
+// signal handler on another thread always writes to the log.
 //
-// Threads: one at a time; the number that descriptor() returns may be written to at any moment.
+// Threads: one at a time. Any thread may write to descriptor() at any moment.
 
 #include <cstddef>
 #include <cstdint>
@@ -29,10 +28,10 @@ public:
     // Writes one whole record. False with errno set when it did not go out whole.
     [[nodiscard]] bool append(const char* record, std::size_t length);
 
-    // Only a part of the last record went out: the file does not end with a line end.
+    // True when only a part of the last record went out, so the file does not end with a line end.
     [[nodiscard]] bool torn() const { return torn_; }
 
-    // -1 until something could be opened.
+    // -1 until a file could be opened.
     [[nodiscard]] int descriptor() const { return descriptor_; }
 
 private:

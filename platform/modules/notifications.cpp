@@ -20,7 +20,7 @@ constexpr int kSocketFlags = SOCK_NONBLOCK | SOCK_CLOEXEC;
 constexpr int kReceiveBuffer = 8 * 1024 * 1024;
 constexpr const char* kPrefix = "notify-";
 
-// Invalid where the kernel has no such module, or the module no such protocol.
+// Invalid when the kernel has no such module, or the module no such protocol.
 Fd netlinkSocket() {
     if (access(kRedirectorPath, F_OK) != 0) {
         return Fd();
@@ -29,7 +29,7 @@ Fd netlinkSocket() {
 }
 
 bool bindNetlink(const Fd& fd, std::uint32_t processId) {
-    // The first one is not bound by net.core.rmem_max, but for the privileged.
+    // SO_RCVBUFFORCE passes net.core.rmem_max, but needs a privilege.
     if (setsockopt(fd.get(), SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) !=
         0) {
         setsockopt(fd.get(), SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
@@ -40,7 +40,7 @@ bool bindNetlink(const Fd& fd, std::uint32_t processId) {
     return bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-// Nobody holds the socket at `path` any more.
+// True when no process has the socket at `path` any more.
 bool isOrphan(const std::string& path) {
     sockaddr_un address;
     const Fd probe(socket(AF_UNIX, SOCK_DGRAM | kSocketFlags, 0));

@@ -99,7 +99,7 @@ int Redirector::request(unsigned long number, void* argument) {
     const Deadline deadline(kAnswerBound);
     const bool reached = ready(number, deadline);
     if (number == kSetNotified) {
-        // Also where nobody is there to hear it: whoever comes later is told.
+        // Kept also when there is no server: one that comes later is told.
         std::memcpy(&notified_.emplace(), argument, kWord);
     }
     return reached ? issue(number, argument, deadline) : -1;
@@ -113,8 +113,8 @@ bool Redirector::renewed() {
     return std::exchange(renewed_, false);
 }
 
-// Makes the way ready for request `number`. Who is reached anew may be somebody else than before:
-// the first that it hears is whom to notify.
+// Makes the connection ready for request `number`. A new connection may lead to another server, so
+// that is first told whom to notify.
 bool Redirector::ready(unsigned long number, const Deadline& deadline) {
     if (isOpen()) {
         return true;
@@ -135,8 +135,8 @@ bool Redirector::ready(unsigned long number, const Deadline& deadline) {
     return true;
 }
 
-// Something to read before a request is sent is the end of the connection, or an answer to an
-// earlier request, which must not be taken for the next one's.
+// What can be read before a request is sent is the end of the connection, or a late answer to an
+// earlier request. Neither must be taken for the next answer.
 bool Redirector::isOpen() {
     char byte = 0;
     if (server_.valid() && (recv(server_.get(), &byte, 1, MSG_DONTWAIT | MSG_PEEK) >= 0 ||
@@ -204,7 +204,7 @@ bool Redirector::send(unsigned long number, const Sizes& sizes, const void* argu
     return sent >= 0;
 }
 
-// The result, 0 or minus errno; nothing when the server gave none that can be used.
+// The result, 0 or minus errno. Nothing when the server gave no usable answer.
 std::optional<std::int32_t> Redirector::receive(const Sizes& sizes, void* argument,
                                                 const Deadline& deadline) {
     std::array<std::uint8_t, kWord + kGateway> answer;
@@ -233,7 +233,7 @@ std::optional<std::int32_t> Redirector::receive(const Sizes& sizes, void* argume
     return result;
 }
 
-// Whatever comes on this connection now would come too late.
+// Closes the connection: an answer would come too late now.
 void Redirector::drop(int error, const char* reason) {
     server_.reset();
     if (error == EAGAIN || error == EWOULDBLOCK) {

@@ -1,10 +1,9 @@
 #pragma once
 
-// The way to a user-space module server: its address, a connection whose making is bounded in time,
-// and the memory of a server that hangs, so that it costs the daemon one wait now and then instead
-// of one a request.
+// The way to a user-space module server: its address, connecting within a time limit, and a memory
+// of servers that hang. Such a server makes the daemon wait now and then, not at each request.
 //
-// Threads: the functions keep nothing; a Health belongs to whoever holds its owner's lock.
+// Threads: the functions keep nothing; the lock of its owner guards a Health.
 
 #include <sys/socket.h>
 
@@ -34,15 +33,16 @@ private:
 // there (or has left its socket file behind), EIO when it took no connection until `deadline`.
 [[nodiscard]] Fd connectServer(const std::string& path, const Deadline& deadline);
 
-// How a server has been doing. It reports when trouble begins and when it is over, once each.
+// Whether a server answers. Reports once when trouble begins, and once when it is over.
 class Health {
 public:
     // `what` names the server in the reports.
     explicit Health(const char* what) : what_(what) {}
 
-    // Nothing is to be asked of the server for the moment.
+    // True while the server is to be left alone.
     [[nodiscard]] bool resting() const;
-    // It kept somebody waiting in vain: it is left alone for a second, then for longer ones.
+    // Notes that the server did not answer in time: it is left alone for a second, then for longer
+    // and longer.
     void silent();
     void trouble(const char* reason);
     void good();

@@ -14,7 +14,7 @@ namespace {
 using modules::Deadline;
 using modules::Health;
 
-// Only a server whose backlog is full makes anybody wait.
+// How long to wait for a server whose backlog is full.
 constexpr std::chrono::milliseconds kConnectBound{250};
 
 void writeOnce(const char* path, int fd, const std::string& text) {
@@ -46,7 +46,7 @@ bool TextServer::write(const std::string& text) {
         errno = EIO;
         return false;
     }
-    // Without the lock: others need not wait for this one's waiting.
+    // Without the lock, so that other threads do not wait too.
     const Fd fd =
         modules::connectServer(modules::serverDirectory() + "/" + name_, Deadline(kConnectBound));
     const int error = errno;
@@ -66,7 +66,7 @@ bool TextServer::resting() {
     return health_.resting();
 }
 
-// A server that is not there is the caller's to tell.
+// The caller reports a server that is not there.
 void TextServer::settle(bool connected, int error) {
     const MutexLock lock(mutex_);
     if (connected) {

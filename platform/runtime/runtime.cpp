@@ -18,7 +18,7 @@ std::string environmentOr(const char* name, const char* fallback) {
     return value != nullptr && *value != '\0' ? value : fallback;
 }
 
-// Leaves errno alone: it tells why the directory could not be made.
+// Leaves errno alone, which tells why the directory could not be made.
 bool isDirectory(const std::string& path) {
     const int saved = errno;
     struct stat status {};
@@ -50,7 +50,7 @@ bool makeDirectories(const std::string& path, unsigned int mode) {
         }
     }
     if (mkdir(path.c_str(), static_cast<mode_t>(mode)) == 0) {
-        // mkdir() obeys the umask; the mode asked for is the mode wanted.
+        // mkdir() takes the umask off the mode.
         return chmod(path.c_str(), static_cast<mode_t>(mode)) == 0;
     }
     return isDirectory(path);

@@ -22,8 +22,8 @@ constexpr const char* kBlanks = " \t\n\v\f\r";
 
 }  // namespace
 
-// What an input stream gives, without a stream: every counter of every station passes here once a
-// second. An out-of-range number becomes the nearest limit; "-1" read as unsigned wraps.
+// Gives what an input stream would, without making one: every counter of every station passes here
+// once a second. A number out of range becomes the nearest limit; "-1" as unsigned wraps.
 template <class T>
 T DataParser::stringToType(const std::string& text) {
     using Magnitude = std::make_unsigned_t<T>;

@@ -1,9 +1,8 @@
 #pragma once
 
-// Conversions of the texts that stand in messages: MAC and IPv4 addresses, masks, VAP interface
-// names, numbers. Stateless; nothing throws but extractVapIndexes().
-//
-// Addresses are returned in network byte order, as they stand in memory.
+// Conversions of the texts in messages: MAC and IPv4 addresses, masks, VAP interface names,
+// numbers. Stateless. Only extractVapIndexes() throws. IPv4 addresses and masks are in network byte
+// order.
 
 #include <netinet/in.h>
 
@@ -18,9 +17,9 @@ enum PARSER_EXCEPTION_TYPE {
 
 class DataParser {
 public:
-    // Reads one value as an input stream would: leading blanks are skipped, trailing text is
-    // ignored, 0 where there is no number. Defined for int, unsigned int, unsigned long and
-    // long long, and for unsigned long long.
+    // Reads one number as an input stream would: it skips blanks before the number and ignores what
+    // follows. 0 when there is no number. Defined for int, unsigned int, unsigned long, long long
+    // and unsigned long long.
     template <class T>
     static T stringToType(const std::string& text);
 
@@ -32,7 +31,8 @@ public:
     static std::string castMacToLogin(const std::string& mac);
     // Six bytes as "%02x:%02x:%02x:%02x:%02x:%02x".
     static std::string castRowMacToString(const unsigned char* mac);
-    // Writes six bytes and returns true only when all six fields were read.
+    // Writes the six bytes of "%02x:%02x:%02x:%02x:%02x:%02x" and returns true, or writes nothing
+    // and returns false. For code that needs an address as raw bytes; a station's is a MacAddr.
     static bool parseMacFromString(const std::string& text, char* out);
 
     // Four bytes as dotted quad.
@@ -40,7 +40,8 @@ public:
     static std::string castRowIpToString(in_addr ip);
     // 0 when the text is no dotted quad.
     static unsigned int castStringToRawIpv4(const std::string& text);
-    // As inet_aton() reads it; the result is its success value, or the address (0 on failure).
+    // Both read as inet_aton() does. The first returns not 0 on success, the second the address, or
+    // 0 on failure.
     static int parseIpFromString(const std::string& text, in_addr* out);
     static unsigned int parseIpFromString(const std::string& text);
 
@@ -51,7 +52,7 @@ public:
     // "10.0.0.0/8" as (address, mask); (0, 0) without a "/".
     static std::pair<unsigned int, unsigned int> parseIpSubnetFromString(const std::string& text);
 
-    // "wlan0-va1" as (0, 1), 0 for a missing number. Throws PARSER_BAD_FORMAT for a name that does
+    // "wlan0-va1" as (0, 1); a missing number is 0. Throws PARSER_BAD_FORMAT for a name that does
     // not begin with "wlan".
     static std::pair<int, int> extractVapIndexes(const std::string& interfaceName);
 };

@@ -1,11 +1,11 @@
 #pragma once
 
-// Errors that end the daemon: they go to the log and to standard error as well, so that a person
-// who starts it by hand sees why it ended, whatever the log is.
+// Errors that end the daemon. They go to the log, and also to standard error for a person who
+// starts the daemon by hand.
 
 namespace vesta {
 
-// One line, "\n" included; printf formats.
+// Reports one line: `format` as of printf(), ending with "\n", at most 1,023 bytes.
 void reportFatalError(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace vesta

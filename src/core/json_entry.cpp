@@ -15,8 +15,7 @@ using Node = std::unique_ptr<json_object, PutNode>;
 
 constexpr int kTextFlags = JSON_C_TO_STRING_SPACED | JSON_C_TO_STRING_PRETTY;
 
-// Every message that is built begins as "{}", and a parser made for that costs as much as a third
-// of what is put into it.
+// Every new message begins as "{}". To make a parser for that costs a third of the whole message.
 json_object* parse(const char* text) {
     if (text == nullptr) {
         return nullptr;

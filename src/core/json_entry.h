@@ -1,10 +1,11 @@
 #pragma once
 
-// The message model over json-c. Copies are deep in effect, not in cost: entries share nodes and
-// the first write through one of two sharing entries copies (also where a constructor took the node
-// from elsewhere: whoever gave it never sees a change). json-c's reference counts are plain
-// integers and serialising writes into a node, so entries that share nodes must stay on one thread:
-// what another one is to have goes there as text.
+// The message model over json-c. A copy behaves as a deep copy but is cheap: entries share a node
+// until one of them writes, and that one copies the node first. So a change never shows in the node
+// that a constructor was given either.
+//
+// Threads: entries that share nodes must stay on one thread, because json-c's reference counts are
+// plain integers and even serialising writes into a node. Give another thread the text instead.
 
 #include <memory>
 #include <string>
@@ -54,7 +55,7 @@ private:
     json_object* getByKey(const char* key, int type) const;
     // node_, copied first when it is shared. Throws when it is no object.
     json_object* writableNode();
-    // The node that goes into another tree in place of a copy of `source`; the caller owns one
+    // The node of `source`, marked as shared, to go into another tree. The caller owns one
     // reference.
     static json_object* shareNode(MessageEntry* source);
     // Takes over the reference of `value`.

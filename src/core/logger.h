@@ -29,9 +29,9 @@ public:
     [[nodiscard]] int getLogLevel() const { return mask_.load(std::memory_order_relaxed); }
     [[nodiscard]] bool isDebug() const { return (getLogLevel() & kDebugBit) != 0; }
 
-    // Sets mask and library from "logfile", "loglevel" and "logfile-limit" of the section
-    // "captive-portal", and has the platform libraries report here. Throws ENTRY_EXCEPTION_TYPE
-    // when the section or a key is missing, after saying on standard error which one.
+    // Sets up the log from "logfile", "loglevel" and "logfile-limit" (KiB) of the section
+    // "captive-portal"; the platform libraries report here from now on. Throws
+    // ENTRY_EXCEPTION_TYPE when the section or a key is missing, and names it on standard error.
     void setTraceOpts(const std::shared_ptr<MessageEntry>& config);
 
     void Debug(const char* format, ...) __attribute__((format(printf, 2, 3)));

@@ -1,9 +1,8 @@
 #pragma once
 
-// Periodic work: handle(), sleep for the period, again, until stop(). start() runs the loop on the
-// calling thread; stop() may be called from any thread and takes effect after the pass and its
-// sleep. A worker runs once: a stop() that comes before the start is not lost, the loop then ends
-// without a pass.
+// Periodic work: start() calls handle() and sleeps for the period, in turn, on the calling thread,
+// until stop(). Any thread may call stop(); the loop ends after the pass under way and its sleep. A
+// worker runs once: after a stop() before the start, the loop ends without a pass.
 
 #include <atomic>
 #include <string>
@@ -23,8 +22,8 @@ public:
 
 protected:
     void loop();
-    // One handle(): its result, or false after an exception, which is logged and ends that pass
-    // alone. For a start() with a loop of its own.
+    // Calls handle() and returns its result. An exception is logged and gives false. For a start()
+    // with a loop of its own.
     bool pass();
     // Sleeps for the period; a signal handler that returns does not cut it short.
     void sleepPeriod() const;

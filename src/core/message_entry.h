@@ -3,8 +3,8 @@
 // One node of a configuration document or of a message. The rest of the daemon reads and writes
 // messages through this interface alone; JsonEntry is the implementation.
 //
-// Threads: an entry belongs to one thread at a time, and so does every entry that was handed out
-// of it or put into it.
+// Threads: an entry belongs to one thread at a time, together with every entry that came out of it
+// or went into it.
 
 #include <memory>
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace vesta {
 
-// Thrown by value by the getters; callers that treat a key as optional catch it at that look-up.
+// The getters throw it by value. A caller to whom a key is optional catches it there.
 enum ENTRY_EXCEPTION_TYPE {
     ENTRY_NOT_FOUND = 1,   // the key is absent, or the node is null
     ENTRY_WRONG_TYPE = 2,  // the key's value has another type than required
@@ -41,8 +41,8 @@ public:
     // The underlying json-c node, without a reference, for reading until the entry is changed.
     virtual void* getRowMessage() { return nullptr; }
 
-    // Inserters add or replace a direct member; they throw ENTRY_WRONG_TYPE on an entry that is no
-    // object, and ENTRY_NOT_FOUND on an empty one.
+    // An inserter adds or replaces a member of this entry. It throws ENTRY_WRONG_TYPE when the
+    // entry is no object, and ENTRY_NOT_FOUND when it is empty.
     virtual void insertBoolValue(const char* key, bool value) = 0;
     virtual void insertDoubleValue(const char* key, double value) = 0;
     virtual void insertIntValue(const char* key, int value) = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Reading of keys that the daemon can't do without: the failure is told with the key and the object
-// that lacks it before it ends the daemon.
+// Reading of keys that the daemon can't do without. A failure ends the daemon; before that, a
+// report names the key and the object that lacks it.
 
 #include <string>
 
@@ -15,7 +15,7 @@ inline void reportBadKey(const char* key, const std::string& object, ENTRY_EXCEP
                      failure == ENTRY_NOT_FOUND ? "missing" : "of a wrong type");
 }
 
-// The result of `read()`; a key that is missing or of a wrong type is logged and thrown on.
+// The result of `read()`. Its ENTRY_EXCEPTION_TYPE is reported and thrown on.
 template <class Read>
 auto requiredKey(const char* key, const std::string& object, Read read) -> decltype(read()) {
     try {

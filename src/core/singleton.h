@@ -1,7 +1,7 @@
 #pragma once
 
-// The one instance of T, made at first use. It is never destroyed: a singleton may be used, or own
-// a thread, until the very end of the process, and the process ends with threads still living.
+// The one instance of T, made at first use by any thread. It is never destroyed, because other
+// threads may still use it when the process ends.
 
 namespace vesta {
 

@@ -15,8 +15,8 @@
 namespace vesta {
 namespace {
 
-// The socket that questions are asked through, made at the first one and kept: each RADIUS request
-// asks for the uplink's address. -1 while there are no descriptors.
+// The socket for all questions, kept from the first one on, because each RADIUS request asks for
+// the uplink's address. -1 when no descriptor is left.
 int questionSocket() {
     static std::atomic<int> kept{-1};
     int fd = kept.load(std::memory_order_acquire);

@@ -1,11 +1,11 @@
 #pragma once
 
-// The white list store of the daemon: keeps the names and hashes, and has a kernel worker load the
+// The white list store of the daemon. It keeps the names and hashes; a kernel worker loads the
 // content into its module.
 //
-// Threads: any. One change is carried through, module included, before the next one begins, so that
-// store and module agree and the parts of two lists do not mix on their way. The lock for that
-// stands above the leaf locks of store and worker; whoever adds a list may hold an instance's lock.
+// Threads: any. A change ends, in the module too, before the next one begins. So store and module
+// agree, and the parts of two lists do not mix on their way. The lock for that is taken before the
+// leaf locks of store and worker, and may be taken under an instance's lock.
 
 #include <memory>
 

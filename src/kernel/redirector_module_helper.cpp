@@ -10,7 +10,7 @@
 namespace vesta {
 namespace {
 
-// This handle does not cut names: one longer than its field runs on into the reserved bytes.
+// This handle does not cut names: a name longer than its field goes on into the reserved bytes.
 constexpr std::size_t kAnyName = 36;
 
 }  // namespace
@@ -55,7 +55,7 @@ std::string RedirectorModuleHelper::getOutputGw(const std::string& address) {
     return logAddress(gatewayOf(record));
 }
 
-// Gateways are logged under the text of the proxy's address, too.
+// Gateways are logged with the same text as the proxy's address.
 std::string RedirectorModuleHelper::logAddress(const unsigned char* address) {
     const std::string text = DataParser::castRowIpToString(address);
     logger().Debug("Get proxy IPv4 from kernel %s\n", text.c_str());
@@ -72,7 +72,7 @@ void RedirectorModuleHelper::clientRequest(RedirectorRequest number, const char*
     request(number, record.data());
 }
 
-// Whether the module takes it is not told to anybody: it changes nothing for the caller.
+// The result is dropped: it changes nothing for the caller.
 void RedirectorModuleHelper::request(RedirectorRequest number, void* argument) {
     control_->request(static_cast<unsigned long>(number), argument);
 }

@@ -24,9 +24,9 @@ public:
     void setClientDrop(std::shared_ptr<Client>);
     void wipeClient(std::shared_ptr<Client>);
     void wipeAllClients();
-    // Whom the module tells of new stations.
+    // Sets the process that the module tells of new stations.
     void setVestadPid(int pid);
-    // The local HTTP proxy, dotted; "0.0.0.0" when the module tells none.
+    // The local HTTP proxy, dotted; "0.0.0.0" when the module knows none.
     std::string getProxyIPv4();
     // The gateway on the way to `address`, dotted; "0.0.0.0" when there is none.
     std::string getOutputGw(const std::string& address);

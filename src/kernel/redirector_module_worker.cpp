@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t kReceiveSize = 256;
 // Stations handed on without a pause, so that a flood leaves room for a stop.
 constexpr int kMostInARow = 1000;
-// A Unix socket holds some ten datagrams and its sender waits to put in the next: the burst goes on
-// though the socket is empty for a moment.
+// A Unix socket holds about ten datagrams, and the sender of a burst waits for room. So the socket
+// is empty for a moment in the middle of a burst.
 constexpr int kBurstGapMilliseconds = 10;
 constexpr std::int64_t kRecoverySeconds = 1;
 
@@ -89,7 +89,7 @@ bool RedirectorModuleWorker::handle() {
     return true;
 }
 
-// poll(), since a descriptor may be beyond what an fd_set holds; it passes over an invalid one.
+// poll(), not select(): a descriptor may be too large for an fd_set. poll() ignores an invalid one.
 int RedirectorModuleWorker::awaitNotification(int milliseconds) const {
     pollfd waiting{notifySocket_.get(), POLLIN, 0};
     int ready = 0;
@@ -101,7 +101,7 @@ int RedirectorModuleWorker::awaitNotification(int milliseconds) const {
 
 void RedirectorModuleWorker::notificationsFailed(const char* call, int error) {
     logger().Error("%s.%s: %s() failed %s\n", name_.c_str(), "handle", call, std::strerror(error));
-    // ENOBUFS tells of notifications that the kernel had no room for; the socket goes on.
+    // ENOBUFS: the kernel had no room for some notifications. The socket still works.
     if (error != ENOBUFS) {
         notifySocket_.reset();
     }
@@ -132,7 +132,7 @@ void RedirectorModuleWorker::tellAgain() {
         const MutexLock lock(toldMutex_);
         logger().Warning("%s: the module is back, telling it %zu white lists and %zu stations\n",
                          name_.c_str(), lists_.size(), stations_.size());
-        // One that only was silent still has what it was told to forget meanwhile.
+        // A module that was only silent still knows stations that it should have forgotten.
         request(RedirectorRequest::REDIRECTOR_WIPE_ALL_CLIENTS, nullptr);
         request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
         lists_.tellAll();
@@ -266,7 +266,7 @@ void RedirectorModuleWorker::logClientEvent(const char* event, const Client& cli
 }
 
 RedirectorClientRecord RedirectorModuleWorker::recordOf(const Client& client) {
-    // Room for the terminator stays in the name's field.
+    // The name's field keeps room for a terminator.
     constexpr std::size_t kLongestName = 15;
     return makeClientRecord(client.getMac(), client.getInterface(), client.getIpAddress(),
                             kLongestName);

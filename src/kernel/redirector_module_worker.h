@@ -1,13 +1,13 @@
 #pragma once
 
-// The driver of the redirector module: tells it which stations are authorised, dropped or sent to
-// the portal and which white list each may reach, and hands every new station that the module
-// reports to the portal.
+// The driver of the redirector module. It tells the module which stations are authorised, dropped
+// or sent to the portal, and which white list each of them may reach. It hands every new station
+// that the module reports to the portal.
 //
 // Threads: handle() and start() run on the worker's own thread; everything else may be called from
-// any thread, the informator's operations under an instance's lock. What the module was told has a
-// leaf lock, which is held until the module has been told, so that a module that has lost it all is
-// never told again what was taken back meanwhile.
+// any thread, the informator's operations under an instance's lock. A leaf lock guards the record
+// of what the module was told. It is held while the module is told, so that a module that starts
+// anew is never told what was taken back meanwhile.
 
 #include <cstdint>
 #include <map>
@@ -26,9 +26,9 @@ namespace vesta {
 
 class RedirectorModuleWorker final : public KernelWorker {
 public:
-    // Opens the way to the module and empties it of stations and lists. Where there is no module
-    // the worker goes on without, says so once, and looks for it again at later passes; one that
-    // comes late or comes back is told what it missed.
+    // Opens the way to the module and empties it of stations and lists. When there is no module the
+    // worker says so once and looks for it again at later passes. A module that comes late or comes
+    // back is told what it missed. `portal` must outlive the worker.
     explicit RedirectorModuleWorker(StationReceiver& portal);
     ~RedirectorModuleWorker() override = default;
 
@@ -38,13 +38,13 @@ public:
     void start() override;
 
     std::string getProxyIPv4() override;
-    // Loads the list under an id of its own, and keeps it for a module that has to be told again.
-    // Always true.
+    // Loads the list under an id of its own, and keeps it for a module that starts anew. Always
+    // true.
     bool insertWhiteList(std::shared_ptr<WhiteAddressesList>) override EXCLUDES(toldMutex_);
     // Empties the module of lists; ids start at 1 again. Always true.
     bool wipeWhiteLists() override EXCLUDES(toldMutex_);
-    // Tells the module which list the station has; does nothing for a station without a list, or
-    // with one that was not inserted.
+    // Tells the module which list the station has. Does nothing when the station has none or its
+    // list was not inserted.
     void setClientWhiteList(std::shared_ptr<Client>) EXCLUDES(toldMutex_);
     // The names and ids of the inserted lists, for log records.
     [[nodiscard]] std::string to_string() const EXCLUDES(toldMutex_);
@@ -66,20 +66,22 @@ private:
         RedirectorClientRecord record{};
     };
 
-    // Waits until a notification can be read: greater than 0, 0 after the time, -1 with errno.
+    // Waits until a notification can be read. Positive when one can, 0 when the time is over, -1
+    // with errno set.
     int awaitNotification(int milliseconds) const;
-    // Reports the failure and takes the socket for lost until it can be opened anew.
+    // Reports the failure and closes the socket, which recover() opens anew.
     void notificationsFailed(const char* call, int error);
-    // Makes good what is lost, at most once a second.
+    // Opens the socket anew if it was lost, and tells a module that started anew all it missed; at
+    // most once a second.
     void recover() EXCLUDES(toldMutex_);
     // Empties the module and tells it all lists and stations again.
     void tellAgain() EXCLUDES(toldMutex_);
-    // Tells the module of the station behind `last`, which becomes that one; false behind the last.
-    // One at a time, so that nobody's event waits for thousands.
+    // Tells the module of the station that follows `last`, and moves `last` there. False when none
+    // follows. One at a time, so that no event waits for thousands of them.
     bool tellStationAfter(std::optional<RedirectorStationKey>& last) EXCLUDES(toldMutex_);
 
     void announcePid();
-    // One request. Nobody depends on the module's taking it; the library reports its absence.
+    // One request. Its result is dropped, because the platform library reports a missing module.
     void request(RedirectorRequest number, void* argument);
     void logClientEvent(const char* event, const Client& client) const;
     static RedirectorClientRecord recordOf(const Client& client);

@@ -36,7 +36,7 @@ using RedirectorClientRecord = std::array<unsigned char, 46>;
 RedirectorClientRecord makeClientRecord(const MacAddr& mac, const std::string& interfaceName,
                                         const std::string& ip, std::size_t longestName);
 
-// What tells the stations apart: MAC and interface name, as they open a client record.
+// What tells stations apart: MAC and interface name, the first 22 bytes of a client record.
 using RedirectorStationKey = std::array<unsigned char, 22>;
 
 RedirectorStationKey stationOf(const RedirectorClientRecord& client);
@@ -47,7 +47,7 @@ using RedirectorClientWhiteListRecord = std::array<unsigned char, 26>;
 RedirectorClientWhiteListRecord makeClientWhiteListRecord(const RedirectorClientRecord& client,
                                                           std::uint32_t listId);
 
-// A part of a white list. A part that was sent and emptied continues its list under the id 0.
+// A part of a white list. The first part has the list's id, the others have the id 0.
 using RedirectorChunkBytes = std::array<unsigned char, 1032>;
 
 // Addresses: list id, number of entries, then at most 128 entries of address and mask.
@@ -75,7 +75,7 @@ class StringChunk {
 public:
     explicit StringChunk(std::uint32_t listId);
 
-    // Whether even an empty chunk has no room for the text.
+    // True when not even an empty chunk has room for the text.
     [[nodiscard]] static bool neverFits(const std::string& text);
     [[nodiscard]] bool empty() const { return position_ == kFirst; }
     [[nodiscard]] bool fits(const std::string& text) const;
@@ -106,8 +106,8 @@ inline constexpr std::size_t kNotificationSize = 16 + 30;
 // Reads a notification of at least kNotificationSize bytes.
 RedirectorNotification readNotification(const unsigned char* datagram);
 
-// Which way out leads to an address: the IPv4 address asked for, reserved bytes, and in the last
-// four bytes the gateway, which the module fills in.
+// Asks for the gateway on the way to an IPv4 address: that address, reserved bytes, and four bytes
+// that the module fills with the gateway.
 using RedirectorGatewayRecord = std::array<unsigned char, 52>;
 
 RedirectorGatewayRecord makeGatewayRecord(std::uint32_t address);

@@ -81,7 +81,7 @@ void RedirectorWhiteLists::tellStrings(RedirectorRequest number, std::uint32_t i
             chunk.clear();
         }
         chunk.add(*text);
-        // The record names domains and patterns alike by the command for domains.
+        // The log record names the domains' command for patterns too.
         logger().Debug(
             "For white list %d send to redirect command %d with string: %s\n", static_cast<int>(id),
             static_cast<int>(RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS), text->c_str());
@@ -91,7 +91,7 @@ void RedirectorWhiteLists::tellStrings(RedirectorRequest number, std::uint32_t i
     }
 }
 
-// Nobody depends on the module's taking it; the library reports its absence.
+// The result is dropped, because the platform library reports a missing module.
 void RedirectorWhiteLists::request(RedirectorRequest number, RedirectorChunkBytes& chunk) {
     module_.request(static_cast<unsigned long>(number), chunk.data());
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-// The white lists that the redirector module was told, and how one is told: in chunks, under an id
-// that stands for its name from then on.
+// The white lists that the redirector module was told. A list goes to the module in chunks, under
+// an id that stands for its name from then on.
 //
-// Threads: no lock; used under that of the worker.
+// Threads: no lock of its own; the worker's lock guards it.
 
 #include <cstdint>
 #include <map>
@@ -22,8 +22,8 @@ public:
     // `module` must outlive the lists.
     explicit RedirectorWhiteLists(ostrel::ModuleControl& module) : module_(module) {}
 
-    // Keeps the list under its name and returns its id, one more than the largest in use. A list of
-    // a name that is there already gets an id, but is not kept.
+    // Keeps the list under its name and returns its id, one more than the largest in use. A second
+    // list of the same name gets an id too, but is not kept.
     std::uint32_t add(std::shared_ptr<WhiteAddressesList> list);
     // Forgets all lists; ids start at 1 again.
     void clear() { lists_.clear(); }

@@ -9,8 +9,8 @@
 namespace vesta {
 namespace {
 
-// Mode, rate and burst of one direction; the module takes bytes. A limit of 4 GiB/s wraps, as the
-// command has 32 bits for it.
+// Mode, rate and burst of one direction, in bytes. The command has 32 bits for the rate, so a limit
+// of 4 GiB/s wraps.
 std::string shaping(std::uint32_t limitKiB) {
     const std::string limit = std::to_string(limitKiB << 10);
     return (limitKiB != 0 ? " 2 " : " 0 ") + limit + " " + limit;

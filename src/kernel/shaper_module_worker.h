@@ -1,7 +1,7 @@
 #pragma once
 
-// Has the traffic shaper module limit the speed of the stations of one instance. Every event is one
-// command to the module's control file, which is opened for it alone.
+// Has the traffic shaper module limit the speed of the stations of one instance. Each event opens
+// the module's control file, writes one command and closes it.
 
 #include <memory>
 #include <string>
@@ -19,8 +19,8 @@ public:
     bool informClientDeuthenticated(std::shared_ptr<Client>, ClientStatisticInfo&) override;
     bool informClientRemoved(std::shared_ptr<Client>, ClientStatisticInfo&) override;
 
-    // Each returns false when the control file can't be opened. A station without limits is not
-    // shaped, but its deletion is written all the same.
+    // Both return false when the control file can't be opened. Nothing is written for a station
+    // without limits, except its deletion.
     bool applyClientConstraints(std::shared_ptr<Client>);
     bool deleteClientConstraints(std::shared_ptr<Client>);
 

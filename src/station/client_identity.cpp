@@ -15,7 +15,7 @@ std::string ClientIdentity::to_string() const {
         text += "/accounting_id=" + accounting_id;
     }
     if (!username.empty()) {
-        // The accounting id also here: operators' log filters are made for it.
+        // The accounting id, not the name: operators' log filters expect it here.
         text += "/username=" + accounting_id;
     }
     return text;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The keys by which a station can be found. Empty texts and the zero MAC are keys not given.
+// The keys by which a station can be found. An empty text and the zero MAC mean "not given".
 
 #include <string>
 
@@ -13,8 +13,8 @@ struct ClientIdentity {
     ClientIdentity(const MacAddr& mac_, const std::string& ip_, const std::string& accountingId,
                    const std::string& username_);
 
-    // "mac=.../ip=.../accounting_id=.../username=..." for log records, without the keys not given;
-    // behind "/username=" stands the accounting id.
+    // "mac=.../ip=.../accounting_id=.../username=..." for log records. A text that is not given is
+    // left out with its key. "/username=" is followed by the accounting id.
     [[nodiscard]] std::string to_string() const;
 
     MacAddr mac;

@@ -1,8 +1,8 @@
 #pragma once
 
-// A hardware address, as the daemon knows every station by: six bytes in the order of transmission.
-// A text becomes one where it comes in (a message, the factory's data), and one becomes a text
-// where it goes out (a log record, a message, a RADIUS attribute).
+// A hardware address, by which the daemon knows every station. A text becomes an address where it
+// comes in (a message, the factory's data), and an address becomes a text where it goes out (a log
+// record, a message, a RADIUS attribute).
 
 #include <string>
 
@@ -26,7 +26,6 @@ public:
 
     friend bool operator==(const MacAddr& a, const MacAddr& b) { return a.bytes_ == b.bytes_; }
     friend bool operator!=(const MacAddr& a, const MacAddr& b) { return !(a == b); }
-    // By the bytes.
     friend bool operator<(const MacAddr& a, const MacAddr& b) { return a.bytes_ < b.bytes_; }
 
 private:

@@ -10,7 +10,7 @@ namespace vesta {
 class MD5HashCalculator {
 public:
     // The MD5 digest (RFC 1321) of the text's bytes as 32 lower-case hexadecimal digits. Throws
-    // std::runtime_error where the system's libcrypto has MD5 switched off.
+    // std::runtime_error when the system's libcrypto offers no MD5.
     [[nodiscard]] std::string getHash(const std::string& text) const;
 };
 

@@ -10,11 +10,12 @@ namespace vesta {
 
 class IWhiteAddressesListsStore;
 
-// 32 hexadecimal digits.
+// Whether the text is 32 hexadecimal digits.
 [[nodiscard]] bool isWhiteListHash(const std::string& text);
 
-// (name of the list, `text`): ("", "") of an empty text; of a hash the name of the stored list that
-// has it, else the hash; of values, which are put into the store, their hash.
+// The name of the list that `text` means, and `text` itself. An empty text gives ("", ""). A hash
+// gives the name of the stored list with that hash, or the hash when there is none. Values become a
+// list in the store, and their hash is its name.
 [[nodiscard]] std::pair<std::string, std::string> resolvePermittedIp(
     IWhiteAddressesListsStore& store, const std::string& text);
 

@@ -3,7 +3,7 @@
 // A named set of destinations that a station may reach before it is authorised: addresses, domain
 // names and other patterns, as one comma-separated text describes them.
 //
-// Threads: a list does not change once it is built; it may then be read from any thread.
+// Threads: a list never changes; any thread may read it.
 
 #include <list>
 #include <string>

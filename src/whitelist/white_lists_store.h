@@ -1,9 +1,9 @@
 #pragma once
 
-// The white lists of the daemon, by name, and the reaction of whoever must hear of a new list. A
-// list that is kept under its name is not replaced: who wants to change one clears the store first.
+// The white lists of the daemon, by name. A subclass reacts when a list is added or all are
+// dropped. A list is not replaced: to change one, clear the store and add all lists again.
 //
-// Threads: any. Each store guards its map with a leaf lock and lets go of it before a reaction.
+// Threads: any. Each store guards its map with a leaf lock, and releases it before a reaction.
 
 #include <map>
 #include <memory>
@@ -17,9 +17,9 @@ namespace vesta {
 
 class IWhiteAddressesListsStore {
 public:
-    // A list that was not there before has arrived.
+    // Called when a list of a new name was added.
     virtual void whiteListAddingReaction(std::shared_ptr<WhiteAddressesList>) = 0;
-    // All lists were dropped, also when there were none.
+    // Called when all lists were dropped, also when there were none.
     virtual void whiteListsClearReaction() = 0;
     virtual ~IWhiteAddressesListsStore() = default;
 
@@ -28,7 +28,7 @@ public:
     virtual void addWhiteLists(std::vector<std::shared_ptr<WhiteAddressesList>>&);
     // "" for an unknown name.
     virtual std::string getWhiteListHash(const std::string& name) = 0;
-    // Null for an unknown name, and always where the store keeps no content.
+    // Null for an unknown name, and always from a store that keeps no content.
     virtual std::shared_ptr<WhiteAddressesList> getWhiteList(const std::string& name) = 0;
     virtual void clearWhiteLists() = 0;
     // The name of a kept list with that hash, the first in the order of names; "" when there is
@@ -51,7 +51,7 @@ private:
     std::map<std::string, std::shared_ptr<WhiteAddressesList>> lists_ GUARDED_BY(mutex_);
 };
 
-// Keeps only what is needed to tell the lists apart: their content lives elsewhere.
+// Keeps only names and hashes. The lists' content lives elsewhere.
 class WhiteListsHashOnlyStore : public IWhiteAddressesListsStore {
 public:
     void addWhiteList(std::shared_ptr<WhiteAddressesList>) override EXCLUDES(mutex_);

@@ -28,7 +28,7 @@ int cfg_set_param(cfg_t* object, const char* name, const char* value);
 const char* cfg_get_param(const cfg_t* object, const char* name);
 
 // Puts `child` under `name`, in place of an earlier child, and takes a reference of its own. The
-// caller keeps his. 0, or -1 when an argument is null or `child` contains `object`.
+// caller keeps its own. 0, or -1 when an argument is null or `child` contains `object`.
 int cfg_insert_child(cfg_t* object, const char* name, cfg_t* child);
 
 // The object for IpcInterface::send(). It lives as long as the object.

@@ -1,10 +1,10 @@
 #pragma once
 
-// The seam to time. Durations are measured on the monotonic clock, so that a machine without a
-// battery clock survives its first time synchronisation; the wall clock is for records that leave
-// the machine. A test sets both instead of sleeping.
+// Every reading of time goes through here. Durations are measured on the monotonic clock: the wall
+// clock of a machine without a battery jumps when it is first set. The wall clock is for records
+// that leave the machine. A test sets both instead of sleeping.
 //
-// Threads: reading from any thread; a test sets a clock before the threads that read it start.
+// Threads: any thread may read. A test sets a clock before the threads that read it start.
 
 #include <cstdint>
 

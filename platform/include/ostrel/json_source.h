@@ -1,7 +1,7 @@
 #pragma once
 
-// What can be sent over the bus besides JSON text: anything that can write itself as JSON. It lets
-// the bus send a configuration object without knowing that library.
+// An object that writes itself as JSON. The bus sends it without knowing the library that made it,
+// such as that of configuration objects.
 
 #include <string>
 
@@ -10,7 +10,7 @@ namespace ostrel {
 class JsonSource {
 public:
     virtual ~JsonSource() = default;
-    // The object as one JSON text in UTF-8.
+    // The object as one JSON text in UTF-8, a copy. Called on the thread that sends.
     [[nodiscard]] virtual std::string toJson() const = 0;
 };
 

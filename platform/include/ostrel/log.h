@@ -1,27 +1,27 @@
 #pragma once
 
-// The access point's log files. A record is "local time with milliseconds and zone, daemon name,
-// [process id]", then the text as given; a record ends with its line end and goes out in one
-// write(). Nothing here blocks on or fails for a full disk or a file that can't be written: the
-// record is lost, and counted.
+// The access point's log files. A record is the local time with milliseconds and zone, the daemon's
+// name, "[process id]" and the text as given. It ends with a line end and goes out in one write().
+// A record that can't be written, as on a full disk, is lost and counted; no function fails or
+// waits for that.
 //
-// Threads: one record at a time; the callers bring their own lock. ostrel_log_emergency() may be
-// called from a signal handler at any moment.
+// Threads: one call at a time, so the callers share a lock. ostrel_log_emergency() and
+// ostrel_log_lost() need no lock.
 
 #include <cstdarg>
 
-// The name in every record; copied, at most 63 characters.
+// Sets the name in every record: a copy of the first 63 characters of `name`.
 void ostrel_log_set_daemonname(const char* name);
 
-// The file that records are appended to, made with mode 0600 where it is missing. A file that can't
-// be opened is reported on standard error once and tried again later.
+// Sets the file that records are appended to; `path` is copied. A missing file is made with mode
+// 0600. A file that can't be opened is reported on standard error once and tried again later.
 void ostrel_log_set_filename(const char* path);
 
-// The size in KiB that the file may reach: one that would pass it is renamed to the same name with
-// ".1" and begun anew. 0 means no limit.
+// Sets the size in KiB that the file may reach; 0: no limit. Before it would pass that size, it is
+// renamed to the same name with ".1", and a new one begins.
 void ostrel_log_set_limit(int limitKiB);
 
-// Begins a record with the time, the daemon and the text.
+// Begins a record with the time, the daemon's name and the text.
 void ostrel_log_msg_timed(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void vostrel_log_msg_timed(const char* format, va_list arguments)
     __attribute__((format(printf, 1, 0)));
@@ -30,10 +30,11 @@ void vostrel_log_msg_timed(const char* format, va_list arguments)
 // the next one begins. One longer than 256 KiB is cut there, and ends with "...".
 void vostrel_log_msg(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
 
-// Writes one whole record, `text` (line end included, at most 1 KiB) behind the time and the
-// daemon, with async-signal-safe calls alone and without any lock. errno survives.
+// Writes one whole record: the time, the daemon's name and `text`, at most 1 KiB with its line end.
+// Callable from a signal handler at any moment: it makes async-signal-safe calls alone and takes no
+// lock. errno survives.
 void ostrel_log_emergency(const char* text);
 
-// Records that could not be written since the start. The first record that can be written again is
-// preceded by one that tells how many were lost.
+// How many records could not be written since the start. Before the first record that can be
+// written again stands one that tells how many were lost.
 unsigned long ostrel_log_lost();

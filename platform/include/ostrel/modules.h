@@ -1,13 +1,12 @@
 #pragma once
 
-// The way to the kernel modules. Each opening takes the real /proc file or netlink socket where the
-// kernel has the module, and otherwise a user-space module server under <runtime>/modules/
-// (docs/modules.md); with neither it fails as the system call would. Above this library nobody
-// knows the difference.
+// The way to the kernel modules. Each opening takes the real /proc file or netlink socket when the
+// kernel has the module. Otherwise it takes a user-space module server under <runtime>/modules/
+// (docs/modules.md). With neither it fails as the system call would. The callers see no difference.
 //
 // Threads: everything may be called from any thread; a ModuleControl serialises its requests.
-// Nothing waits longer than one second, and a server that has kept somebody waiting in vain is left
-// alone for a while: what is asked meanwhile fails at once with EIO.
+// Nothing waits longer than one second. A server that did not answer in that time is left alone for
+// a while: a request fails at once with EIO meanwhile.
 
 #include <cstdint>
 #include <memory>
@@ -26,29 +25,28 @@ inline constexpr int kNotifyProtocol = 19;  // netlink protocol of the redirecto
 class ModuleControl {
 public:
     virtual ~ModuleControl() = default;
-    // Issues one request: `argument` is the record of that request (null where it has none), and is
-    // filled where the module answers with one. 0, or -1 with errno set; EIO when a server gave no
-    // answer within one second. After a loss, a request first makes a new connection; on it the
-    // last request 13, if there was one, goes out before anything else.
+    // Issues one request. `argument` is its record, or null when it has none; it stays the caller's
+    // and is filled when the module answers with one. 0, or -1 with errno set; EIO when a server
+    // gave no answer within one second. After a lost connection, a request first makes a new one.
+    // If there ever was a request 13, the last one is sent again there, before anything else.
     virtual int request(unsigned long number, void* argument) = 0;
-    // Looks after the way to the module while nothing is requested: a loss is noticed, and made
-    // good as above. True once after each time that a module was reached anew, here or by a
-    // request: but for request 13 it may know nothing of what was requested before. Never true
-    // before a request 13.
+    // Notices a lost connection while nothing is requested, and makes a new one as request() does.
+    // True once after each new connection, whoever made it: the module then knows of request 13,
+    // but perhaps of no other request so far. Never true before a request 13.
     virtual bool renewed() = 0;
 };
 
-// Opens the redirector's control file. Never null: where nothing is there, every request fails with
-// ENOENT, and one that comes after a server has appeared reaches it.
+// Opens the redirector's control file. The caller owns it. Never null: while there is no module and
+// no server, every request fails with ENOENT; once a server has appeared, requests reach it.
 std::unique_ptr<ModuleControl> openRedirector();
 
 // Opens the socket on which the redirector announces stations to `processId`: each datagram is a
-// header of 16 bytes and the payload. Invalid, with errno set, when there is none to be had.
+// header of 16 bytes and the payload. Invalid, with errno set, when it can't be opened.
 [[nodiscard]] Fd openNotifications(std::uint32_t processId);
 
-// Opens, writes and closes one of the text files (`path` is kShaperPath or kWifiAuthPath) as one
-// command. False, with errno set, when it can't be opened; a failed write is not told, as the
-// modules take or ignore a command as a whole.
+// Opens, writes and closes one of the text files, as one command; `path` is kShaperPath or
+// kWifiAuthPath. False, with errno set, when the file can't be opened. A failed write is not
+// reported, because the modules take or ignore a command as a whole.
 [[nodiscard]] bool writeModuleFile(const char* path, const std::string& text);
 
 }  // namespace ostrel

@@ -1,10 +1,10 @@
 #pragma once
 
-// What the platform libraries have in common: where their sockets live, one owner for descriptors,
-// and one way to report. No library of the platform knows another one; all may know this.
+// What the platform libraries share: where their sockets live, one owner for descriptors, and one
+// way to report. The platform libraries use this one and no other.
 //
-// Threads: every function may be called from any thread; setLogSink() before the first thread that
-// could report.
+// Threads: every function may be called from any thread. Call setLogSink() before another thread
+// may report. An Fd belongs to one thread at a time.
 
 #include <cstdarg>
 #include <string>
@@ -12,15 +12,15 @@
 
 namespace ostrel {
 
-// "/run/ostrel", or the value of OSTREL_RUNTIME_DIR, so that a second instance or a test can live
-// beside the first. Without a trailing slash.
+// "/run/ostrel", or the value of the environment variable OSTREL_RUNTIME_DIR, so that a test or a
+// second instance can run beside the first. Without a trailing slash.
 std::string runtimeDirectory();
 
-// "/etc/ostrel/factory.json", or the value of OSTREL_FACTORY_FILE.
+// "/etc/ostrel/factory.json", or the value of the environment variable OSTREL_FACTORY_FILE.
 std::string factoryFile();
 
-// Makes `path` and its missing parents, the last one with `mode`. False with errno set when that is
-// not possible; an existing directory is left as it is.
+// Makes the directory `path` with `mode`, and its missing parents. An existing one stays as it is.
+// False, with errno set, when that is not possible.
 [[nodiscard]] bool makeDirectories(const std::string& path, unsigned int mode);
 
 // The one owner of a file descriptor.
@@ -34,10 +34,12 @@ public:
     Fd(const Fd&) = delete;
     Fd& operator=(const Fd&) = delete;
 
+    // The descriptor, which stays owned; negative when there is none.
     [[nodiscard]] int get() const { return fd_; }
     [[nodiscard]] bool valid() const { return fd_ >= 0; }
+    // The descriptor, which the caller owns from now on.
     [[nodiscard]] int release() { return std::exchange(fd_, -1); }
-    // Closes what is held (errno survives) and holds `fd` instead.
+    // Closes the descriptor it owns, and owns `fd` from now on. errno survives.
     void reset(int fd = -1);
 
 private:
@@ -47,14 +49,14 @@ private:
 // The level of a report; the values are the bits of the daemon's level mask.
 enum class LogLevel { error = 1, warning = 2, debug = 4 };
 
-// Receives what a platform library has to say: one text without line end. It must not call back
-// into the platform library that reports.
+// Receives the reports of the platform libraries, on the thread that reports. `text` has no line
+// end and lives for the call. The sink must not call the library that reports.
 using LogSink = void (*)(LogLevel level, const char* text);
 
-// Sets the receiver; null (the start value) drops the reports.
+// Sets the receiver of reports. Null, the start value, drops them.
 void setLogSink(LogSink sink);
 
-// Reports to the sink; printf formats, no line end. errno survives.
+// Reports one text to the sink: `format` as of printf(), without line end. errno survives.
 void report(LogLevel level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 }  // namespace ostrel
