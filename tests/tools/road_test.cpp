@@ -115,8 +115,8 @@ TEST_F(RoadPlayerTest, NamesTheExpectationThatFailed) {
                                     {"ip", "10.1.0." + number}});
         Json events = Json::parse(R"([{"do": "arrive"}, {"do": "expect", "redirector": "unauthed",
             "blocked": ["8.8.8.8"]}, {"do": "login", "login": "anna", "password": "x"},
-            {"do": "expect", "redirector": "authed"}, {"do": "expect", "within": 0},
-            {"do": "arrive"}])");
+            {"do": "expect", "redirector": "authed", "wifi-auth": {"cp-auth-result": "1"}},
+            {"do": "expect", "within": 0}, {"do": "arrive"}])");
         events[4].update(Json::parse(expectation));
         for (Json& event : events) {
             event["station"] = number;
