@@ -5,11 +5,12 @@
 debian_release=bookworm
 
 # Needed to build the programs.
-build_packages="g++ cmake ninja-build pkg-config libjson-c-dev libssl-dev libcli11-dev nlohmann-json3-dev libmosquitto-dev"
-# Needed by the demo besides, which is part of the tests.
-demo_packages="mosquitto iproute2"
+build_packages="g++ cmake ninja-build pkg-config libjson-c-dev libssl-dev libcli11-dev nlohmann-json3-dev libmosquitto-dev
+libnftables-dev libmnl-dev libldns-dev libcpp-httplib-dev"
+# Needed by the demos besides, which are part of the tests.
+demo_packages="mosquitto iproute2 nftables dnsmasq-base iperf3 iputils-ping curl freeradius freeradius-utils chromium"
 # Needed to build and run the tests and benchmarks besides.
-test_packages="libgtest-dev libgmock-dev libbenchmark-dev freeradius freeradius-utils $demo_packages"
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev $demo_packages"
 # Needed by the presets that build with clang.
 clang_packages="clang libclang-rt-dev"
 # Needed by the presets of the board, beside its compiler.

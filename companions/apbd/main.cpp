@@ -11,7 +11,7 @@
 
 #include "apbd/bus_adapter.h"
 #include "apbd/options.h"
-#include "ostrel/runtime.h"
+#include "common/program.h"
 
 namespace {
 
@@ -19,16 +19,6 @@ enum Status { kOk = 0, kFailed = 1, kWrongInput = 2 };
 
 // For the last publications to reach the broker, and for its connection to end.
 constexpr std::chrono::milliseconds kPatience{1000};
-
-void writeReport(ostrel::LogLevel, const char* text) {
-    std::fprintf(stderr, "apbd: %s\n", text);
-}
-
-void writeImportant(ostrel::LogLevel level, const char* text) {
-    if (level != ostrel::LogLevel::debug) {
-        writeReport(level, text);
-    }
-}
 
 // Different for every process of every access point.
 std::string newInstance() {
@@ -74,7 +64,7 @@ int main(int argc, char** argv) {
     if (!options) {
         return refusal.status;
     }
-    ostrel::setLogSink(options->verbose ? writeReport : writeImportant);
+    companion::reportToStandardError("apbd", options->verbose);
     const sigset_t signals = endingSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     const std::string instance = newInstance();
