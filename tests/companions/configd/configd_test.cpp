@@ -56,7 +56,11 @@ TEST(Configd, ServesTheFileAsItIsNowAndSaysOnceThatItIsBroken) {
               nlohmann::json::parse(kGood, {}, true, true));
     ostrel::testing::writeFile(file, R"({"captive-portal": {"loglevel": 3}, "interface": []})");
     ask();
-    EXPECT_EQ(vestad.next("initial-config")["config"]["captive-portal"]["loglevel"], 3);
+    nlohmann::json config;
+    do {  // those who asked before may have got the file of before
+        config = vestad.next("initial-config")["config"];
+    } while (config["captive-portal"] == nlohmann::json::object());
+    EXPECT_EQ(config["captive-portal"]["loglevel"], 3);
 
     configd.signal(SIGTERM);
     EXPECT_EQ(configd.waitForEnd(), 0);
