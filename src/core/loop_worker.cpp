@@ -27,9 +27,9 @@ void LoopWorker::loop() {
     }
 }
 
-bool LoopWorker::pass() {
+bool LoopWorker::guarded(const std::function<bool()>& work) const {
     try {
-        return handle();
+        return work();
     } catch (const std::exception& failure) {
         logger().Error("%s: pass failed: %s\n", name_.c_str(), failure.what());
     } catch (...) {
@@ -38,7 +38,7 @@ bool LoopWorker::pass() {
     return false;
 }
 
-void LoopWorker::sleepPeriod() const {
+void LoopWorker::sleepPeriod() {
     timespec left{};
     left.tv_sec = period_ / 1000000;
     left.tv_nsec = (period_ % 1000000) * 1000;

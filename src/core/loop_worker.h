@@ -5,6 +5,7 @@
 // worker runs once: after a stop() before the start, the loop ends without a pass.
 
 #include <atomic>
+#include <functional>
 #include <string>
 
 namespace vesta {
@@ -24,9 +25,13 @@ protected:
     void loop();
     // Calls handle() and returns its result. An exception is logged and gives false. For a start()
     // with a loop of its own.
-    bool pass();
-    // Sleeps for the period; a signal handler that returns does not cut it short.
-    void sleepPeriod() const;
+    bool pass() {
+        return guarded([this] { return handle(); });
+    }
+    // The same for other work on the loop's thread.
+    bool guarded(const std::function<bool()>& work) const;
+    // Lets the period pass; a signal handler that returns does not cut it short.
+    virtual void sleepPeriod();
     // False from stop() on.
     [[nodiscard]] bool running() const { return !stopped_.load(std::memory_order_relaxed); }
 

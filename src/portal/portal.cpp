@@ -17,6 +17,7 @@
 #include "messages/client_message_factory.h"
 #include "messages/portal_instance_message_extractor.h"
 #include "messages/portal_instance_message_factory.h"
+#include "ostrel/clock.h"
 #include "portal/config_dialect.h"
 #include "portal/portal_configuration.h"
 #include "portal/portal_instance_factory.h"
@@ -107,10 +108,22 @@ void Portal::start() {
     redirectorWorker_->join();
 }
 
-bool Portal::handle() {
+void Portal::sleepPeriod() {
+    const std::int64_t end = ostrel::clock().monotonicMicroseconds() + period_;
+    while (earlyQuestions_.awaitNext(end)) {
+        guarded([this] { return askForStatistics(); });
+    }
+}
+
+bool Portal::askForStatistics() {
     if (collector_) {
         collector_->getClientsInformation(this);
     }
+    return true;
+}
+
+bool Portal::handle() {
+    askForStatistics();
     if (const std::shared_ptr<ClientInformationStore> store = clientStore_.lock()) {
         store->updateState();
     }
@@ -174,9 +187,13 @@ bool Portal::addClient(const MacAddr& mac, const std::string& ip, unsigned int v
                        "addClient", kKnownClientRecord, interfaceName.c_str(),
                        identity.to_string().c_str());
         instance.updateClientIp(identity, ip);
+        earlyQuestions_.want();
         return true;
     }
-    return addRememberedClient(instance, mac, ip, value) || instance.addClient(mac, ip, value);
+    const bool added =
+        addRememberedClient(instance, mac, ip, value) || instance.addClient(mac, ip, value);
+    earlyQuestions_.want();
+    return added;
 }
 
 bool Portal::isUpToDate(const PortalInstanceInterface& instance, const MacAddr& mac) const {
@@ -211,7 +228,12 @@ bool Portal::addRememberedClient(PortalInstanceInterface& instance, const MacAdd
 int Portal::authenticateClient(ClientIdentity& identity, const std::string& login,
                                const std::string& password) {
     const Instance instance = findConnecting(identity);
-    return instance ? instance->authenticateClient(identity, login, password) : CLIENT_NOT_FOUND;
+    if (!instance) {
+        // The station may be here, with its first record still to come.
+        earlyQuestions_.want();
+        return CLIENT_NOT_FOUND;
+    }
+    return instance->authenticateClient(identity, login, password);
 }
 
 bool Portal::disconnectClient(ClientIdentity& identity, const CommandInfo& command) {

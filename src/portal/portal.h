@@ -2,7 +2,8 @@
 
 // The daemon's central object: one portal instance for each served VAP, and the routing of every
 // event and command to the right one. Its loop, on the main thread, asks for fresh statistics once
-// a second and drives the instances' periodic work.
+// a second, and at once for a station that waits for its first record, and drives the instances'
+// periodic work.
 //
 // Threads: the portal takes no lock of its own; its set of instances is fixed at construction and
 // every instance is reached through its holder. The setters are called before the threads start.
@@ -16,6 +17,7 @@
 #include "core/message_entry.h"
 #include "kernel/kernel_worker.h"
 #include "radius/session_directory.h"
+#include "statistics/early_questions.h"
 #include "statistics/information_collector.h"
 
 class IpcInterface;
@@ -117,6 +119,10 @@ public:
                                                          const ClientIdentity& identity,
                                                          const std::string& ssid) const;
 
+protected:
+    // Asks the early questions meanwhile.
+    void sleepPeriod() override;
+
 private:
     using Instance = std::shared_ptr<PortalInstanceInterface>;
 
@@ -129,6 +135,7 @@ private:
     bool isUpToDate(const PortalInstanceInterface& instance, const MacAddr& mac) const;
     bool addRememberedClient(PortalInstanceInterface& instance, const MacAddr& mac,
                              const std::string& ip, unsigned int value);
+    bool askForStatistics();
 
     std::shared_ptr<IpcInterface> ipc_;
     std::vector<Instance> instances_;
@@ -137,6 +144,7 @@ private:
     std::shared_ptr<KernelWhiteListStore> whiteListStore_;
     std::vector<std::shared_ptr<WhiteAddressesList>> configuredLists_;
     std::shared_ptr<InformationCollector> collector_;
+    EarlyQuestions earlyQuestions_;
     std::weak_ptr<ClientInformationStore> clientStore_;
     std::string uplink_;
     std::string apLocation_;

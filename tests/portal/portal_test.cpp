@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "apsim/event_log.h"
 #include "apsim/module_server.h"
 #include "kernel/kernel_white_list_store.h"
@@ -13,6 +15,7 @@
 #include "station/client_identity.h"
 #include "station/client_statistic_info.h"
 #include "station/command_info.h"
+#include "support/collected.h"
 #include "support/fake_clock.h"
 #include "support/no_deauth_tool.h"
 #include "support/portal_document.h"
@@ -88,6 +91,23 @@ TEST_F(PortalTest, RoutesStationsAndTheirStatisticsByInterface) {
 
     EXPECT_TRUE(portal_->addClient(MacAddr(kMac), "10.1.0.77", 1500, "wlan0-va1"));
     EXPECT_EQ(dumped(kMac, "ip"), "10.1.0.77");
+}
+
+// Time stands still, so the second question can't be the regular one.
+TEST_F(PortalTest, AsksAtOnceForTheFirstRecordOfAStation) {
+    struct Asked : InformationCollector {
+        void getClientsInformation(InformationCaller* caller) override { callers.add(caller); }
+        testing::Collected<InformationCaller*> callers;
+    };
+    const auto asked = std::make_shared<Asked>();
+    portal_->setInformationCollector(asked);
+    std::thread loop([this] { portal_->start(); });
+    asked->callers.take(1);
+    portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, "wlan0-va1");
+    EXPECT_EQ(asked->callers.take(1).size(), 1U);
+    portal_->stop();
+    clock_.advanceSeconds(2);
+    loop.join();
 }
 
 TEST_F(PortalTest, DisconnectsWhereItIsToldTo) {
