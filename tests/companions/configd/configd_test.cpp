@@ -34,10 +34,16 @@ TEST(Document, WhatIsWrongIsNamedWithItsPlaceAndWithoutQuotingTheText) {
     }
 }
 
+// At one blow, as configd may read at any time.
+void replaceFile(const std::string& path, const std::string& text) {
+    ostrel::testing::writeFile(path + ".new", text);
+    std::filesystem::rename(path + ".new", path);
+}
+
 TEST(Configd, ServesTheFileAsItIsNowAndSaysOnceThatItIsBroken) {
     vesta::testing::RuntimeDirectory runtime;
     const std::string file = runtime.path("config.json");
-    ostrel::testing::writeFile(file, "{\n oops");
+    replaceFile(file, "{\n oops");
     vesta::testing::ChildProcess configd;
     configd.start({CONFIGD_PROGRAM, file}, vesta::testing::ChildProcess::Output::heard);
     ASSERT_TRUE(configd.waitForText("line 2"));
@@ -50,11 +56,11 @@ TEST(Configd, ServesTheFileAsItIsNowAndSaysOnceThatItIsBroken) {
     ask();
     ask();
     ASSERT_TRUE(configd.waitForText("module 3 waits"));
-    ostrel::testing::writeFile(file, kGood);
+    replaceFile(file, kGood);
     ask();
     EXPECT_EQ(vestad.next("initial-config")["config"],
               nlohmann::json::parse(kGood, {}, true, true));
-    ostrel::testing::writeFile(file, R"({"captive-portal": {"loglevel": 3}, "interface": []})");
+    replaceFile(file, R"({"captive-portal": {"loglevel": 3}, "interface": []})");
     ask();
     nlohmann::json config;
     do {  // those who asked before may have got the file of before
