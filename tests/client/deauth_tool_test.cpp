@@ -12,7 +12,6 @@
 #include <filesystem>
 #include <iterator>
 #include <set>
-#include <thread>
 
 #include "core/temporary_log.h"
 #include "platform/support.h"
@@ -145,14 +144,19 @@ TEST_F(DeauthToolTest, RunsSixteenAtATimeAndEndsThem) {
 }
 
 TEST_F(DeauthToolTest, SaysOnceThatTheToolIsMissing) {
+    installTool(R"(echo $2 > $PIPE)");
+    const std::string program = directory_.path("deauth-client");
+    const std::string away = directory_.path("away");
+    std::filesystem::rename(program, away);
     const TemporaryLog log(3);
     DeauthTool tool;
     order(tool, 1);
-    while (log.records().empty()) {
-        std::this_thread::yield();
+    while (log.records().empty() && !waitForInput(1)) {
     }
     order(tool, 20);
-    installTool(R"(echo $2 > $PIPE)");
+    // It comes whole: what is still being written can't be run, not even when a child that has not
+    // become its own program yet is the last that has it open.
+    std::filesystem::rename(away, program);
     tool.disconnect("last", kMac);
     std::string line = "wlan0";
     while (line == "wlan0") {
