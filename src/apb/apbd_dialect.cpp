@@ -23,8 +23,9 @@ int heldTo32Bits(std::int64_t number) {
                                                      std::numeric_limits<int>::max()));
 }
 
-void writeSeconds(MessageEntry& record, const char* key, const ToldValue& seconds) {
-    record.insertIntValue(key, heldTo32Bits(seconds.number));
+// What does not fit is the greatest number that does.
+void writeHeld(MessageEntry& record, const char* key, const ToldValue& value) {
+    record.insertIntValue(key, heldTo32Bits(value.number));
 }
 
 // KiB/s as bytes/s; what does not fit is the greatest rate that does, since 0 would be no limit.
@@ -40,8 +41,8 @@ constexpr ClientKeys kWrittenRecord({
     {ClientProperty::apLocation, kMobilityDomain, writeText},
     {ClientProperty::simultaneousUse, "simultaneous-use", writeNumber},
     {ClientProperty::currentScenarioId, "cur-scenario-id", writeSharedId},
-    {ClientProperty::currentTimeLimit, "cur-time-limit", writeSeconds},
-    {ClientProperty::sessionTime, "cur-session-time", writeSeconds},
+    {ClientProperty::currentTimeLimit, "cur-time-limit", writeHeld},
+    {ClientProperty::sessionTime, "cur-session-time", writeHeld},
     {ClientProperty::currentTrafficLimit, "cur-traffic-limit", writeNumber},
     {ClientProperty::scenarios, "scenario", writeEntries},
 });
@@ -53,10 +54,10 @@ constexpr ScenarioKeys kWrittenScenario({
     // One key for both: the one that is told last stays.
     {ScenarioProperty::whiteIpHash, "permitted-ip", writeText},
     {ScenarioProperty::whiteIp, "permitted-ip", writeText},
-    {ScenarioProperty::sessionTimeout, "session-timeout", writeSeconds},
-    {ScenarioProperty::timeLimit, "time-limit", writeSeconds},
-    {ScenarioProperty::awayTimeout, "away-timeout", writeSeconds},
-    {ScenarioProperty::trafficLimit, "traffic-limit", writeNumber},
+    {ScenarioProperty::sessionTimeout, "session-timeout", writeHeld},
+    {ScenarioProperty::timeLimit, "time-limit", writeHeld},
+    {ScenarioProperty::awayTimeout, "away-timeout", writeHeld},
+    {ScenarioProperty::trafficLimit, "traffic-limit", writeHeld},
     {ScenarioProperty::policyUp, "policy-up", writeText},
     {ScenarioProperty::policyDown, "policy-down", writeText},
     {ScenarioProperty::bandwidthUp, "bandwidth-max-up", writeBandwidth},

@@ -97,12 +97,11 @@ double JsonEntry::getDoubleValue(const char* key) {
 }
 
 int JsonEntry::getIntValue(const char* key) {
-    json_object* const value = getByKey(key);
-    const json_type type = json_object_get_type(value);
-    if (type != json_type_int && type != json_type_string) {
-        throw ENTRY_WRONG_TYPE;
-    }
-    return json_object_get_int(value);
+    return json_object_get_int(getNumber(key));
+}
+
+long long JsonEntry::getLongLongValue(const char* key) {
+    return json_object_get_int64(getNumber(key));
 }
 
 std::string JsonEntry::getCharValue(const char* key) {
@@ -181,6 +180,15 @@ json_object* JsonEntry::getByKey(const char* key) const {
 json_object* JsonEntry::getByKey(const char* key, int type) const {
     json_object* const value = getByKey(key);
     if (json_object_get_type(value) != type) {
+        throw ENTRY_WRONG_TYPE;
+    }
+    return value;
+}
+
+json_object* JsonEntry::getNumber(const char* key) const {
+    json_object* const value = getByKey(key);
+    const json_type type = json_object_get_type(value);
+    if (type != json_type_int && type != json_type_string) {
         throw ENTRY_WRONG_TYPE;
     }
     return value;

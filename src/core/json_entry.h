@@ -34,6 +34,7 @@ public:
     bool getBoolValue(const char* key) override;
     double getDoubleValue(const char* key) override;
     int getIntValue(const char* key) override;
+    long long getLongLongValue(const char* key) override;
     std::string getCharValue(const char* key) override;
     std::shared_ptr<MessageEntry> getObjectValue(const char* key) override;
     std::vector<std::shared_ptr<MessageEntry>> getArrayValue(const char* key) override;
@@ -53,6 +54,7 @@ public:
 private:
     json_object* getByKey(const char* key) const;
     json_object* getByKey(const char* key, int type) const;
+    json_object* getNumber(const char* key) const;
     // node_, copied first when it is shared. Throws when it is no object.
     json_object* writableNode();
     // The node of `source`, marked as shared, to go into another tree. The caller owns one

@@ -29,6 +29,8 @@ public:
     virtual double getDoubleValue(const char* key) = 0;
     // An int, or a text that is read as one ("12abc" is 12, "5000000000" is 2147483647).
     virtual int getIntValue(const char* key) = 0;
+    // The same with 64 bits.
+    virtual long long getLongLongValue(const char* key) { return getIntValue(key); }
     virtual std::string getCharValue(const char* key) = 0;
     // A copy: changing it never reaches this entry.
     virtual std::shared_ptr<MessageEntry> getObjectValue(const char* key) = 0;

@@ -37,7 +37,7 @@ constexpr TableScenarioMessageExtractor::Table kScenario({
     {ScenarioSource::expireTime, "time_limit", readNumber},
     {ScenarioSource::txMaxSpeed, "transmit-maximum-speed", readNumber},
     {ScenarioSource::rxMaxSpeed, "receive-maximum-speed", readNumber},
-    {ScenarioSource::trafficLimit, "traffic-limit", readNumber},
+    {ScenarioSource::trafficLimit, "traffic-limit", readBytes},
     {ScenarioSource::maxSessionTime, "session_timeout", readNumber},
     {ScenarioSource::awayTimeout, "away-timeout", readNumber},
 });

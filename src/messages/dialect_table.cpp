@@ -38,6 +38,10 @@ ReadValue readNumber(MessageEntry& message, const char* key) {
     return {"", message.getIntValue(key)};
 }
 
+ReadValue readBytes(MessageEntry& message, const char* key) {
+    return {"", message.getLongLongValue(key)};
+}
+
 ReadValue readSharedId(MessageEntry& message, const char* key) {
     return {"", static_cast<int>(idFromPeers(message.getIntValue(key)))};
 }

@@ -73,13 +73,16 @@ void writeEntries(MessageEntry& message, const char* key, const ToldValue& value
 // What a message says of one property: a text or a number.
 struct ReadValue {
     std::string text;
-    int number = 0;  // an unsigned one goes on with its bits
+    long long number = 0;
 };
 // Throws ENTRY_EXCEPTION_TYPE where the message lacks the key, or has it in another type.
 using Reader = ReadValue (*)(MessageEntry& message, const char* key);
 
 ReadValue readText(MessageEntry& message, const char* key);
+// A number of 32 bits; a larger one is held within them.
 ReadValue readNumber(MessageEntry& message, const char* key);
+// A number of 64 bits.
+ReadValue readBytes(MessageEntry& message, const char* key);
 // The other way round of writeSharedId().
 ReadValue readSharedId(MessageEntry& message, const char* key);
 

@@ -40,13 +40,13 @@ public:
 
     long extractExpireTime(Entry scenario) override { return number(scenario, Source::expireTime); }
     long long extractTxMaxBytes(Entry scenario) override {
-        return number(scenario, Source::txMaxBytes);
+        return bytes(scenario, Source::txMaxBytes);
     }
     long long extractRxMaxBytes(Entry scenario) override {
-        return number(scenario, Source::rxMaxBytes);
+        return bytes(scenario, Source::rxMaxBytes);
     }
     long long extractTrafficLimit(Entry scenario) override {
-        return number(scenario, Source::trafficLimit);
+        return bytes(scenario, Source::trafficLimit);
     }
     long extractMaxSessionTime(Entry scenario) override {
         return number(scenario, Source::maxSessionTime);
@@ -92,6 +92,9 @@ private:
         return row.key != nullptr ? row.convert(*scenario, row.key) : ReadValue{};
     }
     [[nodiscard]] int number(const Entry& scenario, Source source) const {
+        return static_cast<int>(read(scenario, source).number);
+    }
+    [[nodiscard]] long long bytes(const Entry& scenario, Source source) const {
         return read(scenario, source).number;
     }
     [[nodiscard]] std::string text(const Entry& scenario, Source source) const {

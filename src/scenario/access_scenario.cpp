@@ -48,8 +48,8 @@ std::shared_ptr<Scenario> AccessScenario::getSenarioCopy() const {
 
 void AccessScenario::startScenario(unsigned int syncTime) {
     lastSessionCheck_ = ostrel::monotonicSeconds();
-    startTxBytes_ = 0;
-    startRxBytes_ = 0;
+    txBytes_.start();
+    rxBytes_.start();
     sessionTime_ = static_cast<std::int32_t>(syncTime);
     expireReason_ = ExpireReason::none;
     logger().Debug("%s,%d,access sceanrio was started at %d time with sync time %d\n",
@@ -73,11 +73,12 @@ bool AccessScenario::isTimeExpired() {
 
 bool AccessScenario::isTrafficLimitExpired() {
     if (constraints_.trafficLimit == 0 ||
-        usedTxBytes() + usedRxBytes() <= constraints_.trafficLimit) {
+        txBytes_.used() + rxBytes_.used() <= constraints_.trafficLimit) {
         return false;
     }
     logger().Debug("%s check expire rx bytes %d + %d > %d\n", "isTrafficLimitExpired",
-                   asInt(usedTxBytes()), asInt(usedRxBytes()), asInt(constraints_.trafficLimit));
+                   asInt(txBytes_.used()), asInt(rxBytes_.used()),
+                   asInt(constraints_.trafficLimit));
     expireReason_ = ExpireReason::traffic;
     return true;
 }
@@ -97,22 +98,24 @@ bool AccessScenario::isSessionExpired() {
 }
 
 bool AccessScenario::isTxTrafficExpired() {
-    if (constraints_.txMaxBytes == 0 || usedTxBytes() <= constraints_.txMaxBytes) {
+    if (constraints_.txMaxBytes == 0 || txBytes_.used() <= constraints_.txMaxBytes) {
         return false;
     }
     logger().Debug("%s check expire tx bytes %lld - %lld > %lld\n", "isTxTrafficExpired",
-                   static_cast<long long>(txBytes()), static_cast<long long>(startTxBytes_),
+                   static_cast<long long>(txBytes_.first() + txBytes_.used()),
+                   static_cast<long long>(txBytes_.first()),
                    static_cast<long long>(constraints_.txMaxBytes));
     expireReason_ = ExpireReason::traffic;
     return true;
 }
 
 bool AccessScenario::isRxTrafficExpired() {
-    if (constraints_.rxMaxBytes == 0 || usedRxBytes() <= constraints_.rxMaxBytes) {
+    if (constraints_.rxMaxBytes == 0 || rxBytes_.used() <= constraints_.rxMaxBytes) {
         return false;
     }
     logger().Debug("%s check expire rx bytes %d - %d > %d\n", "isRxTrafficExpired",
-                   asInt(rxBytes()), asInt(startRxBytes_), asInt(constraints_.rxMaxBytes));
+                   asInt(rxBytes_.first() + rxBytes_.used()), asInt(rxBytes_.first()),
+                   asInt(constraints_.rxMaxBytes));
     expireReason_ = ExpireReason::traffic;
     return true;
 }
@@ -147,8 +150,9 @@ long AccessScenario::getCurrentTimeLimit() const {
 }
 
 long long AccessScenario::getCurrentTraffic() const {
-    return constraints_.trafficLimit != 0 ? static_cast<long long>(usedTxBytes() + usedRxBytes())
-                                          : 0;
+    return constraints_.trafficLimit != 0
+               ? static_cast<long long>(txBytes_.used() + rxBytes_.used())
+               : 0;
 }
 
 void AccessScenario::updateScenarioConstraints(AccessScenarioConstraints& newLimits) {
@@ -157,12 +161,8 @@ void AccessScenario::updateScenarioConstraints(AccessScenarioConstraints& newLim
 
 void AccessScenario::updateStatistic(ClientStatisticInfo& statistics) {
     counters_ = statistics;
-    if (startTxBytes_ == 0) {
-        startTxBytes_ = txBytes();
-    }
-    if (startRxBytes_ == 0) {
-        startRxBytes_ = rxBytes();
-    }
+    txBytes_.update(counters_.rxBytes);
+    rxBytes_.update(counters_.txBytes);
 }
 
 ClientStatisticInfo AccessScenario::getStatistic() const {

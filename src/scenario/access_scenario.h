@@ -10,6 +10,7 @@
 #include "ostrel/station_counters.h"
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/scenario.h"
+#include "station/byte_count.h"
 
 namespace vesta {
 
@@ -42,7 +43,8 @@ public:
     long long getCurrentTraffic() const override;
     std::string get_name_deauth_scenario() const override { return *deauthScenario_; }
     void updateScenarioConstraints(AccessScenarioConstraints& newLimits) override;
-    // The first counters after a start are those from which traffic is counted.
+    // The first counters after a start are those from which traffic is counted. Until they have
+    // come nothing is used.
     void updateStatistic(ClientStatisticInfo& statistics) override;
     ClientStatisticInfo getStatistic() const override;
     std::shared_ptr<MessageEntry> dumpToMessage(
@@ -57,18 +59,12 @@ public:
 private:
     enum class ExpireReason : std::uint8_t { none, time, traffic, session, cleared };
 
-    // Here the names turn round: what the station transmits, the access point receives.
-    [[nodiscard]] std::uint64_t txBytes() const { return counters_.rxBytes; }
-    [[nodiscard]] std::uint64_t rxBytes() const { return counters_.txBytes; }
-    [[nodiscard]] std::uint64_t usedTxBytes() const { return txBytes() - startTxBytes_; }
-    [[nodiscard]] std::uint64_t usedRxBytes() const { return rxBytes() - startRxBytes_; }
-
     AccessScenarioConstraints constraints_;
     std::int32_t sessionTime_ = 0;       // seconds
     std::int64_t lastSessionCheck_ = 0;  // monotonic seconds
-    // The counters when counting began; 0: it has not begun.
-    std::uint64_t startTxBytes_ = 0;
-    std::uint64_t startRxBytes_ = 0;
+    // Here the names turn round: what the station transmits, the access point receives.
+    ByteCount txBytes_;
+    ByteCount rxBytes_;
     ostrel::StationCounters counters_;  // the driver's latest
     ExpireReason expireReason_ = ExpireReason::none;
     std::shared_ptr<const std::string> deauthScenario_;

@@ -21,8 +21,9 @@ std::int32_t seconds(long value) {
     return static_cast<std::int32_t>(value);
 }
 
-std::uint64_t widened(long long value) {
-    return static_cast<std::uint64_t>(std::int64_t{static_cast<std::int32_t>(value)});
+// A negative limit never expires.
+std::uint64_t bytes(long long value) {
+    return static_cast<std::uint64_t>(value);
 }
 
 template <class Limit>
@@ -44,9 +45,9 @@ AccessScenarioConstraints::AccessScenarioConstraints(
     expireTime = seconds(read("expire-time", &From::extractExpireTime));
     txMaxSpeed = read("transmit-maximum-speed", &From::extractTxMaxSpeed);
     rxMaxSpeed = read("receive-maximum-speed", &From::extractRxMaxSpeed);
-    txMaxBytes = widened(read("transmit-maximum-bytes", &From::extractTxMaxBytes));
-    rxMaxBytes = widened(read("receive-maximum-bytes", &From::extractRxMaxBytes));
-    trafficLimit = widened(read("traffic-limit", &From::extractTrafficLimit));
+    txMaxBytes = bytes(read("transmit-maximum-bytes", &From::extractTxMaxBytes));
+    rxMaxBytes = bytes(read("receive-maximum-bytes", &From::extractRxMaxBytes));
+    trafficLimit = bytes(read("traffic-limit", &From::extractTrafficLimit));
     maxSessionTime = seconds(read("max-session-time", &From::extractMaxSessionTime));
     awayTimeout = seconds(read("away-timeout", &From::extractAwayTimeout));
 }
@@ -55,12 +56,15 @@ AccessScenarioConstraints::AccessScenarioConstraints(const std::shared_ptr<Messa
     const auto read = [&](const char* key) {
         return readLimit(key, [&] { return message->getIntValue(key); });
     };
+    const auto readBytes = [&](const char* key) {
+        return bytes(readLimit(key, [&] { return message->getLongLongValue(key); }));
+    };
     expireTime = read("expire-time");
     txMaxSpeed = static_cast<std::uint32_t>(read("transmit-maximum-speed"));
     rxMaxSpeed = static_cast<std::uint32_t>(read("receive-maximum-speed"));
-    txMaxBytes = widened(read("transmit-maximum-bytes"));
-    rxMaxBytes = widened(read("receive-maximum-bytes"));
-    trafficLimit = widened(read("traffic-limit"));
+    txMaxBytes = readBytes("transmit-maximum-bytes");
+    rxMaxBytes = readBytes("receive-maximum-bytes");
+    trafficLimit = readBytes("traffic-limit");
     maxSessionTime = read("max-session-time");
     awayTimeout = read("away-timeout");
 }

@@ -17,8 +17,8 @@ class ScenarioMessageExtractor;
 class AccessScenarioConstraints {
 public:
     AccessScenarioConstraints() = default;
-    // What the extractor finds; a value that is missing stays 0. The three byte limits are signed
-    // 32-bit values: a negative one is widened to an unsigned limit that never expires.
+    // What the extractor finds; a value that is missing stays 0. A negative byte limit becomes an
+    // unsigned one that never expires.
     AccessScenarioConstraints(const std::shared_ptr<MessageEntry>& message,
                               const std::shared_ptr<ScenarioMessageExtractor>& extractor);
     // The same, from a message with the configuration's keys: for a sender of limits that has no

@@ -163,7 +163,7 @@ TEST(AccessScenario, CountsTrafficFromTheFirstRecordAfterAStart) {
     const auto target = scenario(R"({"type": "allow", "name": "guest", "traffic": 1000000})");
     feed(*target, 7000, 3000);
     target->startScenario(0);
-    EXPECT_EQ(target->getCurrentTraffic(), 10000);
+    EXPECT_EQ(target->getCurrentTraffic(), 0);
     feed(*target, 0, 3000);  // a counter at zero has not begun
     feed(*target, 8000, 3000);
     EXPECT_EQ(target->getCurrentTraffic(), 0);
@@ -190,7 +190,7 @@ TEST(AccessScenarioConstraints, TakeOverWhatIsNotZeroButTheAwayTimeout) {
     AccessScenarioConstraints limits(std::make_shared<JsonEntry>(
         R"({"expire-time": 1, "away-timeout": 2, "transmit-maximum-speed": 3,
             "receive-maximum-speed": 4, "transmit-maximum-bytes": 5,
-            "receive-maximum-bytes": -1, "traffic-limit": 7})"));
+            "receive-maximum-bytes": -1, "traffic-limit": 5000000000})"));
     limits.update(AccessScenarioConstraints(std::make_shared<JsonEntry>(
         R"({"expire-time": "11", "away-timeout": 30, "max-session-time": 18, "traffic-limit": 0,
             "receive-maximum-speed": {}})")));
@@ -198,7 +198,7 @@ TEST(AccessScenarioConstraints, TakeOverWhatIsNotZeroButTheAwayTimeout) {
     EXPECT_EQ(std::tie(limits.expireTime, limits.awayTimeout, limits.maxSessionTime),
               std::make_tuple(11, 2, 18));
     EXPECT_EQ(std::tie(limits.txMaxSpeed, limits.rxMaxSpeed, limits.trafficLimit),
-              std::make_tuple(3U, 4U, 7U));
+              std::make_tuple(3U, 4U, 5000000000U));
     EXPECT_EQ(std::tie(limits.txMaxBytes, limits.rxMaxBytes),
               std::make_tuple(5U, 18446744073709551615U));
 }
