@@ -143,6 +143,7 @@ private:
     // Written by the table in which the client stands; `table_` is null when it stands in none.
     ClientTable* table_ = nullptr;
     std::list<std::shared_ptr<Client>>::iterator place_;
+    std::list<Client*>::iterator absence_;  // valid while it is not connected
     std::uint64_t arrival_ = 0;
 };
 

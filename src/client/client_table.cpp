@@ -16,6 +16,7 @@ void ClientTable::add(ClientPtr client) {
     index(*client);
     if (!client->isConnected()) {
         neverConnected_.insert(client.get());
+        client->absence_ = absent_.insert(absent_.end(), client.get());
     }
 }
 
@@ -26,6 +27,9 @@ void ClientTable::erase(const ClientPtr& client) {
     const ClientPtr keep = client;  // `client` may be the very pointer in the list
     unindex(*keep);
     neverConnected_.erase(keep.get());
+    if (!keep->isConnected()) {
+        absent_.erase(keep->absence_);
+    }
     if (next_ == keep->place_) {
         ++next_;
     }
@@ -47,6 +51,10 @@ ClientTable::ClientPtr ClientTable::oldestNeverConnected() const {
     return neverConnected_.empty() ? nullptr : *(*neverConnected_.begin())->place_;
 }
 
+ClientTable::ClientPtr ClientTable::longestAbsent() const {
+    return absent_.empty() ? nullptr : *absent_.front()->place_;
+}
+
 void ClientTable::unindex(Client& client) {
     all_.remove(client);
     if (client.isConnected()) {
@@ -64,10 +72,12 @@ void ClientTable::index(Client& client) {
 void ClientTable::connectionChanged(Client& client) {
     if (!client.isConnected()) {
         connected_.remove(client);
+        client.absence_ = absent_.insert(absent_.end(), &client);
         return;
     }
     connected_.add(client);
     neverConnected_.erase(&client);
+    absent_.erase(client.absence_);
 }
 
 }  // namespace vesta

@@ -55,6 +55,9 @@ public:
     [[nodiscard]] std::size_t neverConnectedCount() const { return neverConnected_.size(); }
     // Null when there is none.
     [[nodiscard]] ClientPtr oldestNeverConnected() const;
+    // The station that has not been connected for the longest time; one that never was is absent
+    // since it came. Null when all are connected.
+    [[nodiscard]] ClientPtr longestAbsent() const;
 
 private:
     friend class Client;
@@ -77,6 +80,7 @@ private:
     ClientIndex all_;
     ClientIndex connected_;
     std::set<Client*, ByArrival> neverConnected_;
+    std::list<Client*> absent_;  // those who are not connected, the longest absent first
 };
 
 }  // namespace vesta

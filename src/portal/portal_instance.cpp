@@ -162,7 +162,7 @@ bool PortalInstance::addClient(const MacAddr& mac, const std::string& ip, unsign
     if (!isKnown(identity)) {
         logger().Debug("%s,%d,going to add client %s\n", "addClient", kAddRecord,
                        mac.to_string().c_str());
-        insertClient(clientFactory_.build(mac, ip, value));
+        insertClient(clientFactory_.build(mac, stations_.claimAddress(mac, ip), value));
     }
     return true;
 }
@@ -176,7 +176,8 @@ bool PortalInstance::addClient(std::shared_ptr<MessageEntry> message,
         return false;
     }
     if (!isKnown(identity)) {
-        const ClientPtr client = clientFactory_.restore(message, extractor, mac, ip, value);
+        const ClientPtr client =
+            clientFactory_.restore(message, extractor, mac, stations_.claimAddress(mac, ip), value);
         insertClient(client);
         ClientStatisticInfo statistics = client->getStatistic();
         informators().handleClientScenarioChange(client, statistics);
@@ -185,7 +186,7 @@ bool PortalInstance::addClient(std::shared_ptr<MessageEntry> message,
 }
 
 bool PortalInstance::isKnown(const ClientIdentity& identity) const {
-    if (!stations_.table().find(identity)) {
+    if (!stations_.table().find(ClientIdentity(identity.mac, "", "", ""))) {
         return false;
     }
     logger().Warning("%s,%d,client '%s' is already exsists. Don't do anything\n", "addClient",
@@ -287,7 +288,10 @@ void PortalInstance::updateClientIp(ClientIdentity& identity, const std::string&
     }
     logger().Debug("%s,%d,on vap for client '%s' add ip info %s\n", "updateClientIp", kIpRecord,
                    name_.c_str(), identity.to_string().c_str());
-    client->setIpAddress(ip);
+    const std::string claimed = stations_.claimAddress(client->getMac(), ip);
+    if (!claimed.empty()) {
+        client->setIpAddress(claimed);
+    }
 }
 
 void PortalInstance::updateClientStatistic(ClientStatisticInfo& statistics) {

@@ -106,7 +106,7 @@ private:
     // Null when the instance uses no RADIUS.
     static std::shared_ptr<RadiusWorker> ConfigureRadiusWorker(const Settings& settings);
     void insertClient(ClientPtr client);
-    // Whether the station is here already, which is logged.
+    // Whether the station with this MAC is here already, which is logged.
     [[nodiscard]] bool isKnown(const ClientIdentity& identity) const;
 
     const std::string name_;

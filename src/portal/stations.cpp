@@ -20,6 +20,22 @@ void Stations::add(ClientPtr client) {
         end(table_.oldestNeverConnected(), END_REASON_DISCONNECTED, Deauth::no);
     }
     table_.add(std::move(client));
+    if (table_.size() > kMaxStations) {
+        end(table_.longestAbsent(), END_REASON_DISCONNECTED, Deauth::no);
+    }
+}
+
+std::string Stations::claimAddress(const MacAddr& mac, const std::string& ip) {
+    if (ip.empty() || ip == "0.0.0.0") {
+        return "";
+    }
+    const ClientPtr holder = table_.find(ClientIdentity({}, ip, "", ""));
+    if (holder && holder->getMac() != mac) {
+        logger().Warning("Client %s has the address %s of client %s now\n", mac.to_string().c_str(),
+                         ip.c_str(), holder->getMacAddress().c_str());
+        holder->setIpAddress("");
+    }
+    return ip;
 }
 
 bool Stations::move(const ClientPtr& client, const ScenarioMove& move) {

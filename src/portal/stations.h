@@ -6,6 +6,7 @@
 // Threads: under the lock of the instance.
 
 #include <cstddef>
+#include <string>
 #include <utility>
 
 #include "client/client_table.h"
@@ -44,6 +45,9 @@ public:
     // Stations that were never connected: beyond this many the oldest of them goes, so that forged
     // addresses can't fill the memory.
     static constexpr std::size_t kMaxNeverConnected = 16384;
+    // Stations in all. Beyond this many the longest absent goes: randomised addresses can't fill a
+    // board that forgets nobody.
+    static constexpr std::size_t kMaxStations = 65536;
 
     explicit Stations(Informators informators) : informators_(std::move(informators)) {}
 
@@ -53,6 +57,9 @@ public:
 
     // Takes in a station that is not here yet; the informators hear of it when it connects.
     void add(ClientPtr client);
+    // The address as the station `mac` may have it from now on: "" for "0.0.0.0". Another station
+    // that had it has none until it is reported again.
+    [[nodiscard]] std::string claimAddress(const MacAddr& mac, const std::string& ip);
     // Moves the station and tells the informators of its new scenario. False when it is not here or
     // there is no scenario to enter.
     bool move(const ClientPtr& client, const ScenarioMove& move);

@@ -140,6 +140,11 @@ protected:
         std::make_shared<testing::RecordingInformator>();
 };
 
+MacAddr numbered(std::size_t n) {
+    return MacAddr(MacAddr::Bytes{6, 0, 0, static_cast<std::uint8_t>(n >> 16),
+                                  static_cast<std::uint8_t>(n >> 8), static_cast<std::uint8_t>(n)});
+}
+
 std::string loginAndGuest(const std::string& guest) {
     return R"({"access-type": "forbid", "name": "login", "auth-scenario": "guest"},
               {"access-type": "allow", "name": "guest" )" +
@@ -224,18 +229,53 @@ TEST_F(PortalInstanceTest, ChangesNothingOfAStationThatIsGone) {
 TEST_F(PortalInstanceTest, BoundsTheStationsThatNeverConnected) {
     build("local", 300, loginAndGuest(""));
     play("add here");
-    const auto mac = [](unsigned n) {
-        return MacAddr(MacAddr::Bytes{6, 0, 0, static_cast<std::uint8_t>(n >> 16),
-                                      static_cast<std::uint8_t>(n >> 8),
-                                      static_cast<std::uint8_t>(n)});
-    };
-    for (unsigned n = 0; n < Stations::kMaxNeverConnected; ++n) {
-        instance_->addClient(mac(n), "", 1500);
+    for (std::size_t n = 0; n < Stations::kMaxNeverConnected; ++n) {
+        instance_->addClient(numbered(n), "", 1500);
     }
     EXPECT_THAT(heard_->take(), IsEmpty());
-    instance_->addClient(mac(1U << 20), "", 1500);
+    instance_->addClient(numbered(Stations::kMaxNeverConnected), "", 1500);
     EXPECT_THAT(heard_->take(), ElementsAre("removed 06:00:00:00:00:00 4"));
     EXPECT_EQ(play("known=1"), "known=1") << "it was connected";
+}
+
+// All have access, so all of them stay when they leave.
+TEST_F(PortalInstanceTest, BoundsItsStationsWhateverTheirState) {
+    build("local", 0, R"({"access-type": "allow", "name": "open"})");
+    const auto admit = [&](std::size_t first, std::size_t last) {
+        for (std::size_t n = first; n < last; ++n) {
+            const MacAddr mac = numbered(n);
+            instance_->addClient(mac, "", 1500);
+            ClientStatisticInfo record("wlan0-va1", mac, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+            instance_->updateClientStatistic(record);
+        }
+        instance_->checkClientsExpired();
+    };
+    admit(0, 1);
+    for (std::size_t n = 1; n < Stations::kMaxStations; n += Stations::kMaxNeverConnected) {
+        admit(n, std::min(n + Stations::kMaxNeverConnected, Stations::kMaxStations));
+    }
+    addClient(kMac, kIp);  // absent as well, but not for as long
+    EXPECT_EQ(heard_->take().back(), "removed " + numbered(0).to_string() + " 4");
+    EXPECT_EQ(play("known"), "known=1");
+}
+
+TEST_F(PortalInstanceTest, GivesAnAddressToWhoeverHasItNow) {
+    build("local", 300, loginAndGuest(""));
+    const char* const other = "02:00:00:00:00:02";
+    const auto addressOf = [&](const char* mac) { return dump(mac)->getCharValue("ip"); };
+    addClient(kMac, kIp);
+    EXPECT_TRUE(addClient(other, kIp));
+    EXPECT_EQ(addressOf(kMac), "");
+    EXPECT_EQ(addressOf(other), kIp);
+    play(std::string("ip:") + kIp);
+    EXPECT_EQ(addressOf(kMac), kIp);
+    EXPECT_EQ(addressOf(other), "");
+    for (const char* const none : {"0.0.0.0", ""}) {
+        play(std::string("ip:") + none);
+        EXPECT_EQ(addressOf(kMac), kIp) << "it tells nothing";
+        EXPECT_TRUE(addClient("02:00:00:00:00:03", none));
+        EXPECT_EQ(addressOf("02:00:00:00:00:03"), "");
+    }
 }
 
 TEST_F(PortalInstanceTest, DisconnectsTheStationThatEveryKeyMeans) {
