@@ -7,10 +7,13 @@ debian_release=bookworm
 # Needed to build the programs.
 build_packages="g++ cmake ninja-build pkg-config libjson-c-dev libssl-dev libcli11-dev nlohmann-json3-dev libmosquitto-dev
 libnftables-dev libmnl-dev libldns-dev libcpp-httplib-dev"
-# Needed by the demos besides, which are part of the tests.
-demo_packages="mosquitto iproute2 nftables dnsmasq-base iperf3 iputils-ping curl freeradius freeradius-utils chromium"
+# Needed by the simulated demo besides.
+demo_packages="mosquitto iproute2"
+# Needed by the demo with real packets besides; the browser is the biggest of them, 70 MB to fetch.
+access_point_packages="$demo_packages nftables dnsmasq-base udhcpc iperf3 curl python3 freeradius
+freeradius-utils chromium-headless-shell"
 # Needed to build and run the tests and benchmarks besides.
-test_packages="libgtest-dev libgmock-dev libbenchmark-dev $demo_packages"
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev iputils-ping $access_point_packages"
 # Needed by the presets that build with clang.
 clang_packages="clang libclang-rt-dev"
 # Needed by the presets of the board, beside its compiler.
