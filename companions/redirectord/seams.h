@@ -29,6 +29,9 @@ public:
     virtual int addDomains(std::uint32_t list, const std::vector<std::string>& domains) = 0;
     virtual int addPatterns(std::uint32_t list, const std::vector<std::string>& patterns) = 0;
     virtual int setStationList(const StationKey& station, std::uint32_t list) = 0;
+    // vestad has told that the station is captive: what list it had ends, unless setStationList()
+    // follows at once.
+    virtual void awaitStationList(const StationKey& station) = 0;
     // All lists are told anew from now on; until then stations keep what they have.
     virtual int clearLists() = 0;
     // The station is gone; its element of the map too, when it has one.
