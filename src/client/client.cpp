@@ -109,6 +109,15 @@ void Client::updateStatistic(ClientStatisticInfo& statistics) {
     sequence_->getCurrent()->updateStatistic(statistics);
 }
 
+void Client::letTimePass() {
+    const std::int64_t now = ostrel::monotonicSeconds();
+    ClientStatisticInfo statistics = getStatistic();
+    statistics.uptime = static_cast<std::int32_t>(
+        std::min<std::int64_t>(statistics.uptime + (now - lastUpdate_), INT32_MAX));
+    lastUpdate_ = now;
+    sequence_->getCurrent()->updateStatistic(statistics);
+}
+
 ClientStatisticInfo Client::getStatistic() const {
     return sequence_->getCurrent()->getStatistic();
 }

@@ -83,6 +83,8 @@ public:
     // since the last call. True when that changed.
     bool updateConnectStatus();
     void updateStatistic(ClientStatisticInfo& statistics);
+    // Has the time since the last statistics count as time of the connection, without new ones.
+    void letTimePass();
     [[nodiscard]] ClientStatisticInfo getStatistic() const;
     [[nodiscard]] ClientStatisticInfo getStatistic(EndReason reason) const;
 

@@ -86,6 +86,9 @@ public:
     virtual void updateClientIp(ClientIdentity&, const std::string& ip) = 0;
     virtual void updateClientStatistic(ClientStatisticInfo&) = 0;
     virtual void checkClientsExpired() = 0;
+    // The same while no statistics come: time goes on for those who are connected, and nobody
+    // counts as disconnected.
+    virtual void checkClientsWithoutStatistics() = 0;
     virtual void makeClientsPeriodicUpdate() = 0;
     // Throws the station off the air and removes it; false when it isn't here. The session id finds
     // it, else the MAC, else the name; every one of them that is given must match.

@@ -7,7 +7,8 @@
 //   2. the apbd collaborator's, then the one that orders the kernel white-list store's changes;
 //   3. leaves, never two at once: a RADIUS worker's pending list, the white-list store's, what the
 //      redirector worker has told its module, an instance's white-list identifier, the deauth
-//      queue's, what a client lets other threads read, the portal's early questions;
+//      queue's, what a client lets other threads read, the portal's questions to
+//      monitord;
 //   4. the platform libraries' own, the logger's last.
 // So nobody calls the portal or a holder while holding anything of 2 to 4.
 

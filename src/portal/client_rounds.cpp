@@ -26,6 +26,16 @@ void ClientRounds::checkClientsExpired() {
     freeAgeOutClients();
 }
 
+void ClientRounds::checkClientsWithoutStatistics() {
+    for (const ClientPtr& client : stations_.table()) {
+        if (client->isConnected()) {
+            client->letTimePass();
+        }
+    }
+    checkClientsScenarioExpired();
+    freeAgeOutClients();
+}
+
 void ClientRounds::makeClientsPeriodicUpdate() {
     if (authenticator_ != nullptr) {
         authenticator_->authUnansweredUsers();

@@ -20,6 +20,8 @@ public:
 
     // After each statistics answer: a station that has not come up in it is disconnected.
     void checkClientsExpired();
+    // Once a second while no answer comes: those who are connected count as being there still.
+    void checkClientsWithoutStatistics();
     // Once a second.
     void makeClientsPeriodicUpdate();
 

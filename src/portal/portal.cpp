@@ -33,6 +33,8 @@ using FindByInterface = PortalInstanceInterface::PortalFindByInterface;
 using FindBySsid = PortalInstanceInterface::PortalFindBySsid;
 
 constexpr int kPassMicroseconds = 1000000;
+// Without an answer of monitord for longer than this, the portal's loop checks what it can.
+constexpr int kSilenceSeconds = 5;
 
 // Stand in log records behind the name of the operation.
 constexpr int kKnownClientRecord = 307;
@@ -55,7 +57,8 @@ Portal::Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> 
     : LoopWorker("portalWorker", kPassMicroseconds),
       ipc_(std::move(ipc)),
       redirectorWorker_(std::make_shared<RedirectorModuleWorker>(*this)),
-      whiteListStore_(std::make_shared<KernelWhiteListStore>(*redirectorWorker_)) {
+      whiteListStore_(std::make_shared<KernelWhiteListStore>(*redirectorWorker_)),
+      lastAnswer_(ostrel::monotonicSeconds()) {
     const PortalConfiguration configuration(config);
     addWhiteIpLists(configuration);
     uplink_ = configuration.uplinkInterface(uplink);
@@ -122,8 +125,22 @@ bool Portal::askForStatistics() {
     return true;
 }
 
+void Portal::checkWithoutStatistics() {
+    if (ostrel::monotonicSeconds() - lastAnswer_ <= kSilenceSeconds) {
+        return;
+    }
+    if (!silent_.exchange(true)) {
+        logger().Warning("monitord has not answered for %d seconds: traffic is not counted\n",
+                         kSilenceSeconds);
+    }
+    for (const Instance& instance : instances_) {
+        instance->checkClientsWithoutStatistics();
+    }
+}
+
 bool Portal::handle() {
     askForStatistics();
+    checkWithoutStatistics();
     if (const std::shared_ptr<ClientInformationStore> store = clientStore_.lock()) {
         store->updateState();
     }
@@ -134,6 +151,10 @@ bool Portal::handle() {
 }
 
 void Portal::responseCallback(std::vector<ClientStatisticInfo>& statistics) {
+    lastAnswer_ = ostrel::monotonicSeconds();
+    if (silent_.exchange(false)) {
+        logger().Warning("monitord answers again\n");
+    }
     // Records come in runs of one interface, so the last instance is nearly always the right one.
     Instance current = instances_.front();
     std::string currentInterface = current->getAttachedInterface();

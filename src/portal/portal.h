@@ -8,6 +8,8 @@
 // Threads: the portal takes no lock of its own; its set of instances is fixed at construction and
 // every instance is reached through its holder. The setters are called before the threads start.
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -136,6 +138,8 @@ private:
     bool addRememberedClient(PortalInstanceInterface& instance, const MacAddr& mac,
                              const std::string& ip, unsigned int value);
     bool askForStatistics();
+    // What only monitord's answers drive otherwise, while there are none.
+    void checkWithoutStatistics();
 
     std::shared_ptr<IpcInterface> ipc_;
     std::vector<Instance> instances_;
@@ -145,6 +149,8 @@ private:
     std::vector<std::shared_ptr<WhiteAddressesList>> configuredLists_;
     std::shared_ptr<InformationCollector> collector_;
     EarlyQuestions earlyQuestions_;
+    std::atomic<std::int64_t> lastAnswer_;  // monotonic seconds
+    std::atomic<bool> silent_{false};       // monitord has not answered for too long
     std::weak_ptr<ClientInformationStore> clientStore_;
     std::string uplink_;
     std::string apLocation_;

@@ -312,6 +312,10 @@ void PortalInstance::checkClientsExpired() {
     rounds_.checkClientsExpired();
 }
 
+void PortalInstance::checkClientsWithoutStatistics() {
+    rounds_.checkClientsWithoutStatistics();
+}
+
 void PortalInstance::makeClientsPeriodicUpdate() {
     rounds_.makeClientsPeriodicUpdate();
 }

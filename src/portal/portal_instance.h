@@ -76,6 +76,7 @@ public:
     void updateClientIp(ClientIdentity& identity, const std::string& ip) override;
     void updateClientStatistic(ClientStatisticInfo& statistics) override;
     void checkClientsExpired() override;
+    void checkClientsWithoutStatistics() override;
     void makeClientsPeriodicUpdate() override;
     bool isYourClient(ClientIdentity& identity) const override;
     bool isClientConnected(ClientIdentity& identity) const override;

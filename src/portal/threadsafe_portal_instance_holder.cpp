@@ -131,6 +131,11 @@ void ThreadsafePortalInstanceHolder::checkClientsExpired() {
     instance_->checkClientsExpired();
 }
 
+void ThreadsafePortalInstanceHolder::checkClientsWithoutStatistics() {
+    const MutexLock lock(mutex_);
+    instance_->checkClientsWithoutStatistics();
+}
+
 void ThreadsafePortalInstanceHolder::makeClientsPeriodicUpdate() {
     const MutexLock lock(mutex_);
     instance_->makeClientsPeriodicUpdate();

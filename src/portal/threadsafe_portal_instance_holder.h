@@ -57,6 +57,7 @@ public:
     void updateClientIp(ClientIdentity& identity, const std::string& ip) override EXCLUDES(mutex_);
     void updateClientStatistic(ClientStatisticInfo& statistics) override EXCLUDES(mutex_);
     void checkClientsExpired() override EXCLUDES(mutex_);
+    void checkClientsWithoutStatistics() override EXCLUDES(mutex_);
     void makeClientsPeriodicUpdate() override EXCLUDES(mutex_);
     bool disconnectClient(ClientIdentity& identity, const CommandInfo& command) override
         EXCLUDES(mutex_);

@@ -12,6 +12,7 @@
 #include "core/data_parser.h"
 #include "core/json_entry.h"
 #include "core/logger.h"
+#include "ostrel/clock.h"
 
 namespace vesta {
 namespace {
@@ -19,7 +20,9 @@ namespace {
 constexpr const char* kRequest = "{    \"command\": \"get\",    \"path\": \"associated-clients\",}";
 constexpr int kTimeoutSeconds = 30;
 // One is the rule, asked every second; a peer that is this far behind is not asked more.
-constexpr int kMostUnderWay = 3;
+constexpr std::size_t kMostUnderWay = 3;
+// An answer that is owed for longer may never come: monitord has ended, perhaps, and is back.
+constexpr std::int64_t kPatience = 2000000;  // microseconds
 
 // The answer is read straight from json-c. It brings ten counters for each of up to 100,000
 // stations every second: an entry for every nested object, and an exception for every counter that
@@ -93,38 +96,55 @@ bool addStation(json_object* station, std::vector<ClientStatisticInfo>& statisti
     return true;
 }
 
-// Counts a request for as long as it, and the work on its answer, goes on.
-class UnderWay {
+// Closes a request when the work on its answer has ended.
+class Closing {
 public:
-    explicit UnderWay(std::atomic<int>& count) : count_(count) {}
-    ~UnderWay() { --count_; }
-    UnderWay(const UnderWay&) = delete;
-    UnderWay& operator=(const UnderWay&) = delete;
+    Closing(OpenQuestions& open, std::int64_t time) : open_(open), time_(time) {}
+    ~Closing() { open_.close(time_); }
+    Closing(const Closing&) = delete;
+    Closing& operator=(const Closing&) = delete;
 
 private:
-    std::atomic<int>& count_;
+    OpenQuestions& open_;
+    const std::int64_t time_;
 };
 
 }  // namespace
 
+bool OpenQuestions::open(std::int64_t now) {
+    const MutexLock lock(mutex_);
+    const bool owesForLong = !times_.empty() && now - *times_.begin() >= kPatience;
+    const bool enough =
+        owesForLong ? now - *times_.rbegin() < kPatience : times_.size() >= kMostUnderWay;
+    if (!enough) {
+        times_.insert(now);
+    }
+    return !enough;
+}
+
+void OpenQuestions::close(std::int64_t time) {
+    const MutexLock lock(mutex_);
+    times_.erase(times_.find(time));
+}
+
 IPCInformationCollector::IPCInformationCollector(std::shared_ptr<IpcInterface> ipc)
-    : ipc_(std::move(ipc)), underWay_(std::make_shared<std::atomic<int>>(0)) {}
+    : ipc_(std::move(ipc)), open_(std::make_shared<OpenQuestions>()) {}
 
 void IPCInformationCollector::getClientsInformation(InformationCaller* caller) {
-    if (++*underWay_ > kMostUnderWay) {
-        --*underWay_;
-        logger().Debug("%s: %d requests under way, this round is skipped\n",
-                       "getClientsInformation", kMostUnderWay);
+    const std::int64_t now = ostrel::clock().monotonicMicroseconds();
+    if (!open_->open(now)) {
+        logger().Debug("%s: monitord owes answers, this round is skipped\n",
+                       "getClientsInformation");
         return;
     }
     JsonEntry request(kRequest);
-    const auto callback = [underWay = underWay_](void* response, void* context, int status) {
-        const UnderWay ending(*underWay);
+    const auto callback = [open = open_, now](void* response, void* context, int status) {
+        const Closing closing(*open, now);
         ipcResponseCallback(response, context, status);
     };
     if (!ipc_->async_send(request.getRowMessage(), IPC_MODULE_MONITORD_STATISTICS, caller, callback,
                           kTimeoutSeconds)) {
-        --*underWay_;
+        open_->close(now);
     }
 }
 

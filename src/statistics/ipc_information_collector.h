@@ -4,21 +4,38 @@
 //
 // Threads: getClientsInformation() from any thread; answers arrive on the bus's delivery thread.
 
-#include <atomic>
+#include <cstdint>
 #include <memory>
+#include <set>
 #include <vector>
 
+#include "core/mutex.h"
 #include "ostrel/ipc.h"
 #include "statistics/information_collector.h"
 
 namespace vesta {
+
+// The requests that wait for their answer. Any thread.
+class OpenQuestions {
+public:
+    // Counts a request that is made at `now` (monotonic microseconds) and returns true, or returns
+    // false when there are enough.
+    [[nodiscard]] bool open(std::int64_t now) EXCLUDES(mutex_);
+    // The request made at `time` waits no more.
+    void close(std::int64_t time) EXCLUDES(mutex_);
+
+private:
+    Mutex mutex_;
+    std::multiset<std::int64_t> times_ GUARDED_BY(mutex_);
+};
 
 class IPCInformationCollector final : public InformationCollector {
 public:
     explicit IPCInformationCollector(std::shared_ptr<IpcInterface> ipc);
 
     // Does nothing while three requests are unanswered: a peer that has fallen behind is not asked
-    // more. `caller` must outlive the bus.
+    // more. One that owes an answer for two seconds or longer is asked every two seconds, since it
+    // may have begun anew. `caller` must outlive the bus.
     void getClientsInformation(InformationCaller* caller) override;
 
     // `response` is the answer as a json_object*, or null when none came in time; `context` the
@@ -34,7 +51,7 @@ public:
 private:
     std::shared_ptr<IpcInterface> ipc_;
     // Shared with the callbacks, which may come after the collector's end.
-    std::shared_ptr<std::atomic<int>> underWay_;
+    std::shared_ptr<OpenQuestions> open_;
 };
 
 }  // namespace vesta

@@ -92,7 +92,11 @@ protected:
             {"accept", [&] { answer(LIBRAD_RADIUS_CODE_ACCESS_ACCEPT); }},
             {"reject", [&] { answer(LIBRAD_RADIUS_CODE_ACCESS_REJECT); }},
             {"here", [&] { second({kMac}, argument.empty() ? 0 : std::stoull(argument)); }},
-            {"away", [&] { second({}, 0); }}};
+            {"away", [&] { second({}, 0); }},
+            {"silence", [&] {
+                 clock_.advanceSeconds(std::stoi(argument));
+                 instance_->checkClientsWithoutStatistics();
+             }}};
         if (asked.count(action) != 0) {
             return "=" + std::to_string(asked.at(action)());
         }
@@ -182,6 +186,13 @@ TEST_F(PortalInstanceTest, LeadsStationsAlongTheirRoads) {
          loginAndGuest(R"(, "traffic-limit": 1000, "deauth-scenario": "over")") + "," + over,
          "add=1 here:5000(deauthenticated,connected) login:x=0(authenticated) here:5000 here:6000 "
          "here:6001(deauthenticated/3) login:x=0(authenticated)"},
+        // While monitord is silent time goes on, and nobody leaves but those who had left.
+        {"local", 10, loginAndGuest(R"(, "expire-time": 60)"),
+         "add=1 here(deauthenticated,connected) login:x=0(authenticated) silence:60 "
+         "silence:1(removed/3)"},
+        {"local", 10, loginAndGuest(""),
+         "add=1 here(deauthenticated,connected) login:x=0(authenticated) silence:100 "
+         "away(disconnected/4) silence:9 silence:1(removed/3)"},
         // It goes when there is no scenario to move on to.
         {"local", 300, loginAndGuest(R"(, "max-session-time": 10)"),
          "add=1 here(deauthenticated,connected) login:x=0(authenticated) wait:9 here "

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "support/bus_peer.h"
+#include "support/fake_clock.h"
 
 namespace vesta::testing {
 namespace {
@@ -60,6 +61,17 @@ TEST_F(CollectorTest, AsksForTheStationsWithAtMostThreeRequestsUnderWay) {
     EXPECT_EQ(caller.sizes.waitFor(2), (std::vector<std::size_t>{1, 0}));
     // The last answer may still be under way here.
     EXPECT_EQ(requestsOf(2).size(), 2U);
+}
+
+// One that ended with requests unanswered is not waited for until their time is over.
+TEST_F(CollectorTest, AsksEveryTwoSecondsWhereAnAnswerIsOwed) {
+    FakeClock clock;
+    std::string asked;
+    for (int second = 0; second < 8; ++second) {
+        asked += std::to_string(requestsOf(3).size());
+        clock.advanceSeconds(1);
+    }
+    EXPECT_EQ(asked, "30101010");
 }
 
 TEST_F(BusTest, ARequestThatCouldNotBeSentDoesNotCountAndAMissingAnswerIsNotTold) {

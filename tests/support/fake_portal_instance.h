@@ -63,6 +63,7 @@ public:
     void updateClientIp(ClientIdentity&, const std::string&) override {}
     void updateClientStatistic(ClientStatisticInfo&) override {}
     void checkClientsExpired() override {}
+    void checkClientsWithoutStatistics() override {}
     void makeClientsPeriodicUpdate() override {}
     bool disconnectClient(ClientIdentity&, const CommandInfo&) override { return false; }
     bool isYourClient(ClientIdentity&) const override { return false; }
