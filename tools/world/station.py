@@ -102,7 +102,8 @@ class Station(Host):
 
     def associate(self):
         """Switches the radio on and asks for an address by DHCP; the IPv6 address follows by
-        router advertisement."""
+        router advertisement, which is asked for each second."""
+        self.set(net__ipv6__conf__wlan0__router_solicitation_interval=1)
         self.ip("link set wlan0 up")
         self.start("udhcpc", "udhcpc", "-f", "-i", "wlan0", "-s", HOOK, "-t", 5, "-T", 1, "-n")
 

@@ -1,8 +1,8 @@
 """The world of the demo: three stations, an access point, and the internet behind it.
 
-    anna, ben ── bridge wlan0-va1 ─┐
-                                   ├ access point ── eth0 ── internet
-    cara ─────────────── wlan0-va2 ┘
+    anna, ben ~ air ~ wlan0-va1 ─ bridge br-hall ─┐
+                                                  ├ access point ── eth0 ── internet
+    cara ~~~~~~~~~~~~ wlan0-va2 ──────────────────┘
 """
 
 import json
@@ -91,7 +91,9 @@ class AccessPoint(Host):
         self.set(net__ipv4__ip_forward=1, net__ipv6__conf__all__forwarding=1)
         self.ip("address add 203.0.113.1/24 dev eth0")
         self.ip("address add 2001:db8:ff::1/64 dev eth0 nodad")
-        for number, device in enumerate(CAPTIVE_DEVICES, 1):
+        self.ip("link add br-hall type bridge")
+        self.ip("link set wlan0-va1 master br-hall up")
+        for number, device in enumerate(("br-hall", "wlan0-va2"), 1):
             self.ip(f"address add 10.{number}.0.1/24 dev {device}")
             self.ip(f"address add 2001:db8:{number}::1/64 dev {device} nodad")
             self.ip(f"link set {device} up")
@@ -146,6 +148,7 @@ class World:
     def __init__(self, directory, programs):
         self.directory = pathlib.Path(directory)
         self.internet = Internet(self.directory / "internet")
+        self.air = Host("air", self.directory / "air")
         self.access_point = AccessPoint(self.directory / "access-point", programs)
         self.anna, self.ben, self.cara = self.stations = [
             Station(name, self.directory / name, f"02:00:00:00:01:0{number}")
@@ -160,15 +163,19 @@ class World:
         access_point = self.access_point
         connect(self.internet, "eth0", access_point, "eth0")
         self.internet.ip("link set eth0 up")
-        access_point.ip("link add wlan0-va1 type bridge")
-        for port, station in (("port1", self.anna), ("port2", self.ben)):
-            connect(station, "wlan0", access_point, port, station.mac)
-            access_point.ip(f"link set {port} master wlan0-va1")
-            # As a radio does it: stations do not reach each other past the access point.
-            access_point.ip(f"link set {port} type bridge_slave isolated on")
+        # The air of the first network carries several stations to one device, as a radio does.
+        self.air.ip("link add air type bridge")
+        self.air.ip("link set air up")
+        connect(access_point, "wlan0-va1", self.air, "antenna")
+        self.air.ip("link set antenna master air")
+        for station in (self.anna, self.ben):
+            connect(station, "wlan0", self.air, station.name, station.mac)
+            self.air.ip(f"link set {station.name} master air")
+            # Stations reach each other by way of the access point alone.
+            self.air.ip(f"link set {station.name} type bridge_slave isolated on")
         connect(self.cara, "wlan0", access_point, "wlan0-va2", self.cara.mac)
 
     def end(self):
         """Ends everything. Returns what did not end well."""
-        hosts = (*self.stations, self.access_point, self.internet)
+        hosts = (*self.stations, self.access_point, self.internet, self.air)
         return [f"{host.name}: {words}" for host in hosts for words in host.stop()]
