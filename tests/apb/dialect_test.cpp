@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "apb/apbd_collaborator.h"
 #include "apb/apbd_dialect.h"
 #include "client/client.h"
 #include "core/json_entry.h"
@@ -138,22 +137,6 @@ TEST(ApbdDialect, FindsTheMobilityDomainPart) {
                       extractor.extractSsid(entry(text)) + " " +
                       extractor.extractRadiusDomain(entry(text)),
                   parts);
-    }
-}
-
-TEST(ApbdCollaborator, SaysWhyItDoesNotSynchronise) {
-    const char* const kNoPart = "|DEBUG|No apbd part in configuration!";
-    const char* const kNotEnabled = "|DEBUG|APB not enabled. Clients not gonna be synced over APs";
-    const std::pair<const char*, const char*> cases[] = {
-        {"{}", kNoPart},
-        {R"({"captive-portal": {"apbd": 1}})", kNoPart},
-        {R"({"captive-portal": {"apbd": {}}})", kNotEnabled},
-        {R"({"captive-portal": {"apbd": {"enabled": false}}})", kNotEnabled},
-    };
-    for (const auto& [config, record] : cases) {
-        const TemporaryLog log(7);
-        const APBDCollaborator collaborator(entry(config), nullptr, nullptr);
-        EXPECT_EQ(log.records(), TemporaryLog::Records{record}) << config;
     }
 }
 

@@ -26,17 +26,5 @@ TEST(DumpDialect, WritesTheLowHalfOfLargeNumbersAndRefusesAnUnknownAccessType) {
               TemporaryLog::Records{"|ERROR|addAccessType try to add unknown access type!"});
 }
 
-TEST(DumpDialect, WritesAScenarioWithTheSessionsOppositeAndTheHashOfItsListAlone) {
-    IPCDumpScenarioMessageFactory scenario;
-    scenario.createMessage();
-    scenario.addId(0);
-    scenario.addWithoutSession(true);
-    scenario.addWhiteIpHash("abc");
-    scenario.addWhiteIp("10.0.0.0/8");
-    scenario.addTrafficLimit(4294967295);
-    EXPECT_EQ(json::parse(scenario.getResultMessage()->getStringRepresentation()), json::parse(R"({
-        "ID": -2, "start-session": "false", "permitted-ip": "abc", "traffic-limit": -1})"));
-}
-
 }  // namespace
 }  // namespace vesta

@@ -145,17 +145,6 @@ TEST_F(PortalTest, TellsTheProxysAddressAndLoadsTheWhiteLists) {
     EXPECT_EQ(lists.begin()->second.domains, std::vector<std::string>{"example.org"});
 }
 
-// Each VAP has an extractor of its own today; one extractor must not mix up two.
-TEST(ConfigInstanceMessageExtractor, ReadsEachVapByItself) {
-    ConfigInstanceMessageExtractor extractor(nullptr, "hall", "wlan0-va1");
-    for (const int timeout : {1, 2, -1, 1}) {
-        const std::string text =
-            timeout < 0 ? "{}"
-                        : R"({"captive-portal": {"age-timeout": )" + std::to_string(timeout) + "}}";
-        EXPECT_EQ(extractor.extractAgeTimeout(std::make_shared<JsonEntry>(text.c_str())), timeout);
-    }
-}
-
 TEST(ConfigInstanceMessageExtractor, PairsAScenariosListWithItsHash) {
     const auto store = std::make_shared<testing::SilentStore>();
     store->addWhiteList(std::make_shared<WhiteAddressesList>("free", "10.0.0.0/8"));

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include "radius/radius_das_handler.h"
 #include "station/command_info.h"
 #include "support/freeradius_process.h"
 #include "support/radius_instance.h"
@@ -27,22 +26,6 @@ const char* const kUsers =
     "    Ostrel-Known-Station = 1\n\n"
     "02-00-00-00-00-02 Cleartext-Password := \"PLACEHOLDR\"\n"
     "    Ostrel-Known-Station = 0, Ostrel-Redirect-Url = \"http://welcome.example/\"\n";
-
-class OneInstance final : public SessionDirectory {
-public:
-    explicit OneInstance(std::shared_ptr<PortalInstanceInterface> instance)
-        : instance_(std::move(instance)) {}
-    bool disconnectClient(ClientIdentity& identity, const CommandInfo& command) override {
-        return instance_->disconnectClient(identity, command);
-    }
-    RadiusSharedKey getClientRadiusSharedKey(ClientIdentity&) override {
-        return instance_->getRadiusSharedKey();
-    }
-    std::string getUplink() const override { return "lo"; }
-
-private:
-    std::shared_ptr<PortalInstanceInterface> instance_;
-};
 
 class FreeradiusTest : public testing::InstanceTest {
 protected:
@@ -120,25 +103,6 @@ TEST_F(FreeradiusTest, ChecksThePasswordByEapAndWritesDownTheSession) {
     ClientIdentity identity(MacAddr(kKnown), "", "", "");
     instance_->disconnectClient(identity, CommandInfo(END_REASON_TIME_EXPIRED));
     expectRecord("Stop", {session, "Acct-Terminate-Cause = Session-Timeout"});
-}
-
-TEST_F(FreeradiusTest, IsToldToDisconnect) {
-    build("radius");
-    RadiusDasHandler handler(std::make_shared<OneInstance>(instance_), 0);
-    const auto disconnect = [&](const std::string& attributes) {
-        return testing::FreeradiusProcess::disconnect(handler.getPort(), kSecret, attributes);
-    };
-    for (const std::string key :
-         {"Calling-Station-Id = \"02-00-00-00-00-01\"", "User-Name = \"bob\"", "Acct-Session-Id"}) {
-        arrive(kKnown);
-        login("bob", kIp, "hello");
-        ASSERT_EQ(becomes(kKnown, "Allow"), "Allow");
-        const std::string session =
-            "Acct-Session-Id = \"" + dump(kKnown)->getCharValue("session-id") + "\"";
-        EXPECT_FALSE(disconnect("User-Name = \"alice\"\n" + session)) << key;
-        EXPECT_TRUE(disconnect(key == "Acct-Session-Id" ? session : key)) << key;
-        EXPECT_FALSE(dump(kKnown)) << key;
-    }
 }
 
 }  // namespace

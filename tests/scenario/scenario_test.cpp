@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <tuple>
 
 #include "core/temporary_log.h"
-#include "messages/dump_dialect.h"
 #include "scenario/access_scenario_constraints.h"
 #include "station/client_statistic_info.h"
 #include "support/fake_clock.h"
@@ -21,41 +19,12 @@ using testing::scenario;
 
 constexpr int kErrorsAndWarnings = 3;
 
-// In the order in which it was written.
-std::string dumpOf(const std::shared_ptr<Scenario>& target) {
-    std::string text = target->dumpToMessage(std::make_shared<IPCDumpScenarioMessageFactory>())
-                           ->getStringRepresentation();
-    text.erase(std::remove_if(text.begin(), text.end(),
-                              [](char c) { return c == ' ' || c == '\n' || c == '"'; }),
-               text.end());
-    return text;
-}
-
 void feed(Scenario& target, std::uint64_t transmitted, std::uint64_t received, int uptime = 0) {
     ClientStatisticInfo record;
     record.rxBytes = transmitted;
     record.txBytes = received;
     record.uptime = uptime;
     target.updateStatistic(record);
-}
-
-TEST(Scenario, DumpsAnAccessScenarioWithLimitsAndProgress) {
-    const FakeClock clock;
-    const auto target = scenario(
-        R"({"type": "allow", "id": 3, "name": "guest", "time": 600, "session": 700, "away": 60,
-            "traffic": 9000, "tx-speed": 2048, "rx-speed": 512})");
-    target->startScenario(5);
-    feed(*target, 100, 200);
-    feed(*target, 150, 200, 42);
-
-    EXPECT_EQ(dumpOf(target),
-              "{ID:1,name:guest,external-url:,start-session:true,"
-              "permitted-ip:,session-timeout:700,"
-              "session-time:5,time-limit:600,time-limit-cur:42,"
-              "away-timeout:60,traffic-limit:9000,"
-              "traffic-limit-cur:50,qos-up-acl:,qos-down-acl:,"
-              "qos-up-policy:,qos-down-policy:,"
-              "qos-bw-up-rate:524288,qos-bw-down-rate:2097152}");
 }
 
 TEST(Scenario, NamesAndBridgesWhatItsMessageLacks) {
@@ -169,21 +138,6 @@ TEST(AccessScenario, CountsTrafficFromTheFirstRecordAfterAStart) {
     EXPECT_EQ(target->getCurrentTraffic(), 0);
     feed(*target, 8500, 3500);
     EXPECT_EQ(target->getCurrentTraffic(), 1000);
-}
-
-TEST(AccessScenario, HandsBackTheDriversCountersAndItsLimit) {
-    const auto target = scenario(R"({"type": "allow", "name": "guest", "time": 600})");
-    ClientStatisticInfo record("wlan0", MacAddr("02:00:00:00:00:01"), 1, 2, 3, 4, 5, 6, 7, 8, 9, 10,
-                               11);
-    target->updateStatistic(record);
-    const ClientStatisticInfo back = target->getStatistic();
-
-    EXPECT_EQ(back.interface, "");
-    EXPECT_TRUE(back.identity.mac.isZero());
-    EXPECT_EQ(std::tie(back.rxBytes, back.txBytes, back.rxPackets, back.txPackets,
-                       back.rxDroppedPackets, back.txDroppedPackets, back.txLostPackets,
-                       back.txDroppedBytes, back.rxDroppedBytes, back.uptime, back.timeLimit),
-              std::make_tuple(1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10, 600));
 }
 
 TEST(AccessScenarioConstraints, TakeOverWhatIsNotZeroButTheAwayTimeout) {

@@ -2,7 +2,6 @@
 
 #include "station/client_identity.h"
 #include "station/client_statistic_info.h"
-#include "station/command_info.h"
 
 namespace vesta {
 namespace {
@@ -12,11 +11,6 @@ TEST(ClientIdentity, ShowsTheAccountingIdBehindTheUserName) {
     EXPECT_EQ(ClientIdentity(mac, "", "", "bob").to_string(), "mac=0a:1b:2c:3d:4e:5f/username=");
     EXPECT_EQ(ClientIdentity(mac, "10.0.0.1", "A1", "bob").to_string(),
               "mac=0a:1b:2c:3d:4e:5f/ip=10.0.0.1/accounting_id=A1/username=A1");
-}
-
-TEST(CommandInfo, NamesItsReason) {
-    EXPECT_EQ(CommandInfo(END_REASON_APBD_REQUEST).getEndReasonString(), "APBD Requset");
-    EXPECT_EQ(CommandInfo::toString(static_cast<EndReason>(5)), "Unknown");
 }
 
 TEST(ClientStatisticInfo, TellsTheValueThatEndedAScenario) {

@@ -1,6 +1,5 @@
 #include "freeradius_process.h"
 
-#include <cstdio>
 #include <stdexcept>
 
 namespace vesta::testing {
@@ -40,18 +39,6 @@ void FreeradiusProcess::writeConfiguration(const std::string& secret,
 
 std::string FreeradiusProcess::record(const std::string& kind) const {
     return ostrel::testing::readFile(directory_.path(kind));
-}
-
-bool FreeradiusProcess::disconnect(std::uint16_t port, const std::string& secret,
-                                   const std::string& attributes) {
-    const std::string command = "radclient -r 1 -t 10 127.0.0.1:" + std::to_string(port) +
-                                " disconnect " + secret + " >/dev/null 2>&1";
-    FILE* const client = popen(command.c_str(), "w");
-    if (client == nullptr) {
-        throw std::runtime_error("radclient does not start");
-    }
-    std::fputs((attributes + "\nMessage-Authenticator = 0x00\n").c_str(), client);
-    return pclose(client) == 0;
 }
 
 }  // namespace vesta::testing

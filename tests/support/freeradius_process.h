@@ -25,10 +25,6 @@ public:
     // The accounting records of this kind ("Start", "Interim-Update" or "Stop") so far, as text.
     [[nodiscard]] std::string record(const std::string& kind) const;
 
-    // Has the client send a Disconnect-Request with these attributes, one a line: true for an ACK.
-    static bool disconnect(std::uint16_t port, const std::string& secret,
-                           const std::string& attributes);
-
 private:
     void writeConfiguration(const std::string& secret, const std::string& users) const;
 

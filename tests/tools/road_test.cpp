@@ -28,29 +28,23 @@ std::string errorOf(const std::function<void()>& action) {
 }
 
 TEST(RoadTest, NamesFileAndPlaceOfEveryMistake) {
-    const Json radius{{"secret", "s"}};
     const struct {
         const char* place;  // what of the road gets `value`
         const char* value;
         const char* error;
     } cases[] = {
         {"/events/1", R"({"station": "anna", "do": "fly"})", "(\"fly\"): is no known event"},
-        {"/events/1", R"({"station": "anna"})", "event 2: has no text \"do\""},
         {"/events/1", R"("arrive")", "event 2: has no text \"do\""},
         {"/events/0/station", R"("bert")", "event 1 (\"arrive\"): knows no station \"bert\""},
         {"/events/0/when", "1", "event 1 (\"arrive\"): knows no \"when\""},
-        {"/events/0/at", R"("1")", "\"at\" must be a number"},
         {"/events/0/at", "-1", "\"at\" must be a number"},
         {"/events/1", R"({"do": "leave"})", "\"station\" is missing"},
         {"/events/1", R"({"station": "anna", "do": "traffic", "rx": 1})", "\"tx\" is missing"},
-        {"/events/1", R"({"station": "anna", "do": "expect", "redirector": "auth"})",
-         "must be \"u"},
         {"/events/1", R"({"station": "anna", "do": "expect", "client": "gone"})", "or \"absent\""},
         {"/events/1", R"({"station": "anna", "do": "expect", "radius": {}})", "no object \"radius"},
         {"/stations", "5", "has no array \"stations\""},
         {"/stations/0/mac", R"("02:00:00:00:00")", "station 1 (\"anna\"): \"mac\" is no MAC"},
         {"/stations/0/ip", R"("10.1.0")", "station 1 (\"anna\"): \"ip\" is no IPv4 address"},
-        {"/radius", R"({"users": {}})", "secret"},
         {"/radius", R"({"secret": "s", "users": {"anna": 5}})", "\"radius\": "},
         {"/radius", R"({"secret": "s", "stations": {"02:00": 5}})", "no MAC address"},
         {"/radius", R"({"secret": "s", "stations": {"02:00:00:00:00:01": {}}})", "known"}};

@@ -40,15 +40,6 @@ TEST_F(StartTest, OpensThePlaceToTheGroupAloneWhateverTheUmask) {
     EXPECT_FALSE(std::filesystem::exists(path(kServer)));
 }
 
-TEST_F(StartTest, TakesOverASocketThatNobodyListensOn) {
-    { const RawModule crashed(kServer); }
-    ASSERT_TRUE(std::filesystem::exists(path(kServer)));
-    IpcInterface bus(kServer, false, 50);
-    const Worker worker(bus, {{"a", note()}});
-    RawPeer::connectedTo(kServer).write(handMadeFrame(9, R"({"cmd":"a"})"));
-    EXPECT_EQ(received_.waitFor(1).size(), 1U);
-}
-
 TEST_F(StartTest, LeavesALivingProcessItsSocketAndNamesWhatIsInTheWay) {
     const RawModule living(kServer);
     expectRefused(path(kServer));

