@@ -19,8 +19,6 @@ constexpr const char* kMap = "lists";
 
 // vestad tells the pieces of a list one right after the other.
 constexpr milliseconds kLastPiece{30};
-// vestad tells everything anew within about a second; a slow board and many stations take longer.
-constexpr seconds kGrace{10};
 // A station's list follows at once on its state.
 constexpr seconds kListFollows{1};
 
@@ -47,7 +45,8 @@ std::pair<StationKey, std::string> readElement(const json& element) {
 
 }  // namespace
 
-WhiteLists::WhiteLists(companion::EventLoop& loop, Nft& nft) : loop_(loop), nft_(nft) {
+WhiteLists::WhiteLists(companion::EventLoop& loop, Nft& nft, milliseconds grace)
+    : loop_(loop), nft_(nft), grace_(grace) {
     adopt();
 }
 
@@ -157,7 +156,7 @@ int WhiteLists::clearLists() {
     enforce();
     told_.clear();
     loop_.cancel(graceTimer_);
-    graceTimer_ = loop_.after(kGrace, [this] { endGrace(); });
+    graceTimer_ = loop_.after(grace_, [this] { endGrace(); });
     return 0;
 }
 

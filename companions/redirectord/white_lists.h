@@ -6,7 +6,7 @@
 // A station has a list by an element of the map "lists", key device and MAC, value a jump to the
 // chain of the list; no rule belongs to a station. A list that is told in pieces comes into force
 // as a whole, a moment after its last piece. After clearLists() stations keep what they had until
-// their list is told anew, or for ten seconds.
+// their list is told anew, or for a time of grace.
 //
 // Threads: the event loop's.
 
@@ -29,7 +29,10 @@ class WhiteLists final : public WhiteListRequests, public DnsAnswers {
 public:
     // Takes over the lists that a predecessor left in the kernel, with the stations that have them.
     // The base ruleset must stand. Throws std::runtime_error when the kernel can't be asked.
-    WhiteLists(companion::EventLoop& loop, Nft& nft);
+    // `grace`: vestad tells everything anew within about a second; a slow board and many stations
+    // take longer.
+    WhiteLists(companion::EventLoop& loop, Nft& nft,
+               std::chrono::milliseconds grace = std::chrono::seconds(10));
     ~WhiteLists() override;
     WhiteLists(const WhiteLists&) = delete;
     WhiteLists& operator=(const WhiteLists&) = delete;
@@ -72,6 +75,7 @@ private:
 
     companion::EventLoop& loop_;
     Nft& nft_;
+    std::chrono::milliseconds grace_;
     ElementBatch batch_;
     std::map<std::string, ActiveList> active_;  // by digest
     std::map<std::uint32_t, Told> told_;        // since the last clearLists()

@@ -1,0 +1,224 @@
+// White lists and names, with real packets and a real name server.
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+
+#include "dns_bytes.h"
+#include "forwarding.h"
+#include "redirectord/dns_message.h"
+#include "support/child_process.h"
+
+namespace vesta::testing {
+namespace {
+
+using redirectord::StationKey;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+// Nobody has these addresses: the access point answers in their place.
+constexpr const char* kResolver = "192.0.2.53";
+constexpr const char* kResolver6 = "2001:db8::53";
+
+constexpr const char* kFree = "198.51.100.7";
+constexpr const char* kFree6 = "2001:db8::7";
+constexpr const char* kCdn = "198.51.100.8";
+constexpr const char* kOther = "198.51.100.9";
+constexpr const char* kBig = "198.51.100.10";
+
+class NamesTest : public NetworkTest {
+protected:
+    void SetUp() override {
+        NetworkTest::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
+        net_ = std::make_unique<AccessPointNetwork>();
+        net_->ap.run("ip route add 198.51.100.0/24 via 192.0.2.1");
+        net_->internet.run(
+            "for i in 7 8 9 10; do ip addr add 198.51.100.$i/32 dev lo; done;"
+            "ip -6 addr add 2001:db8::7/128 dev eth0 nodad");
+        web_ = serverSocket(net_->internet, SOCK_STREAM, "::", 443);
+        std::string text = "--txt-record=big.free.example";
+        for (int i = 0; i < 20; ++i) {
+            text += "," + std::string(200, 'x');
+        }
+        net_->internet.inside([&] {
+            server_.start(
+                {"/usr/sbin/dnsmasq", "--keep-in-foreground", "--conf-file=/dev/null",
+                 "--no-resolv", "--no-hosts", "--user=", "--pid-file=", "--bind-interfaces",
+                 "--listen-address=192.0.2.1", "--log-facility=-", "--log-queries",
+                 "--host-record=www.free.example,198.51.100.7,2001:db8::7,600",
+                 "--cname=shop.example,edge.cdn.example",
+                 "--host-record=edge.cdn.example,198.51.100.8,20",
+                 "--host-record=other.example,198.51.100.9",
+                 "--host-record=big.free.example,198.51.100.10", text},
+                ChildProcess::Output::heard);
+        });
+        ASSERT_TRUE(server_.waitForText("started"));
+        server_.stopHearing();
+    }
+
+    [[nodiscard]] const NetNamespace& station(int number = 1) const {
+        return net_->station(number).space;
+    }
+    [[nodiscard]] StationKey key(int number = 1) const {
+        const SimulatedStation& one = net_->station(number);
+        return StationKey::of(one.device, *ostrel::parseColonMac(one.mac));
+    }
+    // The answer to a question of the station, "" when none comes.
+    [[nodiscard]] std::string ask(const std::string& name, unsigned int type = dns::kA,
+                                  const char* resolver = kResolver, int number = 1) const {
+        return station(number).inside([&]() -> std::string {
+            const Endpoint endpoint(resolver, 53);
+            const ostrel::Fd fd(socket(endpoint.storage.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+            const std::string query = dns::query(4711, name, type);
+            std::array<char, 4096> buffer{};
+            if (connect(fd.get(), endpoint.get(), endpoint.size) != 0 ||
+                send(fd.get(), query.data(), query.size(), 0) < 0 ||
+                !readableWithin(fd.get(), std::chrono::seconds(3))) {
+                return "";
+            }
+            const ssize_t size = recv(fd.get(), buffer.data(), buffer.size(), 0);
+            return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+        });
+    }
+    [[nodiscard]] std::string askByTcp(const std::string& name, unsigned int type) const {
+        const Connection made = connectFrom(station(), kResolver, 53);
+        const std::string query = dns::query(4711, name, type);
+        const std::string sent = dns::word(static_cast<unsigned int>(query.size())) + query;
+        EXPECT_EQ(made.error, 0);
+        send(made.fd.get(), sent.data(), sent.size(), MSG_NOSIGNAL);
+        std::string answer;
+        while (answer.size() < 2 || answer.size() < 2U + redirectord::dnsIdOf(answer)) {
+            std::array<char, 4096> buffer{};
+            const ssize_t size = readableWithin(made.fd.get(), std::chrono::seconds(3))
+                                     ? recv(made.fd.get(), buffer.data(), buffer.size(), 0)
+                                     : 0;
+            if (size <= 0) {
+                return "";
+            }
+            answer.append(buffer.data(), static_cast<std::size_t>(size));
+        }
+        return answer.substr(2);
+    }
+    [[nodiscard]] int reach(const char* address, int number = 1) const {
+        return connectFrom(station(number), address, 443).error;
+    }
+    [[nodiscard]] std::string rules() const {
+        return net_->ap.output("nft list table netdev vesta");
+    }
+
+    std::unique_ptr<AccessPointNetwork> net_;
+    ostrel::Fd web_;
+    ChildProcess server_;
+};
+
+TEST_F(NamesTest, the_first_connection_after_the_first_answer_works) {
+    Forwarding forwarding(*net_);
+    forwarding.tell(key(), {"www.free.example", "shop.example"});
+
+    EXPECT_EQ(reach(kFree), ECONNREFUSED) << "before its name was asked for";
+    EXPECT_EQ(redirectord::dnsIdOf(ask("www.free.example")), 4711);
+    EXPECT_EQ(reach(kFree), 0);
+    EXPECT_NE(ask("www.free.example", dns::kAaaa, kResolver6), "");
+    EXPECT_EQ(reach(kFree6), 0);
+    EXPECT_NE(ask("shop.example"), "");
+    EXPECT_EQ(reach(kCdn), 0) << "an alias";
+
+    EXPECT_NE(ask("other.example"), "");
+    EXPECT_EQ(reach(kOther), ECONNREFUSED) << "a name of no list";
+    EXPECT_EQ(reach(kFree, 2), ECONNREFUSED) << "a station without a list";
+
+    const std::string sets = rules();
+    EXPECT_THAT(sets, HasSubstr("198.51.100.7 timeout 11m expires"));
+    EXPECT_THAT(sets, HasSubstr("198.51.100.8 timeout 2m expires"));
+}
+
+TEST_F(NamesTest, a_long_answer_comes_by_tcp) {
+    Forwarding forwarding(*net_);
+    forwarding.tell(key(), {"*.free.example"});
+    const std::string cut = ask("big.free.example", dns::kTxt);
+    ASSERT_GT(cut.size(), redirectord::kDnsHeaderSize);
+    EXPECT_NE(cut[2] & 0x02, 0) << "the mark of a cut answer";
+    EXPECT_GT(askByTcp("big.free.example", dns::kTxt).size(), 4000U);
+    EXPECT_NE(askByTcp("big.free.example", dns::kA), "");
+    EXPECT_EQ(reach(kBig), 0);
+}
+
+TEST_F(NamesTest, a_list_that_is_told_anew_is_never_missing) {
+    auto forwarding = std::make_unique<Forwarding>(*net_);
+    forwarding->tell(key(), {"www.free.example"});
+    ASSERT_NE(ask("www.free.example"), "");
+    forwarding->call([&] { forwarding->lists().clearLists(); });
+    EXPECT_EQ(reach(kFree), 0) << "cleared, not told yet";
+    forwarding->tell(key(), {"www.free.example", "other.example"}, 2);
+    EXPECT_EQ(reach(kFree), 0) << "another list that has the name";
+    ASSERT_NE(ask("other.example"), "");
+    EXPECT_EQ(reach(kOther), 0);
+
+    forwarding.reset();
+    EXPECT_EQ(reach(kFree), 0) << "without redirectord";
+    forwarding = std::make_unique<Forwarding>(*net_);
+    EXPECT_EQ(reach(kFree), 0) << "redirectord is back";
+    forwarding->call([&] { forwarding->lists().clearLists(); });
+    forwarding->tell(key(), {"other.example", "www.free.example"}, 7);
+    EXPECT_EQ(reach(kFree), 0) << "the same content under another id";
+    EXPECT_EQ(reach(kOther), 0);
+
+    forwarding->call([&] { forwarding->lists().forgetStation(key()); });
+    EXPECT_EQ(reach(kFree), ECONNREFUSED);
+    EXPECT_THAT(rules(), Not(HasSubstr("jump list_")));
+}
+
+TEST_F(NamesTest, a_list_that_is_told_no_more_ends_after_the_grace) {
+    auto forwarding = std::make_unique<Forwarding>(*net_);
+    forwarding->tell(key(1), {"www.free.example"}, 1);
+    forwarding->tell(key(2), {"other.example"}, 2);
+    forwarding.reset();
+    EXPECT_THAT(rules(), HasSubstr("\"va2\" . 02:00:00:00:01:02 : jump list_"));
+
+    forwarding = std::make_unique<Forwarding>(*net_);
+    forwarding->call([&] { forwarding->lists().clearLists(); });
+    forwarding->tell(key(1), {"www.free.example"}, 1);
+    while (rules().find("va2\" . 02") != std::string::npos) {
+    }
+    const std::string left = rules();
+    EXPECT_THAT(left, HasSubstr("\"va1\" . 02:00:00:00:01:01 : jump list_"));
+    EXPECT_EQ(left.find("chain list_"), left.rfind("chain list_")) << "one list is left";
+}
+
+TEST_F(NamesTest, a_station_that_becomes_captive_keeps_its_list_only_if_it_is_told_again) {
+    Forwarding forwarding(*net_);
+    forwarding.tell(key(1), {"www.free.example"});
+    forwarding.tell(key(2), {"www.free.example"});
+    forwarding.call([&] {
+        forwarding.lists().awaitStationList(key(1));
+        forwarding.lists().awaitStationList(key(2));
+        EXPECT_EQ(forwarding.lists().setStationList(key(2), 1), 0);
+    });
+    while (rules().find("va1\" . 02") != std::string::npos) {
+    }
+    EXPECT_THAT(rules(), HasSubstr("\"va2\" . 02:00:00:00:01:02 : jump list_"));
+}
+
+TEST_F(NamesTest, subnets_serve_without_names) {
+    Forwarding forwarding(*net_);
+    const auto told = [&](const char* address, const char* mask) {
+        return redirectord::Ipv4Range{*ostrel::parseIpv4(address), *ostrel::parseIpv4(mask)};
+    };
+    forwarding.call([&] {
+        EXPECT_EQ(forwarding.lists().addAddresses(1, {told("198.51.100.8", "255.255.255.254"),
+                                                      told("198.51.100.0", "255.255.0.255")}),
+                  -EINVAL);
+        EXPECT_EQ(forwarding.lists().addPatterns(1, {"2001:db8::/64"}), 0);
+        EXPECT_EQ(forwarding.lists().setStationList(key(), 1), 0);
+    });
+    EXPECT_EQ(reach(kCdn), 0);
+    EXPECT_EQ(reach(kOther), 0);
+    EXPECT_EQ(reach(kFree6), 0);
+    EXPECT_EQ(reach(kFree), ECONNREFUSED);
+}
+
+}  // namespace
+}  // namespace vesta::testing
