@@ -27,7 +27,8 @@ public:
     virtual bool authConnectedUser(std::shared_ptr<Client>) { return false; }
     // Called once a second: asks again about the stations whose request ended undecided.
     virtual void authUnansweredUsers() {}
-    // Checks a login, which the client has taken over already. Returns an AuthenticateResult.
+    // Checks a login. The client has taken it over already, unless it was let in as somebody else.
+    // Returns an AuthenticateResult.
     virtual int makeAuthenticate(std::shared_ptr<Client> client, const std::string& login,
                                  const std::string& password) = 0;
 };

@@ -37,27 +37,27 @@ void PortalMacAuthenticator::authUnansweredUsers() {
 }
 
 void PortalMacAuthenticator::letIn(const AccessAccepted& accepted) {
+    const auto change = [&](Client& client) {
+        keepClasses(accepted, client);
+        if (accepted.stationKnown && !accepted.redirectUrl.empty()) {
+            keepRedirectUrl(accepted.redirectUrl, client);
+        }
+    };
     if (!accepted.stationKnown) {
-        return;
+        instance().changeClient(accepted.client, change);
+    } else if (*accepted.stationKnown) {
+        admit(accepted, &PortalInstanceInterface::setMacAuthSuccessScenario);
+    } else {
+        instance().changeAndMoveClient(accepted.client, change,
+                                       &PortalInstanceInterface::setMacAuthFailureScenario);
     }
-    if (*accepted.stationKnown) {
-        instance().setMacAuthSuccessScenario(accepted.client);
-        return;
-    }
-    keepRedirectUrl(accepted);
-    instance().setMacAuthFailureScenario(accepted.client);
 }
 
-void PortalMacAuthenticator::keepRedirectUrl(const AccessAccepted& accepted) {
-    const std::string& url = accepted.redirectUrl;
-    if (url.empty()) {
-        return;
-    }
+void PortalMacAuthenticator::keepRedirectUrl(const std::string& url, Client& client) {
+    const auto length = static_cast<unsigned int>(url.size());
     logger().Debug("Set redirect URL from RADIUS \"%s\":[%d] for %s\n", url.c_str(),
-                   static_cast<int>(url.size()), accepted.client->getMacAddress().c_str());
-    instance().changeClient(accepted.client, [&](Client& changed) {
-        changed.setRedirectUrl(url.data(), static_cast<unsigned int>(url.size()));
-    });
+                   static_cast<int>(length), client.getMacAddress().c_str());
+    client.setRedirectUrl(url.data(), length);
 }
 
 }  // namespace vesta

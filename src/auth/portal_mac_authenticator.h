@@ -25,7 +25,7 @@ public:
 
 private:
     void letIn(const AccessAccepted& accepted) override;
-    void keepRedirectUrl(const AccessAccepted& accepted);
+    static void keepRedirectUrl(const std::string& url, Client& client);
 };
 
 }  // namespace vesta

@@ -31,15 +31,25 @@ librad_radius_rx_result ServerAuthenticator::handleRadiusMessage(librad_radius_m
 
 void ServerAuthenticator::act(const RadiusDecision& decision) {
     if (const auto* const accepted = std::get_if<AccessAccepted>(&decision)) {
-        instance_.changeClient(accepted->client, [&](Client& changed) {
-            if (librad_radius_sta_info* const sta = changed.getRadiusSta()) {
-                sta->classes = accepted->classes;
-            }
-        });
         letIn(*accepted);
     } else if (const auto* const rejected = std::get_if<AccessRejected>(&decision)) {
         throwOut(rejected->client);
     }
+}
+
+void ServerAuthenticator::keepClasses(const AccessAccepted& accepted, Client& client) {
+    if (librad_radius_sta_info* const sta = client.getRadiusSta()) {
+        sta->classes = accepted.classes;
+    }
+}
+
+void ServerAuthenticator::admit(const AccessAccepted& accepted,
+                                PortalInstanceInterface::Move move) {
+    const auto change = [&](Client& client) {
+        keepClasses(accepted, client);
+        client.setLogin(accepted.login);
+    };
+    instance_.changeAndMoveClient(accepted.client, change, move);
 }
 
 void ServerAuthenticator::throwOut(const std::shared_ptr<Client>& client) {
@@ -48,13 +58,13 @@ void ServerAuthenticator::throwOut(const std::shared_ptr<Client>& client) {
 }
 
 int RadiusAuthenticator::makeAuthenticate(std::shared_ptr<Client> client, const std::string& login,
-                                          const std::string&) {
-    worker().sendAuthPacket(std::move(client), login);
+                                          const std::string& password) {
+    worker().sendAuthPacket(std::move(client), login, password);
     return AUTHENTICATION_PENDING;
 }
 
 void RadiusAuthenticator::letIn(const AccessAccepted& accepted) {
-    instance().set_auth_scenario_client(accepted.client);
+    admit(accepted, &PortalInstanceInterface::set_auth_scenario_client);
 }
 
 }  // namespace vesta

@@ -33,10 +33,15 @@ protected:
                         PortalInstanceInterface& instance);
 
     [[nodiscard]] RadiusWorker& worker() const { return *radiusWorker_; }
+    // Lets an accepted station enter the scenario of `move`, under the login that was asked about,
+    // whatever was typed since.
+    void admit(const AccessAccepted& accepted, PortalInstanceInterface::Move move);
+    // What the answer says of the accounting of the station.
+    static void keepClasses(const AccessAccepted& accepted, Client& client);
     [[nodiscard]] PortalInstanceInterface& instance() const { return instance_; }
 
 private:
-    // Applies the mode's scenario to an accepted station.
+    // Applies the mode's scenario, and keepClasses(), to an accepted station.
     virtual void letIn(const AccessAccepted& accepted) = 0;
     void act(const RadiusDecision& decision);
     void throwOut(const std::shared_ptr<Client>& client);

@@ -78,6 +78,12 @@ public:
     // `change` must not call the instance.
     virtual bool changeClient(const std::shared_ptr<Client>& client,
                               const std::function<void(Client&)>& change) = 0;
+    // The same, and then one of the four moves, with nothing in between. True when it moved.
+    using Move = bool (PortalInstanceInterface::*)(std::shared_ptr<Client>);
+    virtual bool changeAndMoveClient(const std::shared_ptr<Client>& client,
+                                     const std::function<void(Client&)>& change, Move move) {
+        return changeClient(client, change) && (this->*move)(client);
+    }
     virtual bool setClientScenario(ClientIdentity&, const std::string& name,
                                    AccessScenarioConstraints&) = 0;
     virtual bool addClientScenarios(ClientIdentity&, std::vector<std::shared_ptr<Scenario>>&) = 0;

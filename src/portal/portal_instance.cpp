@@ -212,13 +212,21 @@ int PortalInstance::authenticateClient(ClientIdentity& identity, const std::stri
         logger().Error("Not found client with ip %s\n", identity.ip.c_str());
         return CLIENT_NOT_FOUND;
     }
-    client->setLogin(login);
-    client->setPassword(password);
+    // Who was let in as somebody stays that one until another login is accepted.
+    const bool letIn = client->isAccessOpen() && client->isAuthorized();
+    const auto takeOver = [&] {
+        client->setLogin(login);
+        client->setPassword(password);
+    };
+    if (!letIn) {
+        takeOver();
+    }
     if (password.empty() || !authenticator_) {
         return NOT_AUTHENTICATED;
     }
     const int result = authenticator_->makeAuthenticate(client, login, password);
     if (result == AUTHENTICATED) {
+        takeOver();
         set_auth_scenario_client(client);
     }
     return result;

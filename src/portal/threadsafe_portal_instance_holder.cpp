@@ -92,6 +92,13 @@ bool ThreadsafePortalInstanceHolder::setMacAuthFailureScenario(std::shared_ptr<C
     return instance_->setMacAuthFailureScenario(std::move(client));
 }
 
+bool ThreadsafePortalInstanceHolder::changeAndMoveClient(const std::shared_ptr<Client>& client,
+                                                         const std::function<void(Client&)>& change,
+                                                         Move move) {
+    const MutexLock lock(mutex_);
+    return instance_->changeAndMoveClient(client, change, move);
+}
+
 bool ThreadsafePortalInstanceHolder::changeClient(const std::shared_ptr<Client>& client,
                                                   const std::function<void(Client&)>& change) {
     const MutexLock lock(mutex_);

@@ -46,6 +46,9 @@ public:
     bool set_deauth_scenario_client(std::shared_ptr<Client> client) override EXCLUDES(mutex_);
     bool setMacAuthSuccessScenario(std::shared_ptr<Client> client) override EXCLUDES(mutex_);
     bool setMacAuthFailureScenario(std::shared_ptr<Client> client) override EXCLUDES(mutex_);
+    bool changeAndMoveClient(const std::shared_ptr<Client>& client,
+                             const std::function<void(Client&)>& change, Move move) override
+        EXCLUDES(mutex_);
     bool changeClient(const std::shared_ptr<Client>& client,
                       const std::function<void(Client&)>& change) override EXCLUDES(mutex_);
     bool setClientScenario(ClientIdentity& identity, const std::string& name,

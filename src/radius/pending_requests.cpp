@@ -52,15 +52,15 @@ bool PendingRequests::changeKey(const Key& oldKey, const Key& newKey) {
     return true;
 }
 
-PendingRequests::ClientPtr PendingRequests::take(const Key& key) {
+std::pair<PendingRequests::ClientPtr, std::string> PendingRequests::take(const Key& key) {
     Entries removed;
     const MutexLock lock(mutex_);
     const auto found = byKey_.find(key);
     if (found == byKey_.end()) {
-        return nullptr;
+        return {};
     }
     remove(found->second, removed);
-    return removed.front().client;
+    return {removed.front().client, removed.front().station.login};
 }
 
 void PendingRequests::abandon(const Key& key) {

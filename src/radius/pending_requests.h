@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "core/mutex.h"
@@ -61,8 +62,9 @@ public:
     [[nodiscard]] std::optional<RadiusStation> findStation(const Key& key) const EXCLUDES(mutex_);
     // Puts the next request of the same login in the place of `oldKey`. False when that is gone.
     [[nodiscard]] bool changeKey(const Key& oldKey, const Key& newKey) EXCLUDES(mutex_);
-    // Takes out the entry of a request that was decided. Null when there is none.
-    [[nodiscard]] ClientPtr take(const Key& key) EXCLUDES(mutex_);
+    // Takes out the entry of a request that was decided: the client, null when there is none, and
+    // the login that was asked about, which may not be the client's any more.
+    [[nodiscard]] std::pair<ClientPtr, std::string> take(const Key& key) EXCLUDES(mutex_);
     // The request ended without a decision.
     void abandon(const Key& key) EXCLUDES(mutex_);
     // Has the client asked about later, because no request could be sent now.

@@ -17,6 +17,7 @@ class Client;
 
 struct AccessAccepted {
     std::shared_ptr<Client> client;
+    std::string login;                 // that was asked about
     std::vector<std::string> classes;  // the Class attributes, in order (RFC 2865 section 5.25)
     // Of MAC authentication alone: whether the server knows the station (nothing: it does not say),
     // and where to send one that it does not know ("": nowhere).

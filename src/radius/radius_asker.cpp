@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <utility>
 
 #include "client/client.h"
@@ -14,10 +15,11 @@ namespace {
 constexpr std::size_t kMaxStateLength = 64;
 constexpr std::size_t kMaxChallengeLength = 255;
 
-RadiusStation stationOf(const Client& client) {
+RadiusStation stationOf(const Client& client, const std::string& login,
+                        const std::string& password) {
     RadiusStation station;
-    station.login = client.getLogin();
-    station.password = librad_secret(client.getPassword());
+    station.login = login;
+    station.password = librad_secret(password);
     station.mac = client.getMac();
     station.ip = client.getIpAddress();
     station.mtu = client.getMtu();
@@ -74,9 +76,10 @@ void RadiusAsker::onGiveUp(librad_radius_msg* request, void* self) {
     });
 }
 
-bool RadiusAsker::sendAuthPacket(std::shared_ptr<Client> client, const std::string& login) {
+bool RadiusAsker::sendAuthPacket(std::shared_ptr<Client> client, const std::string& login,
+                                 const std::string& password) {
     logger().Debug("%s started\n", "sendAuthPacket");
-    const RadiusStation station = stationOf(*client);
+    const RadiusStation station = stationOf(*client, login, password);
     RadiusMessagePtr msg =
         newAccessRequest(station, login, usesEap() ? eapIdentityResponse(login) : "");
     if (!msg) {
@@ -163,7 +166,7 @@ RadiusAnswer RadiusAsker::receiveMessage(librad_radius_msg* msg, librad_radius_m
 RadiusAnswer RadiusAsker::accepted(const librad_radius_msg* msg, const librad_radius_msg* request) {
     logger().Debug("Receive RADIUS ACCESS packet\n");
     AccessAccepted accepted;
-    accepted.client = takeClient(msg, request);
+    std::tie(accepted.client, accepted.login) = takeClient(msg, request);
     if (!accepted.client) {
         return {LIBRAD_RADIUS_RX_UNKNOWN, {}};
     }
@@ -177,7 +180,7 @@ RadiusAnswer RadiusAsker::accepted(const librad_radius_msg* msg, const librad_ra
 
 RadiusAnswer RadiusAsker::rejected(const librad_radius_msg* msg, const librad_radius_msg* request) {
     logger().Debug("Receive RADIUS REJECT packet\n");
-    std::shared_ptr<Client> client = takeClient(msg, request);
+    std::shared_ptr<Client> client = takeClient(msg, request).first;
     if (!client) {
         return {LIBRAD_RADIUS_RX_UNKNOWN, {}};
     }
@@ -195,13 +198,13 @@ RadiusAnswer RadiusAsker::challenged(librad_radius_msg* msg, librad_radius_msg* 
     return {LIBRAD_RADIUS_RX_QUEUED, {}};
 }
 
-std::shared_ptr<Client> RadiusAsker::takeClient(const librad_radius_msg* msg,
-                                                const librad_radius_msg* request) {
-    std::shared_ptr<Client> client = pending_.take(PendingRequests::keyOf(request));
-    if (!client) {
+std::pair<std::shared_ptr<Client>, std::string> RadiusAsker::takeClient(
+    const librad_radius_msg* msg, const librad_radius_msg* request) {
+    auto taken = pending_.take(PendingRequests::keyOf(request));
+    if (!taken.first) {
         logger().Error("Client for id %d not found\n", librad_radius_msg_get_id(msg));
     }
-    return client;
+    return taken;
 }
 
 bool RadiusAsker::handleChallenge(librad_radius_msg* msg, librad_radius_msg* request) {

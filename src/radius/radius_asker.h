@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "radius/pending_requests.h"
@@ -30,7 +31,8 @@ public:
     RadiusAsker(RadiusChannel& channel, const RadiusConfig& config, AUTH_MODE authMode);
 
     // As in RadiusWorker.
-    bool sendAuthPacket(std::shared_ptr<Client> client, const std::string& login);
+    bool sendAuthPacket(std::shared_ptr<Client> client, const std::string& login,
+                        const std::string& password);
     RadiusAnswer receiveMessage(librad_radius_msg* msg, librad_radius_msg* request,
                                 unsigned char* secret, unsigned int secretLength);
     std::vector<std::shared_ptr<Client>> takeUnanswered() { return pending_.takeDue(); }
@@ -51,9 +53,10 @@ private:
                                                  std::string_view state);
     [[nodiscard]] bool usesEap() const { return authMode_ != AUTH_MODE_PORTAL_MAC; }
 
-    // The station that a decision is about; null, which is logged, when none waits for it.
-    std::shared_ptr<Client> takeClient(const librad_radius_msg* msg,
-                                       const librad_radius_msg* request);
+    // The station that a decision is about, and its login; null, which is logged, when none waits
+    // for it.
+    std::pair<std::shared_ptr<Client>, std::string> takeClient(const librad_radius_msg* msg,
+                                                               const librad_radius_msg* request);
     RadiusAnswer accepted(const librad_radius_msg* msg, const librad_radius_msg* request);
     RadiusAnswer rejected(const librad_radius_msg* msg, const librad_radius_msg* request);
     RadiusAnswer challenged(librad_radius_msg* msg, librad_radius_msg* request);

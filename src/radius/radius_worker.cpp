@@ -38,7 +38,13 @@ void RadiusWorker::close() {
 }
 
 bool RadiusWorker::sendAuthPacket(std::shared_ptr<Client> client, const std::string& login) {
-    return asker_.sendAuthPacket(std::move(client), login);
+    const std::string password = client->getPassword();
+    return sendAuthPacket(std::move(client), login, password);
+}
+
+bool RadiusWorker::sendAuthPacket(std::shared_ptr<Client> client, const std::string& login,
+                                  const std::string& password) {
+    return asker_.sendAuthPacket(std::move(client), login, password);
 }
 
 RadiusAnswer RadiusWorker::receiveMessage(librad_radius_msg* msg, librad_radius_msg* request,

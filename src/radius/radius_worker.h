@@ -49,6 +49,9 @@ public:
     // Asks the server about the client. Its stored password goes along, or answers the server's
     // challenge later. False when the request could not be sent, which is logged.
     bool sendAuthPacket(std::shared_ptr<Client> client, const std::string& login);
+    // The same with a password that the client has not taken over.
+    bool sendAuthPacket(std::shared_ptr<Client> client, const std::string& login,
+                        const std::string& password);
     // What an answer means, and the code that the handler returns to the library. After
     // LIBRAD_RADIUS_RX_QUEUED the message has been freed.
     RadiusAnswer receiveMessage(librad_radius_msg* msg, librad_radius_msg* request,

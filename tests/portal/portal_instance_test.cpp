@@ -82,6 +82,8 @@ protected:
             {"known", [&] { return instance_->isYourClient(station); }},
             {"asks", [&] { return requestsIn(std::stoi(argument)); }},
             {"login", [&] { return login("bob", kIp, argument); }},
+            {"other", [&] { return login("eve", kIp, argument); }},
+            {"bob", [&] { return dump(kMac)->getCharValue("login") == "bob" ? 1 : 0; }},
             {"portal", [&] { return instance_->setClientScenario(byIp, argument, limits); }}};
         const std::map<std::string, std::function<void()>> told{
             {"moves", [&] { addClient(kMac, argument); }},
@@ -213,6 +215,14 @@ TEST_F(PortalInstanceTest, LeadsStationsAlongTheirRoads) {
         {"radius", 300, loginAndGuest(""),
          "add=1 here(deauthenticated,connected) login:x=1 asks:1=1 gone(removed) add=1 "
          "here(deauthenticated,connected) reject accept known=1"},
+        // Whom it accepts is whom it was asked about, and stays so until another one is accepted.
+        {"radius", 300, loginAndGuest(""),
+         "add=1 here(deauthenticated,connected) login:x=1 asks:1=1 other:=2 bob=0 "
+         "accept(authenticated) bob=1 other:=2 bob=1 other:x=1 bob=1 asks:1=1(update) "
+         "accept bob=0"},
+        {"local", 300, loginAndGuest(""),
+         "add=1 here(deauthenticated,connected) login:x=0(authenticated) other:=2 bob=1 "
+         "other:x=0 bob=0"},
         // It is asked again for a station that waits, until it answers.
         {"portal-mac-auth", 300, loginAndGuest(""),
          "add=1 here(drop,connected) asks:1=1 asks:120=2 accept(authenticated) asks:120=0(update)"},
