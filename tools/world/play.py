@@ -6,36 +6,16 @@ PROGRAMS has vestad and its companions, DIRECTORY gets everything that is writte
 expected, 1 not as expected, 130 ended by a signal.
 """
 
-import os
 import pathlib
 import signal
 import sys
-import time
 import traceback
 
 import table
+from ending import run_to_the_end, say
 from hosts import Unexpected
 from road import Road
 from world import World
-
-
-class Ended(BaseException):
-    """A signal has ended the play."""
-
-
-def end_on_signals():
-    def end(*_):
-        for number in numbers:
-            signal.signal(number, signal.SIG_IGN)
-        raise Ended
-
-    numbers = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE)
-    for number in numbers:
-        signal.signal(number, end)
-
-
-def say(text):
-    print(f"{time.monotonic() - begin:7.1f}  {text}", flush=True)
 
 
 def play(road):
@@ -60,7 +40,6 @@ def stay():
 
 def main():
     programs, directory, *options = sys.argv[1:]
-    end_on_signals()
     world = World(directory, programs)
     badly, good = [], False
     try:
@@ -79,14 +58,4 @@ def main():
     return 0 if good and not badly else 1
 
 
-begin = time.monotonic()
-try:
-    status = main()
-except Ended:
-    status = 130
-except Unexpected as reason:
-    print(f"access-point: {reason}", file=sys.stderr)
-    status = 1
-# No thread that reads a program's output holds the end up.
-sys.stdout.flush()
-os._exit(status)
+run_to_the_end(main)

@@ -73,9 +73,9 @@ class Internet(Host):
 
 
 class AccessPoint(Host):
-    def __init__(self, directory, programs):
+    def __init__(self, directory, programs, configuration):
         super().__init__("access-point", directory)
-        self._programs = programs
+        self._programs, self._configuration = programs, configuration
         self.runtime = self.directory / "run"
         # The daemons by name, as they are killed.
         self.daemons = {}
@@ -113,10 +113,10 @@ class AccessPoint(Host):
         mosquitto = shutil.which("mosquitto", path=os.environ["PATH"] + ":/usr/sbin")
         self.daemons["mosquitto"] = self.start(
             "mosquitto", mosquitto, "-c", fill_in("mosquitto.conf", self.directory), kept=True)
-        self._daemon("configd", fill_in("vestad.json", self.directory))
+        self._daemon("configd", fill_in(self._configuration, self.directory))
         devices = [word for device in CAPTIVE_DEVICES for word in ("--interface", device)]
         self._daemon("redirectord", *devices, "--uplink", "eth0")
-        self._daemon("monitord", *devices)
+        self._daemon("monitord")
         self._daemon("portald")
         self._daemon("apbd")
         self._daemon("vestad")
@@ -145,11 +145,11 @@ class AccessPoint(Host):
 
 
 class World:
-    def __init__(self, directory, programs):
+    def __init__(self, directory, programs, configuration="vestad.json"):
         self.directory = pathlib.Path(directory)
         self.internet = Internet(self.directory / "internet")
         self.air = Host("air", self.directory / "air")
-        self.access_point = AccessPoint(self.directory / "access-point", programs)
+        self.access_point = AccessPoint(self.directory / "access-point", programs, configuration)
         self.anna, self.ben, self.cara = self.stations = [
             Station(name, self.directory / name, f"02:00:00:00:01:0{number}")
             for number, name in enumerate(("anna", "ben", "cara"), 1)]
@@ -168,12 +168,15 @@ class World:
         self.air.ip("link set air up")
         connect(access_point, "wlan0-va1", self.air, "antenna")
         self.air.ip("link set antenna master air")
-        for station in (self.anna, self.ben):
-            connect(station, "wlan0", self.air, station.name, station.mac)
-            self.air.ip(f"link set {station.name} master air")
-            # Stations reach each other by way of the access point alone.
-            self.air.ip(f"link set {station.name} type bridge_slave isolated on")
+        self.bring(self.anna)
+        self.bring(self.ben)
         connect(self.cara, "wlan0", access_point, "wlan0-va2", self.cara.mac)
+
+    def bring(self, station):
+        """Brings a station into the first network's air, its radio still off."""
+        connect(station, "wlan0", self.air, station.name, station.mac)
+        # Stations reach each other by way of the access point alone.
+        self.air.ip(f"link set {station.name} master air type bridge_slave isolated on")
 
     def end(self):
         """Ends everything. Returns what did not end well."""
