@@ -176,7 +176,8 @@ class World:
         """Brings a station into the first network's air, its radio still off."""
         connect(station, "wlan0", self.air, station.name, station.mac)
         # Stations reach each other by way of the access point alone.
-        self.air.ip(f"link set {station.name} master air type bridge_slave isolated on")
+        self.air.ip(f"link set {station.name} master air")
+        self.air.ip(f"link set {station.name} type bridge_slave isolated on")
 
     def end(self):
         """Ends everything. Returns what did not end well."""
