@@ -202,6 +202,10 @@ void Client::disconnect_client() {
     Singleton<DeauthTool>::getInstance().disconnect(interface_, mac);
 }
 
+void Client::keep_client() {
+    Singleton<DeauthTool>::getInstance().withdraw(interface_, getMacAddress());
+}
+
 void Client::changeKey(std::string& key, const std::string& value) {
     if (key == value) {
         return;

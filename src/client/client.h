@@ -120,6 +120,8 @@ public:
     // Has the access point's tool throw the station off the air. Neither waits for it nor changes
     // the client.
     void disconnect_client();
+    // Takes back what disconnect_client() asked for, unless the tool has been started for it.
+    void keep_client();
 
 private:
     friend class ClientTable;

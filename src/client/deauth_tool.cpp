@@ -90,8 +90,8 @@ ostrel::Fd openProcess(int pid) {
 
 }  // namespace
 
-DeauthTool::DeauthTool(milliseconds bound)
-    : bound_(bound), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+DeauthTool::DeauthTool(milliseconds bound, milliseconds patience)
+    : bound_(bound), patience_(patience), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 void DeauthTool::disconnect(const std::string& interfaceName, const std::string& mac) {
     const char* refusal = nullptr;
@@ -101,7 +101,7 @@ void DeauthTool::disconnect(const std::string& interfaceName, const std::string&
         if (stopped_) {
             return;
         }
-        refusal = enqueue({interfaceName, mac});
+        refusal = enqueue({interfaceName, mac, std::chrono::steady_clock::now() + patience_});
         isFirst = !refusing_;
         refusing_ = refusal != nullptr;
     }
@@ -130,6 +130,14 @@ const char* DeauthTool::enqueue(Order order) {
     }
     waiting_.push_back(std::move(order));
     return nullptr;
+}
+
+void DeauthTool::withdraw(const std::string& interfaceName, const std::string& mac) {
+    const MutexLock lock(mutex_);
+    const auto isMeant = [&](const Order& order) {
+        return order.mac == mac && order.interfaceName == interfaceName;
+    };
+    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), isMeant), waiting_.end());
 }
 
 void DeauthTool::stop() {
@@ -173,6 +181,11 @@ bool DeauthTool::startWaiting() {
             }
             order = std::move(waiting_.front());
             waiting_.pop_front();
+        }
+        if (order.lastStart < std::chrono::steady_clock::now()) {
+            logger().Debug("%s: %s for client %s has waited for too long\n", "disconnect", kTool,
+                           order.mac.c_str());
+            continue;
         }
         start(std::move(order));
     }

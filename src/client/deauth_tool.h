@@ -24,8 +24,10 @@ public:
     static constexpr std::size_t kMaxRunning = 16;
     static constexpr std::size_t kMaxWaiting = 16384;
 
-    // `bound` is how long one run may take before it is killed.
-    explicit DeauthTool(std::chrono::milliseconds bound = std::chrono::seconds(5));
+    // `bound` is how long one run may take before it is killed, `patience` how long an order may
+    // wait: who is thrown off later than that may have come back.
+    explicit DeauthTool(std::chrono::milliseconds bound = std::chrono::seconds(5),
+                        std::chrono::milliseconds patience = std::chrono::seconds(10));
     ~DeauthTool() { stop(); }
     DeauthTool(const DeauthTool&) = delete;
     DeauthTool& operator=(const DeauthTool&) = delete;
@@ -33,6 +35,8 @@ public:
     // Has the station thrown off, at once when less than kMaxRunning are under way. Beyond
     // kMaxWaiting the order is dropped with a warning.
     void disconnect(const std::string& interfaceName, const std::string& mac) EXCLUDES(mutex_);
+    // Takes the station's waiting orders back.
+    void withdraw(const std::string& interfaceName, const std::string& mac) EXCLUDES(mutex_);
     // Ends the thread: what runs is killed, what waits is dropped, and so is what comes later.
     void stop() EXCLUDES(mutex_);
 
@@ -43,6 +47,7 @@ private:
     struct Order {
         std::string interfaceName;
         std::string mac;
+        Time lastStart;
     };
     struct Run {
         int pid;
@@ -67,6 +72,7 @@ private:
     void endAll();
 
     const std::chrono::milliseconds bound_;
+    const std::chrono::milliseconds patience_;
     const ostrel::Fd wake_;  // readable when there is an order, or the end
 
     Mutex mutex_;

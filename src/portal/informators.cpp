@@ -51,6 +51,7 @@ void Informators::handleClientScenarioChange(const ClientPtr& client,
                                              ClientStatisticInfo& statistics) const {
     switch (client->getAccessType()) {
         case ACCESS_ALLOW:
+            client->keep_client();
             informatorsHandle(client, statistics, &Informator::informClientAuthenticated);
             return;
         case ACCESS_REDIRECT:

@@ -143,6 +143,21 @@ TEST_F(DeauthToolTest, RunsSixteenAtATimeAndEndsThem) {
     EXPECT_FALSE(waitForInput(0));
 }
 
+TEST_F(DeauthToolTest, StartsNothingForThoseWhoAreBackOrHaveWaitedForLong) {
+    installTool("echo $2 > $PIPE; read go < $PIPE.go");
+    EXPECT_EQ(mkfifo((pipePath() + ".go").c_str(), 0600), 0);
+    DeauthTool tool;
+    DeauthTool impatient(std::chrono::seconds(5), std::chrono::seconds(-1));
+    order(tool, DeauthTool::kMaxRunning);
+    tool.disconnect("back", kMac);
+    tool.disconnect("last", kMac);
+    impatient.disconnect("late", kMac);
+    EXPECT_EQ(readLines(DeauthTool::kMaxRunning).count("wlan0"), DeauthTool::kMaxRunning);
+    tool.withdraw("back", kMac);
+    ostrel::testing::writeFile(pipePath() + ".go", "\n");
+    EXPECT_EQ(readLine(), "last");
+}
+
 TEST_F(DeauthToolTest, SaysOnceThatTheToolIsMissing) {
     installTool(R"(echo $2 > $PIPE)");
     const std::string program = directory_.path("deauth-client");
