@@ -46,6 +46,7 @@ bool PendingRequests::changeKey(const Key& oldKey, const Key& newKey) {
     const Entries::iterator entry = found->second;
     byKey_.erase(found);
     entry->key = newKey;
+    ++entry->station.challenges;
     entry->sentAt = ostrel::monotonicSeconds();
     entries_.splice(entries_.end(), entries_, entry);
     byKey_[newKey] = entry;

@@ -38,6 +38,7 @@ struct RadiusStation {
     std::string ip;
     std::uint32_t mtu = 0;
     std::uint32_t accountingId = 0;  // the low word of the session id, 0 = none
+    unsigned int challenges = 0;     // that this login has answered
 };
 
 class PendingRequests {
@@ -60,7 +61,8 @@ public:
     // clients to be asked about again.
     void add(const Key& key, ClientPtr client, RadiusStation station) EXCLUDES(mutex_);
     [[nodiscard]] std::optional<RadiusStation> findStation(const Key& key) const EXCLUDES(mutex_);
-    // Puts the next request of the same login in the place of `oldKey`. False when that is gone.
+    // Puts the next request of the same login, which answers a challenge, in the place of `oldKey`.
+    // False when that is gone.
     [[nodiscard]] bool changeKey(const Key& oldKey, const Key& newKey) EXCLUDES(mutex_);
     // Takes out the entry of a request that was decided: the client, null when there is none, and
     // the login that was asked about, which may not be the client's any more.

@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::size_t kMaxStateLength = 64;
 constexpr std::size_t kMaxChallengeLength = 255;
+// An exchange takes two. A server that goes on asking would have us ask for ever.
+constexpr unsigned int kMaxChallenges = 8;
 
 RadiusStation stationOf(const Client& client, const std::string& login,
                         const std::string& password) {
@@ -287,6 +289,11 @@ std::optional<RadiusStation> RadiusAsker::findStation(const librad_radius_msg* r
 
 bool RadiusAsker::respond(librad_radius_msg* request, const RadiusStation& station,
                           const std::string& eap, std::string_view state) {
+    if (station.challenges >= kMaxChallenges) {
+        logger().Error("The server challenged %s more than %u times\n",
+                       station.mac.to_string().c_str(), kMaxChallenges);
+        return false;
+    }
     RadiusMessagePtr msg = createAuthenticationMessage(station, state);
     if (!msg) {
         return false;

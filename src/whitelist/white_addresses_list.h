@@ -17,8 +17,10 @@ public:
     // (address, mask), both in network byte order as they stand in memory.
     using Subnets = std::list<std::pair<unsigned int, unsigned int>>;
 
-    // Never fails: an entry that is neither an address nor a domain name becomes a pattern. Entries
-    // that begin with "#" are comments. An empty name is replaced by the hash.
+    // Never fails: an entry that is neither an address nor a domain name becomes a pattern. One
+    // with an address and a bad mask, or the mask 0, is left out with a warning. Entries that begin
+    // with
+    // "#" are comments. An empty name is replaced by the hash.
     WhiteAddressesList(const std::string& name, const std::string& values);
 
     // A letter, then letters, digits, "-" and ".".

@@ -150,6 +150,19 @@ TEST_F(AuthenticatorTest, AnswersAnMd5ChallengeAndOffersMd5ForAnyOther) {
     EXPECT_THAT(answer(response, kAccept), ElementsAre("auth"));
 }
 
+TEST_F(AuthenticatorTest, AnswersNoMoreThanEightChallenges) {
+    build(AUTH_MODE_RADIUS);
+    ask();
+    Packet packet = request();
+    for (int i = 0; i < 8; ++i) {
+        answer(packet, kChallenge, "4f08 0109 0006 19 20");
+        packet = request();
+    }
+    EXPECT_THAT(answer(packet, kChallenge, "4f08 0109 0006 19 20"), IsEmpty());
+    EXPECT_TRUE(isSilent());
+    EXPECT_THAT(answer(packet, kAccept), IsEmpty());
+}
+
 TEST_F(AuthenticatorTest, AnswersOnlyAChallengeOfTheRightShape) {
     const std::pair<const char*, const char*> shapes[] = {
         {"shorter than a header", "4f05 010700"},
