@@ -3,7 +3,6 @@
 import html.parser
 import json
 import pathlib
-import re
 import subprocess
 import threading
 import time
@@ -15,14 +14,14 @@ HOOK = pathlib.Path(__file__).with_name("udhcpc-hook")
 
 
 class Form(html.parser.HTMLParser):
-    """The first form of a page: where it goes, and what its fields hold."""
+    """The first form of an answer's page: where it goes, and what its fields hold."""
 
     def __init__(self, page):
         super().__init__()
         self.action, self.fields = None, {}
-        self.feed(page)
+        self.feed(page.body)
         if self.action is None:
-            raise Unexpected("a page without a form")
+            raise Unexpected(f"a page without a form: {page.url}: {page}")
 
     def handle_starttag(self, tag, attributes):
         attributes = dict(attributes)
@@ -130,20 +129,15 @@ class Station(Host):
             raise Unexpected(f"{self.name}: {url}: {answer}")
         return answer.body
 
-    def log_in(self, login=None, password=None):
+    def log_in(self, login, password):
         """As a browser does: follows the redirect of any page, fills in the form that comes, and
         posts it. Returns the page behind it."""
         cookies = self.directory / "cookies"
         keep = ("-b", cookies, "-c", cookies, "-L")
         page = self.get("http://www.example/", *keep)
-        form = Form(page.body)
-        for field in form.fields:
-            if re.search("login|user|name", field, re.I) and login:
-                form.fields[field] = login
-            elif re.search("pass", field, re.I) and password:
-                form.fields[field] = password
-        where = urllib.parse.urljoin(page.url, form.action)
-        answer = self.get(where, *keep, "--data", urllib.parse.urlencode(form.fields))
+        form = Form(page)
+        fields = urllib.parse.urlencode({**form.fields, "login": login, "password": password})
+        answer = self.get(urllib.parse.urljoin(page.url, form.action), *keep, "--data", fields)
         if answer.status != 200:
             raise Unexpected(f"the login of {self.name}: {answer}")
         return answer.body
@@ -161,7 +155,7 @@ class Station(Host):
 
     def measure_speed(self, server, upwards, seconds):
         """Mbit/s of TCP payload as the receiver counts them, without the first second."""
-        done = self.run("iperf3", "-c", server, "-J", "-t", seconds, "-O", 1,
+        done = self.run("iperf3", "-c", server, "-J", "--connect-timeout", 3000, "-t", seconds, "-O", 1,
                         *([] if upwards else ["-R"]), check=False, seconds=seconds + 20)
         told = json.loads(done.stdout)
         if "error" in told:

@@ -3,7 +3,7 @@
 import os
 import sys
 
-COLUMNS = (("", 2), ("what", 22), ("what was expected", 26), ("what was seen", 25))
+COLUMNS = (("", 2), ("what", 20), ("what was expected", 25), ("what was seen", 30))
 
 
 def _cut(text, width):
