@@ -27,6 +27,13 @@ bool Nft::run(const std::string& commands) {
     return false;
 }
 
+bool Nft::check(const std::string& commands) {
+    nft_ctx_set_dry_run(context_.get(), true);
+    const bool taken = run(commands);
+    nft_ctx_set_dry_run(context_.get(), false);
+    return taken;
+}
+
 std::string Nft::list(const std::string& command) {
     nft_ctx_output_set_flags(context_.get(), NFT_CTX_OUTPUT_JSON);
     if (nft_run_cmd_from_buffer(context_.get(), command.c_str()) != 0) {

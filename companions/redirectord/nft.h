@@ -21,7 +21,9 @@ public:
     // the reason in error(). About 0.1 ms; a command about a table with many sets costs more, and
     // one that changes an interval set is slower with each element of it.
     [[nodiscard]] bool run(const std::string& commands);
-    // What nft said to the last run() that failed; it names the place in the commands.
+    // Whether the kernel would take `commands`; nothing changes.
+    [[nodiscard]] bool check(const std::string& commands);
+    // What nft said to the last run() or check() that failed; it names the place in the commands.
     [[nodiscard]] const std::string& error() const { return error_; }
     // What a `list` command prints, as JSON; "" when it fails, with the reason in error(). Never in
     // a hot path: listing walks whole tables.

@@ -148,6 +148,8 @@ table netdev vesta {
         meta protocol != { ip, ip6 } accept
         udp sport . udp dport { 67 . 68, 547 . 546 } accept
         icmpv6 type { nd-router-advert, nd-neighbor-solicit, nd-neighbor-advert } accept
+        # With br_netfilter our own resets pass by the family inet.
+        tcp flags rst accept
         drop
     }
     chain deliver {

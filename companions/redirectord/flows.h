@@ -1,0 +1,53 @@
+#pragma once
+
+// Ends the flows of stations whose authorisation has ended. Their packets stop by the station's
+// state alone; without its entry of the connection table a flow is also decided upon anew, so that
+// what goes on is redirected or reset at once.
+//
+// Threads: the one that runs the event loop.
+
+#include <netinet/in.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "common/event_loop.h"
+#include "ostrel/addresses.h"
+#include "redirectord/netlink.h"
+
+namespace redirectord {
+
+class Flows {
+public:
+    explicit Flows(companion::EventLoop& loop);
+    ~Flows();
+    Flows(const Flows&) = delete;
+    Flows& operator=(const Flows&) = delete;
+
+    // Deletes the flows of the addresses that the station with this MAC has: `ip`, and those in the
+    // neighbour tables. Those of many stations in one pass through the table, shortly after.
+    void cut(const ostrel::MacBytes& mac, in_addr ip);
+
+private:
+    using Clock = companion::EventLoop::Clock;
+
+    void begin();
+    void readSome();
+    void examine(const nlmsghdr* message);
+    void finish();
+
+    companion::EventLoop& loop_;
+    Netlink table_;
+    Netlink deletions_;
+    std::set<ostrel::MacBytes> macs_;     // wanted, for the next pass
+    std::set<std::string> addresses_;     // the same
+    std::set<std::string> sought_;        // of the pass under way: 4 or 16 bytes each
+    std::vector<std::string> condemned_;  // messages that delete flows
+    bool scheduled_ = false;
+    bool reading_ = false;
+    Clock::time_point began_{};
+    Clock::duration pause_{};  // before the next pass
+};
+
+}  // namespace redirectord

@@ -1,0 +1,212 @@
+#include "redirectord/links.h"
+
+#include <ifaddrs.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <system_error>
+
+namespace redirectord {
+namespace {
+
+using ostrel::MacBytes;
+
+Link linkIn(const nlmsghdr* message) {
+    Link link;
+    eachAttribute(attributesOf(message, sizeof(ifinfomsg)), [&link](const NetlinkAttribute& one) {
+        switch (one.type) {
+            case IFLA_IFNAME:
+                link.name = one.bytes.substr(0, one.bytes.find('\0'));
+                break;
+            case IFLA_MASTER:
+                link.master = one.as<int>();
+                break;
+            case IFLA_MTU:
+                link.mtu = one.as<std::uint32_t>();
+                break;
+            case IFLA_ADDRESS:
+                link.mac = one.as<MacBytes>();
+                break;
+            default:
+                break;
+        }
+    });
+    return link;
+}
+
+template <typename Header>
+Header* putDump(nlmsghdr* message, std::uint16_t type) {
+    message->nlmsg_type = type;
+    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+    return static_cast<Header*>(mnl_nlmsg_put_extra_header(message, sizeof(Header)));
+}
+
+}  // namespace
+
+Links::Links(companion::EventLoop& loop, std::vector<std::string> captive,
+             std::function<void()> changed)
+    : loop_(loop),
+      names_(std::move(captive)),
+      changed_(std::move(changed)),
+      changes_(NETLINK_ROUTE, RTMGRP_LINK),
+      questions_(NETLINK_ROUTE) {
+    loop_.whenReadable(changes_.fd(), [this] { readChanges(); });
+}
+
+Links::~Links() {
+    loop_.forget(changes_.fd());
+}
+
+void Links::start() {
+    readAll();
+    changed_();
+}
+
+void Links::readAll() {
+    links_.clear();
+    alignas(nlmsghdr) NetlinkBuffer space;
+    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
+    putDump<ifinfomsg>(message, RTM_GETLINK)->ifi_family = AF_UNSPEC;
+    if (const int error = questions_.request(message, [this](const nlmsghdr* one) { note(one); })) {
+        throw std::system_error(error, std::generic_category(), "no list of the interfaces");
+    }
+}
+
+void Links::readChanges() {
+    constexpr int kReads = 64;
+    bool any = false;
+    const int end =
+        changes_.drain(kReads, [this, &any](const nlmsghdr* one) { any = note(one) || any; });
+    if (end == ENOBUFS) {
+        readAll();
+    }
+    if (any || end == ENOBUFS) {
+        changed_();
+    }
+}
+
+bool Links::note(const nlmsghdr* message) {
+    if (mnl_nlmsg_get_payload_len(message) < sizeof(ifinfomsg) ||
+        (message->nlmsg_type != RTM_NEWLINK && message->nlmsg_type != RTM_DELLINK)) {
+        return false;
+    }
+    const auto* const info = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(message));
+    // A bridge tells of its ports, too (AF_BRIDGE); such a message says less than the other one.
+    if (info->ifi_family != AF_UNSPEC) {
+        return false;
+    }
+    if (message->nlmsg_type == RTM_DELLINK) {
+        return links_.erase(info->ifi_index) != 0;
+    }
+    Link link = linkIn(message);
+    Link& known = links_[info->ifi_index];
+    const bool changed = !(known == link);
+    known = std::move(link);
+    return changed;
+}
+
+bool Links::isCaptive(const std::string& name) const {
+    return std::find(names_.begin(), names_.end(), name) != names_.end();
+}
+
+std::map<int, Link> Links::captive() const {
+    std::map<int, Link> found;
+    std::copy_if(links_.begin(), links_.end(), std::inserter(found, found.end()),
+                 [this](const auto& one) { return isCaptive(one.second.name); });
+    return found;
+}
+
+std::set<std::string> Links::networks() const {
+    std::set<std::string> names;
+    for (const auto& [index, link] : captive()) {
+        const auto bridge = links_.find(link.master);
+        names.insert(bridge == links_.end() ? link.name : bridge->second.name);
+    }
+    return names;
+}
+
+std::set<MacBytes> Links::ownMacs() const {
+    std::set<MacBytes> macs;
+    for (const auto& [index, link] : captive()) {
+        macs.insert(link.mac);
+        const auto bridge = links_.find(link.master);
+        if (bridge != links_.end()) {
+            macs.insert(bridge->second.mac);
+        }
+    }
+    return macs;
+}
+
+const Link* Links::captiveDevice(int index) const {
+    const auto found = links_.find(index);
+    return found != links_.end() && isCaptive(found->second.name) ? &found->second : nullptr;
+}
+
+std::uint32_t Links::mtuOf(const std::string& name) const {
+    const auto found = std::find_if(links_.begin(), links_.end(),
+                                    [&name](const auto& one) { return one.second.name == name; });
+    return found == links_.end() ? 0 : found->second.mtu;
+}
+
+std::optional<in_addr> addressOn(const std::set<std::string>& interfaces) {
+    ifaddrs* all = nullptr;
+    if (getifaddrs(&all) != 0) {
+        return std::nullopt;
+    }
+    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(all, freeifaddrs);
+    for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
+        if (one->ifa_addr != nullptr && one->ifa_addr->sa_family == AF_INET &&
+            interfaces.count(one->ifa_name) != 0) {
+            sockaddr_in address;
+            std::memcpy(&address, one->ifa_addr, sizeof address);
+            return address.sin_addr;
+        }
+    }
+    return std::nullopt;
+}
+
+int gatewayTo(in_addr address, in_addr& gateway) {
+    Netlink netlink(NETLINK_ROUTE);
+    alignas(nlmsghdr) NetlinkBuffer space;
+    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
+    message->nlmsg_type = RTM_GETROUTE;
+    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
+    auto* const route = static_cast<rtmsg*>(mnl_nlmsg_put_extra_header(message, sizeof(rtmsg)));
+    route->rtm_family = AF_INET;
+    route->rtm_dst_len = 32;
+    mnl_attr_put(message, RTA_DST, sizeof address, &address);
+    gateway = {};
+    return -netlink.request(message, [&gateway](const nlmsghdr* answer) {
+        eachAttribute(attributesOf(answer, sizeof(rtmsg)), [&gateway](const NetlinkAttribute& one) {
+            if (one.type == RTA_GATEWAY) {
+                gateway = one.as<in_addr>();
+            }
+        });
+    });
+}
+
+std::vector<std::pair<MacBytes, std::string>> neighbours() {
+    std::vector<std::pair<MacBytes, std::string>> found;
+    Netlink netlink(NETLINK_ROUTE);
+    alignas(nlmsghdr) NetlinkBuffer space;
+    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
+    putDump<ndmsg>(message, RTM_GETNEIGH)->ndm_family = AF_UNSPEC;
+    netlink.request(message, [&found](const nlmsghdr* answer) {
+        MacBytes mac{};
+        std::string address;
+        eachAttribute(attributesOf(answer, sizeof(ndmsg)), [&](const NetlinkAttribute& one) {
+            if (one.type == NDA_LLADDR) {
+                mac = one.as<MacBytes>();
+            } else if (one.type == NDA_DST) {
+                address = one.bytes;
+            }
+        });
+        found.emplace_back(mac, address);
+    });
+    return found;
+}
+
+}  // namespace redirectord

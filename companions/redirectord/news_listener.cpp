@@ -1,0 +1,152 @@
+#include "redirectord/news_listener.h"
+
+#include <arpa/inet.h>
+#include <linux/if_ether.h>
+#include <linux/netfilter/nfnetlink.h>
+#include <linux/netfilter/nfnetlink_log.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+
+#include "redirectord/ruleset.h"
+
+namespace redirectord {
+namespace {
+
+// So many messages are read before others have their turn.
+constexpr int kReadsAtOnce = 256;
+// Room for a second of announcements (ruleset.cpp, "pending"), 1 KiB each with the kernel's own
+// part.
+constexpr int kReceiveBuffer = 4 * 1024 * 1024;
+constexpr std::size_t kIpSource = 12;   // RFC 791
+constexpr std::size_t kArpSender = 14;  // RFC 826, Ethernet and IPv4
+constexpr std::size_t kMacSource = 6;
+
+in_addr addressAt(std::string_view packet, std::size_t offset) {
+    in_addr address{};
+    if (packet.size() >= offset + sizeof address) {
+        std::memcpy(&address, packet.data() + offset, sizeof address);
+    }
+    return address;
+}
+
+in_addr senderOf(std::uint16_t protocol, std::string_view packet) {
+    return protocol == ETH_P_IP    ? addressAt(packet, kIpSource)
+           : protocol == ETH_P_ARP ? addressAt(packet, kArpSender)
+                                   : in_addr{};
+}
+
+}  // namespace
+
+std::optional<LoggedPacket> readLoggedPacket(std::string_view attributes) {
+    LoggedPacket read;
+    std::string_view hardware;
+    std::string_view payload;
+    std::uint16_t protocol = 0;
+    eachAttribute(attributes, [&](const NetlinkAttribute& one) {
+        switch (one.type) {
+            case NFULA_PACKET_HDR:
+                protocol = ntohs(one.as<nfulnl_msg_packet_hdr>().hw_protocol);
+                break;
+            case NFULA_IFINDEX_INDEV:
+                read.device = static_cast<int>(ntohl(one.as<std::uint32_t>()));
+                break;
+            case NFULA_HWHEADER:
+                hardware = one.bytes;
+                break;
+            case NFULA_PAYLOAD:
+                payload = one.bytes;
+                break;
+            default:
+                break;
+        }
+    });
+    if (read.device <= 0 || hardware.size() < kMacSource + read.source.size()) {
+        return std::nullopt;
+    }
+    std::memcpy(read.source.data(), hardware.data() + kMacSource, read.source.size());
+    read.ip = senderOf(protocol, payload);
+    return read;
+}
+
+NewsListener::NewsListener(companion::EventLoop& loop, Receiver receiver)
+    : loop_(loop), receiver_(std::move(receiver)), netlink_(NETLINK_NETFILTER) {
+    bind();
+    setsockopt(netlink_.fd(), SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer);
+    loop_.whenReadable(netlink_.fd(), [this] { read(); });
+}
+
+NewsListener::~NewsListener() {
+    loop_.forget(netlink_.fd());
+}
+
+void NewsListener::bind() {
+    alignas(nlmsghdr) NetlinkBuffer space;
+    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
+    message->nlmsg_type = NFNL_SUBSYS_ULOG << 8 | NFULNL_MSG_CONFIG;
+    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
+    auto* const generic =
+        static_cast<nfgenmsg*>(mnl_nlmsg_put_extra_header(message, sizeof(nfgenmsg)));
+    generic->nfgen_family = AF_UNSPEC;
+    generic->version = NFNETLINK_V0;
+    generic->res_id = htons(kNewsGroup);
+    nfulnl_msg_config_cmd command{};
+    command.command = NFULNL_CFG_CMD_BIND;
+    mnl_attr_put(message, NFULA_CFG_CMD, sizeof command, &command);
+    nfulnl_msg_config_mode mode{};
+    mode.copy_range = htonl(64);  // the rules' snaplen holds
+    mode.copy_mode = NFULNL_COPY_PACKET;
+    mnl_attr_put(message, NFULA_CFG_MODE, sizeof mode, &mode);
+    // Each packet at once: a station waits for it.
+    mnl_attr_put_u32(message, NFULA_CFG_QTHRESH, htonl(1));
+    const int error = netlink_.request(message);
+    if (error == EBUSY || error == EPERM) {
+        throw std::runtime_error(error == EBUSY
+                                     ? "another redirectord serves this network namespace"
+                                     : "CAP_NET_ADMIN is missing");
+    }
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(),
+                                "the kernel's packet log (nfnetlink_log) refuses");
+    }
+}
+
+void NewsListener::read() {
+    std::vector<LoggedPacket> packets;
+    const int end = netlink_.drain(kReadsAtOnce, [&packets](const nlmsghdr* message) {
+        const std::size_t size = mnl_nlmsg_get_payload_len(message);
+        if (message->nlmsg_type != (NFNL_SUBSYS_ULOG << 8 | NFULNL_MSG_PACKET) ||
+            size < sizeof(nfgenmsg)) {
+            return;
+        }
+        const std::string_view bytes(static_cast<const char*>(mnl_nlmsg_get_payload(message)),
+                                     size);
+        if (const auto packet = readLoggedPacket(bytes.substr(sizeof(nfgenmsg)))) {
+            packets.push_back(*packet);
+        }
+    });
+    if (end == ENOBUFS) {
+        noteLoss();
+    }
+    if (!packets.empty()) {
+        receiver_(packets);
+    }
+}
+
+// A flood: what was lost comes again with a later packet of the station.
+void NewsListener::noteLoss() {
+    constexpr std::chrono::seconds kBetweenReports(10);
+    ++losses_;
+    const auto now = companion::EventLoop::Clock::now();
+    if (now >= nextReport_) {
+        nextReport_ = now + kBetweenReports;
+        ostrel::report(ostrel::LogLevel::warning,
+                       "more new stations than can be read: the packet log overran %llu times",
+                       static_cast<unsigned long long>(losses_));
+    }
+}
+
+}  // namespace redirectord
