@@ -8,6 +8,9 @@
 #include "common/event_loop.h"
 #include "common/privileges.h"
 #include "common/program.h"
+#include "redirectord/dns_servers.h"
+#include "redirectord/dns_tcp.h"
+#include "redirectord/dns_udp.h"
 #include "redirectord/nft.h"
 #include "redirectord/options.h"
 #include "redirectord/ruleset.h"
@@ -20,6 +23,8 @@ using namespace redirectord;
 
 enum Status { kOk = 0, kFailed = 1 };
 
+constexpr const char* kResolvers = "/etc/resolv.conf";
+
 class NoShaper final : public ShaperLines {
 public:
     void shaperLine(std::string_view) override {}
@@ -29,7 +34,7 @@ public:
 
 int flush() {
     companion::EventLoop loop;
-    const NewsListener alone(loop, [](const auto&) {});
+    const NewsListener alone(loop);
     Nft nft;
     if (!nft.run(removeRuleset())) {
         std::fprintf(stderr, "redirectord: the tables can't be removed: %s\n", nft.error().c_str());
@@ -41,11 +46,17 @@ int flush() {
 // False when everything is to be put up again.
 bool serve(const Options& options) {
     companion::EventLoop loop;
+    NewsListener news(loop);
+    ModuleServer server(loop);
     Nft nft;
     installRuleset(nft, options);
     WhiteLists lists(loop, nft);
+    DnsServers servers = options.dnsServers.empty() ? DnsServers(std::string(kResolvers))
+                                                    : DnsServers(options.dnsServers);
+    const DnsUdp dnsUdp(loop, servers, lists, kDnsPort);
+    const DnsTcp dnsTcp(loop, servers, lists, kDnsPort);
     NoShaper shaper;
-    Service service(loop, options, nft, lists, shaper);
+    Service service(loop, options, nft, news, server, lists, shaper);
     ostrel::report(ostrel::LogLevel::debug, "ready");
     loop.run();
     if (!service.lostTables() && options.openOnExit && !nft.run(removeRuleset())) {

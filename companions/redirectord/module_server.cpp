@@ -35,10 +35,8 @@ constexpr std::size_t kDatagramBytes = 2048;
 
 }  // namespace
 
-ModuleServer::ModuleServer(companion::EventLoop& loop, Handlers handlers)
-    : loop_(loop),
-      handlers_(std::move(handlers)),
-      directory_(ostrel::runtimeDirectory() + "/modules") {
+ModuleServer::ModuleServer(companion::EventLoop& loop)
+    : loop_(loop), directory_(ostrel::runtimeDirectory() + "/modules") {
     if (!ostrel::makeDirectories(directory_, 0750)) {
         fail(directory_);
     }
@@ -86,7 +84,8 @@ ModuleServer::Place ModuleServer::listenAt(const std::string& name) const {
     return place;
 }
 
-void ModuleServer::start() {
+void ModuleServer::start(Handlers handlers) {
+    handlers_ = std::move(handlers);
     loop_.whenReadable(redirector_.fd.get(), [this] { acceptRedirector(); });
     loop_.whenReadable(shaper_.fd.get(), [this] { acceptText(shaper_, handlers_.shaper); });
     loop_.whenReadable(wifiAuth_.fd.get(), [this] { acceptText(wifiAuth_, handlers_.wifiAuth); });

@@ -27,13 +27,13 @@ public:
 
     // Takes the place under the runtime directory, and makes the directory where it is missing.
     // Throws std::runtime_error when another server has it, or it can't be had.
-    ModuleServer(companion::EventLoop& loop, Handlers handlers);
+    explicit ModuleServer(companion::EventLoop& loop);
     ~ModuleServer();
     ModuleServer(const ModuleServer&) = delete;
     ModuleServer& operator=(const ModuleServer&) = delete;
 
     // Serves from now on.
-    void start();
+    void start(Handlers handlers);
 
 private:
     using Text = std::function<void(std::string_view)>;

@@ -72,10 +72,13 @@ std::optional<LoggedPacket> readLoggedPacket(std::string_view attributes) {
     return read;
 }
 
-NewsListener::NewsListener(companion::EventLoop& loop, Receiver receiver)
-    : loop_(loop), receiver_(std::move(receiver)), netlink_(NETLINK_NETFILTER) {
+NewsListener::NewsListener(companion::EventLoop& loop) : loop_(loop), netlink_(NETLINK_NETFILTER) {
     bind();
     setsockopt(netlink_.fd(), SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer);
+}
+
+void NewsListener::start(Receiver receiver) {
+    receiver_ = std::move(receiver);
     loop_.whenReadable(netlink_.fd(), [this] { read(); });
 }
 

@@ -31,13 +31,15 @@ class NewsListener {
 public:
     using Receiver = std::function<void(const std::vector<LoggedPacket>&)>;
 
-    // Listens to kNewsGroup, which makes this process the only redirectord of the network
-    // namespace. Throws std::runtime_error when another one listens, std::system_error when the
-    // system refuses.
-    NewsListener(companion::EventLoop& loop, Receiver receiver);
+    // Takes kNewsGroup, which makes this process the only redirectord of the network namespace.
+    // Throws std::runtime_error when another one has it, std::system_error when the system refuses.
+    explicit NewsListener(companion::EventLoop& loop);
     ~NewsListener();
     NewsListener(const NewsListener&) = delete;
     NewsListener& operator=(const NewsListener&) = delete;
+
+    // Hands on what is logged from now on.
+    void start(Receiver receiver);
 
 private:
     void bind();

@@ -5,8 +5,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
+#include <stdexcept>
 
 #include "ostrel/addresses.h"
+#include "redirectord/dns_servers.h"
 
 namespace redirectord {
 namespace {
@@ -22,6 +24,14 @@ std::string wrongDevice(const std::string& name) {
     return fits ? "" : name + ": a device's name has 1 to 15 letters, digits, '.', '_' and '-'";
 }
 
+void addDnsServer(Options& options, const std::string& text) {
+    try {
+        options.dnsServers.push_back(parseDnsServer(text));
+    } catch (const std::invalid_argument& error) {
+        throw CLI::ValidationError("--dns-server", error.what());
+    }
+}
+
 void describe(CLI::App& app, Options& options, std::string& proxy) {
     auto* flush = app.add_flag("--flush", options.flush, "Remove all rules and stations, and exit");
     app.add_option("--interface", options.interfaces,
@@ -32,6 +42,16 @@ void describe(CLI::App& app, Options& options, std::string& proxy) {
                    "What the daemon hears as the address of the HTTP proxy: the access point's own "
                    "towards its stations where it is not given")
         ->check(CLI::ValidIPV4);
+    app.add_option_function<std::vector<std::string>>(
+           "--dns-server",
+           [&options](const std::vector<std::string>& texts) {
+               for (const std::string& text : texts) {
+                   addDnsServer(options, text);
+               }
+           },
+           "A name server for captive stations, with a port or without; may be repeated. Those of "
+           "/etc/resolv.conf where none is given")
+        ->excludes(flush);
     app.add_flag("--open-on-exit", options.openOnExit,
                  "Remove all rules at SIGTERM. Without it they stay, closed to whoever was not "
                  "admitted");

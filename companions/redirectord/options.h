@@ -8,11 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "redirectord/socket_address.h"
+
 namespace redirectord {
 
 struct Options {
     std::vector<std::string> interfaces;
     std::optional<in_addr> proxy;
+    std::vector<SocketAddress> dnsServers;  // none: those of the host
     bool openOnExit = false;
     bool flush = false;
     bool verbose = false;

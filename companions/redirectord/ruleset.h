@@ -20,6 +20,7 @@ constexpr std::uint32_t kMarkAnswer = 8;  // to a station in any state: of the a
 
 // Elements of the sets that have one element or two a station.
 constexpr std::size_t kMostStations = 16384;
+constexpr std::uint16_t kDnsPort = 8053;    // of the name forwarder
 constexpr std::uint16_t kNewsGroup = 1633;  // of NFLOG: packets that announce a station
 
 // Makes the tables, or takes over those that a predecessor left: elements stay, rules become ours.

@@ -58,8 +58,8 @@ void installRuleset(Nft& nft, const Options& options) {
                    "the tables that were there did not fit and were replaced: %s", refusal.c_str());
 }
 
-Service::Service(companion::EventLoop& loop, const Options& options, Nft& nft,
-                 WhiteListRequests& lists, ShaperLines& shaper)
+Service::Service(companion::EventLoop& loop, const Options& options, Nft& nft, NewsListener& news,
+                 ModuleServer& server, WhiteListRequests& lists, ShaperLines& shaper)
     : loop_(loop),
       options_(options),
       nft_(nft),
@@ -74,12 +74,7 @@ Service::Service(companion::EventLoop& loop, const Options& options, Nft& nft,
       flows_(loop),
       links_(loop, options.interfaces, [this] { hookDevices(); }),
       announcements_(loop, [this](const StationKey& key) { return datagramOf(key); }),
-      requests_(stations_, lists, *this),
-      news_(loop, [this](const auto& packets) { receiveNews(packets); }),
-      server_(loop, {[this](std::string_view request) { return requests_.handle(request); },
-                     [this] { daemonGone(); },
-                     [this](std::string_view line) { shaper_.shaperLine(line); },
-                     [](std::string_view) {}}) {
+      requests_(stations_, lists, *this) {
     stations_.adopt();
     links_.start();
     for (const std::string& name : options.interfaces) {
@@ -88,7 +83,12 @@ Service::Service(companion::EventLoop& loop, const Options& options, Nft& nft,
                            name.c_str());
         }
     }
-    server_.start();
+    news.start([this](const auto& packets) { receiveNews(packets); });
+    server.start({[this](std::string_view request) { return requests_.handle(request); },
+                  [this] { daemonGone(); },
+                  [this](std::string_view line) { shaper_.shaperLine(line); },
+                  // Who is authorised by the radio's own means matters to its driver alone.
+                  [](std::string_view) {}});
     loop.every(kTick, [this] { tick(); });
     ostrel::report(ostrel::LogLevel::debug, "%zu stations taken over", stations_.size());
 }

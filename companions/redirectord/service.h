@@ -25,8 +25,8 @@ class Service final : public RouterRequests {
 public:
     // The ruleset must stand (installRuleset()). Takes over the stations that are in it. Throws
     // std::runtime_error, saying what is in the way.
-    Service(companion::EventLoop& loop, const Options& options, Nft& nft, WhiteListRequests& lists,
-            ShaperLines& shaper);
+    Service(companion::EventLoop& loop, const Options& options, Nft& nft, NewsListener& news,
+            ModuleServer& server, WhiteListRequests& lists, ShaperLines& shaper);
     ~Service() override = default;
 
     // True when the tables were removed under it: it stopped the loop, and everything is to be put
@@ -55,8 +55,6 @@ private:
     Links links_;
     Announcements announcements_;
     Requests requests_;
-    NewsListener news_;
-    ModuleServer server_;
     std::map<int, std::string> hooked_;  // index and name of the devices that have our chains
     std::string surroundings_;           // what the sets of the surroundings hold, as commands
     std::uint64_t reportedRefusals_ = 0;
