@@ -27,7 +27,7 @@ class Browser:
         self._process = subprocess.Popen(
             ["bash", "-c", pipes, "bash", str(requests_out), str(answers_in),
              *station.command(program, "--headless", "--no-sandbox", "--disable-gpu",
-                              "--hide-scrollbars", "--window-size=412,732",
+                              "--hide-scrollbars", "--window-size=412,620",
                               "--force-device-scale-factor=2", "--no-first-run",
                               "--disable-component-update", "--disable-background-networking",
                               "--remote-debugging-pipe", f"--user-data-dir={home}/profile")],
@@ -91,8 +91,8 @@ class Browser:
         return result["result"].get("value")
 
     def type(self, selector, text):
-        """Types into a field of the page, as a person does."""
-        if not self.ask(f"(field => field && (field.focus(), true))"
+        """Types into a field of the page, as a person does, in place of what stands there."""
+        if not self.ask(f"(field => field && (field.select(), true))"
                         f"(document.querySelector({json.dumps(selector)}))"):
             raise Unexpected(f"no field {selector} in the page {self.ask('document.title')}")
         self._call("Input.insertText", text=text)

@@ -51,7 +51,7 @@ class Road:
             ("first page", "the login page", self.see_first_page),
             ("walled garden", "help.example only", self.visit_garden),
             ("other ports, IPv6", "nothing gets out", self.knock_elsewhere),
-            ("login in the browser", "admitted", self.log_in_by_browser),
+            ("login in the browser", "wrong password refused", self.log_in_by_browser),
             ("browsing", "by IPv4 and IPv6", self.browse),
             ("login of the others", "admitted", self.log_in_others),
             ("packets before login", "none in the internet", self.look_at_packets),
@@ -59,7 +59,7 @@ class Road:
             ("Disconnect-Request", "download cut, captive", self.disconnect),
             ("accounting", "octets as the radio's", self.compare_accounting),
             ("volume limit", "download ends at 20 MB", self.use_up_volume),
-            ("page after the limit", "the page \"over\"", self.see_last_page),
+            ("page after the limit", "data is used up", self.see_last_page),
             *((f"kill -9 {name}", "goes on, nobody let in",
                lambda name=name: outages.kill(self, name)) for name in outages.DAEMONS),
             ("forged MAC", "not admitted", self.forge),
@@ -120,13 +120,22 @@ class Road:
         return time.monotonic() - before
 
     def log_in_by_browser(self):
-        self.browser.type("input[type=text], input:not([type])", "cara")
-        self.browser.type("input[type=password]", PASSWORD)
+        """The first time with a wrong password."""
+        self.fill_in_login("library cart")
+        self.browser.screenshot(self.pictures / "refused.png")
+        demand("not right" in self.browser.text and not self.access_point.admits(self.cara),
+               f"a wrong password leads to {self.browser.text}")
         self.cara.login_at = time.time()
-        self.browser.press_enter()
+        self.fill_in_login(PASSWORD)
         seconds = self.wait_until_admitted(self.cara)
         self.browser.screenshot(self.pictures / "welcome.png")
-        return f"\"{self.browser.title}\", {seconds:.1f} s"
+        demand("online" in self.browser.title, f"the page after the login is {self.browser.text}")
+        return f"refused, then admitted in {seconds:.1f} s"
+
+    def fill_in_login(self, password):
+        self.browser.type("#login", "cara")
+        self.browser.type("#password", password)
+        self.browser.press_enter()
 
     def browse(self):
         for url, address in (("http://www.example/", None), (f"http://[{WEB6}]/", self.cara.address6)):
@@ -211,7 +220,8 @@ class Road:
         for station in self.world.stations:
             demand(records(station.name, "Start"), f"no Start for {station.name}")
         stop = wait_for(lambda: records("ben", "Stop"), 5, "a Stop for ben")[-1]
-        told = int(stop["Acct-Input-Octets"]), int(stop["Acct-Output-Octets"])
+        told = [int(stop[f"Acct-{way}-Octets"]) + (int(stop.get(f"Acct-{way}-Gigawords", 0)) << 32)
+                for way in ("Input", "Output")]
         radio = self.ben.traffic()
         for counted, expected, what in zip(told, radio, ("sent", "received")):
             demand(abs(counted - expected) < 0.05 * expected,
@@ -236,7 +246,7 @@ class Road:
     def see_last_page(self):
         self.browser.open("http://www.example/")
         self.browser.screenshot(self.pictures / "over.png")
-        demand("/over" in self.browser.url, f"the browser is at {self.browser.url}")
+        demand("used up" in self.browser.title, f"the browser shows {self.browser.text}")
         demand(not self.cara.reaches(WEB, 5201), "cara still reaches the internet")
         return self.browser.title
 
