@@ -27,7 +27,8 @@ OURS = ("netdev", "inet")
 class Soak:
     def __init__(self, world, directory, count, minutes):
         self.world, self.directory = world, directory
-        self._count, self._end = count, time.monotonic() + minutes * 60
+        self._count, self._seconds = count, minutes * 60
+        self._end = time.monotonic() + self._seconds
         self._numbers = itertools.count(1)
         self._lock = threading.Lock()
         self.visits, self.failures = 0, []
@@ -37,14 +38,11 @@ class Soak:
                    for _ in range(self._count)]
         for thread in threads:
             thread.start()
-            time.sleep(60 / self._count)
+            time.sleep(min(60, self._seconds / 2) / self._count)
         while any(thread.is_alive() for thread in threads):
             time.sleep(30)
-            say(f"{self.visits} visits, {len(self.failures)} failed, {self._present()} stations at "
-                f"vestad; resident {self.resident()}")
-
-    def _present(self):
-        return len(self.world.access_point.stations())
+            say(f"{self.visits} visits, {len(self.failures)} failed; now "
+                + (", ".join(self.left_behind()) or "nobody"))
 
     def _visit_again_and_again(self):
         while time.monotonic() < self._end:
@@ -87,7 +85,7 @@ class Soak:
         return told
 
     def left_behind(self):
-        """What stands in tables, in words."""
+        """What tables hold of stations, in words."""
         left = []
         for family in OURS:
             shown = self.world.access_point.run("nft", "-j", "list", "table", family, "vesta")
@@ -96,8 +94,10 @@ class Soak:
                 of_stations = "ether_addr" in table.get("type", ())
                 if of_stations and table["name"] != "own" and table.get("elem"):
                     left.append(f"{len(table['elem'])} in {family} {table['name']}")
-        present = self._present()
-        return left + ([f"{present} at vestad"] if present else [])
+        flows = self.world.access_point.run("cat", "/proc/net/nf_conntrack").stdout.splitlines()
+        established = [flow for flow in flows if "ESTABLISHED" in flow and "src=10.1.0." in flow]
+        counts = {"at vestad": len(self.world.access_point.stations()), "flows": len(established)}
+        return left + [f"{count} {what}" for what, count in counts.items() if count]
 
 
 def main():
