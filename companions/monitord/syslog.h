@@ -1,7 +1,6 @@
 #pragma once
 
 // Writes station events to the system log. An event has the form of the "event" child of a trap.
-// The records carry the monitoring daemon's name, which is meant to call this; vestad does not.
 //
 // Threads: any.
 
@@ -9,7 +8,7 @@
 
 struct cfg_t;
 
-namespace vesta {
+namespace monitord {
 
 class Syslog {
 public:
@@ -22,4 +21,4 @@ public:
     [[nodiscard]] static std::string describe(const cfg_t* event);
 };
 
-}  // namespace vesta
+}  // namespace monitord

@@ -1,4 +1,4 @@
-#include "inform/syslog.h"
+#include "monitord/syslog.h"
 
 #include <syslog.h>
 
@@ -6,7 +6,7 @@
 
 #include "ostrel/cfg.h"
 
-namespace vesta {
+namespace monitord {
 namespace {
 
 struct Description {
@@ -62,4 +62,4 @@ std::string Syslog::describe(const cfg_t* event) {
     return line;
 }
 
-}  // namespace vesta
+}  // namespace monitord

@@ -1,0 +1,95 @@
+#include "netlink/netlink_socket.h"
+
+#include <sys/time.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace companion {
+namespace {
+
+constexpr timeval kPatience{2, 0};
+// The kernel fills at most so much at a time.
+constexpr std::size_t kBufferBytes = 65536;
+
+}  // namespace
+
+NetlinkRequest::NetlinkRequest(unsigned int type, unsigned int flags)
+    : message_(mnl_nlmsg_put_header(buffer_.data())) {
+    message_->nlmsg_type = static_cast<std::uint16_t>(type);
+    message_->nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | flags);
+}
+
+void NetlinkRequest::put(unsigned int type, const void* bytes, std::size_t count) {
+    mnl_attr_put_check(message_, buffer_.size(), static_cast<std::uint16_t>(type), count, bytes);
+}
+
+void NetlinkRequest::put(unsigned int type, const char* text) {
+    mnl_attr_put_strz_check(message_, buffer_.size(), static_cast<std::uint16_t>(type), text);
+}
+
+void NetlinkRequest::putU32(unsigned int type, std::uint32_t hostOrder) {
+    put(type, &hostOrder, sizeof hostOrder);
+}
+
+nlattr* NetlinkRequest::beginNest(unsigned int type) {
+    return mnl_attr_nest_start(message_, static_cast<std::uint16_t>(type));
+}
+
+void NetlinkRequest::endNest(nlattr* nest) {
+    mnl_attr_nest_end(message_, nest);
+}
+
+NetlinkSocket::NetlinkSocket(int protocol)
+    : socket_(mnl_socket_open2(protocol, SOCK_CLOEXEC)), buffer_(kBufferBytes) {
+    if (socket_ == nullptr || mnl_socket_bind(socket_.get(), 0, MNL_SOCKET_AUTOPID) < 0 ||
+        setsockopt(mnl_socket_get_fd(socket_.get()), SOL_SOCKET, SO_RCVTIMEO, &kPatience,
+                   sizeof kPatience) != 0) {
+        throw std::system_error(errno, std::generic_category(), "no netlink socket");
+    }
+}
+
+AnswerEnd NetlinkSocket::ask(NetlinkRequest& request, const Handler& handler) {
+    AnswerEnd end;
+    nlmsghdr& message = request.message();
+    message.nlmsg_seq = ++sequence_;
+    if (mnl_socket_sendto(socket_.get(), &message, message.nlmsg_len) < 0) {
+        end.error = errno;
+        return end;
+    }
+    while (true) {
+        const ssize_t bytes = mnl_socket_recvfrom(socket_.get(), buffer_.data(), buffer_.size());
+        if (bytes < 0) {
+            end.error = errno == EAGAIN ? ETIMEDOUT : errno;
+            return end;
+        }
+        if (!readMessages(static_cast<int>(bytes), handler, end)) {
+            return end;
+        }
+    }
+}
+
+bool NetlinkSocket::readMessages(int bytes, const Handler& handler, AnswerEnd& end) {
+    for (const auto* one = reinterpret_cast<const nlmsghdr*>(buffer_.data());
+         mnl_nlmsg_ok(one, bytes); one = mnl_nlmsg_next(one, &bytes)) {
+        if (one->nlmsg_seq != sequence_) {
+            continue;  // of a request that was given up
+        }
+        end.interrupted = end.interrupted || (one->nlmsg_flags & NLM_F_DUMP_INTR) != 0;
+        if (one->nlmsg_type != NLMSG_DONE && one->nlmsg_type != NLMSG_ERROR) {
+            handler(*one);
+            continue;
+        }
+        const auto* const code = headerOf<std::int32_t>(*one);
+        end.error = code == nullptr || *code > 0 ? 0 : -*code;
+        return false;
+    }
+    return true;
+}
+
+int NetlinkSocket::order(NetlinkRequest& request) {
+    request.message().nlmsg_flags |= NLM_F_ACK;
+    return ask(request, [](const nlmsghdr&) {}).error;
+}
+
+}  // namespace companion

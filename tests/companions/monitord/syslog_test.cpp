@@ -1,0 +1,43 @@
+#include "monitord/syslog.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "ostrel/cfg.h"
+
+namespace monitord {
+namespace {
+
+TEST(Syslog, DescribesKnownTypesAndWhatElseIsThereInItsOwnOrder) {
+    using Parameters = std::vector<std::pair<const char*, const char*>>;
+    const std::pair<Parameters, const char*> rows[] = {
+        {{{"type", "cp-auth"}}, "event: 'authenticated on captive-portal'"},
+        {{{"type", "cp-deauth"}}, "event: 'deauthenticated on captive-portal'"},
+        {{{"type", "cp-connected"}}, "event: 'STA connected to captive portal vap'"},
+        {{{"type", "cp-disconnected"}}, "event: 'STA disconnected from captive portal vap'"},
+        {{}, "event: ''"},
+        {{{"dev", "wlan0-va1"},
+          {"name", "hall"},
+          {"domain", "d.example"},
+          {"ssid", "Guest"},
+          {"username", "bob"},
+          {"ip", "10.1.2.3"},
+          {"mac", "0a:1b:2c:3d:4e:5f"},
+          {"type", "x"}},
+         "event: 'x' mac: 0a:1b:2c:3d:4e:5f ip: 10.1.2.3 login: bob ssid: Guest"
+         " domain: d.example name: hall interface: wlan0-va1"},
+        {{{"type", "x"}, {"username", ""}, {"name", "%s"}}, "event: 'x' login:  name: %s"}};
+    for (const auto& [parameters, expected] : rows) {
+        const std::unique_ptr<cfg_t, void (*)(cfg_t*)> event(cfg_get_empty(), cfg_release);
+        for (const auto& [name, value] : parameters) {
+            cfg_set_param(event.get(), name, value);
+        }
+        EXPECT_EQ(Syslog::describe(event.get()), expected);
+    }
+}
+
+}  // namespace
+}  // namespace monitord
