@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "ostrel/runtime.h"
+#include "redirectord/ruleset.h"
 
 namespace redirectord {
 namespace {
@@ -64,11 +65,21 @@ void WhiteLists::adopt() {
             active_.try_emplace(digest, digest);
         }
     }
+    readStations();
+}
+
+void WhiteLists::readStations() {
+    for (auto& station : stations_) {
+        station.second.active = nullptr;
+    }
     for (const json& object : listed(nft_, "list map netdev vesta lists")) {
         const json map = object.value("map", json::object());
         for (const json& element : map.value("elem", json::array())) {
             const auto [key, digest] = readElement(element);
-            stations_[key] = {0, &active_.at(digest)};
+            const auto list = active_.find(digest);
+            if (list != active_.end()) {
+                stations_[key].active = &list->second;
+            }
         }
     }
 }
@@ -113,6 +124,9 @@ WhiteLists::Told& WhiteLists::open(std::uint32_t list) {
 int WhiteLists::setStationList(const StationKey& key, std::uint32_t list) {
     enforce();
     awaited_.erase(key);
+    if (stations_.size() >= kMostStations && stations_.count(key) == 0) {
+        return -ENFILE;
+    }
     Station& station = stations_[key];
     station.list = list;
     const auto told = told_.find(list);
@@ -225,12 +239,19 @@ void WhiteLists::bind(const StationKey& key, Station& station, ActiveList* activ
 // Everything that waits goes with it: learned addresses too.
 int WhiteLists::run() {
     const int error = batch_.run();
-    if (error != 0) {
-        ostrel::report(ostrel::LogLevel::error, "white lists: the kernel refuses elements: %s",
-                       std::strerror(error));
-        for (auto& list : active_) {
-            list.second.distrust();
-        }
+    if (error == 0) {
+        return 0;
+    }
+    ostrel::report(ostrel::LogLevel::error, "white lists: the kernel refuses elements: %s",
+                   std::strerror(error));
+    // Nothing of it was done. What stands there is asked for, so that the next change fits.
+    for (auto& list : active_) {
+        list.second.distrust();
+    }
+    try {
+        readStations();
+    } catch (const std::exception& unreadable) {
+        ostrel::report(ostrel::LogLevel::error, "white lists: %s", unreadable.what());
     }
     return -error;
 }

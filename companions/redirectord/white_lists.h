@@ -62,6 +62,8 @@ private:
     using Stations = std::unordered_map<StationKey, Station, StationKeyHash>;
 
     void adopt();
+    // What list each station has in the kernel.
+    void readStations();
     void addStrings(std::uint32_t list, const std::vector<std::string>& texts);
     Told& open(std::uint32_t list);
     void enforce();

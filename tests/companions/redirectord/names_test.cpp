@@ -202,6 +202,19 @@ TEST_F(NamesTest, a_station_that_becomes_captive_keeps_its_list_only_if_it_is_to
     EXPECT_THAT(rules(), HasSubstr("\"va2\" . 02:00:00:00:01:02 : jump list_"));
 }
 
+TEST_F(NamesTest, elements_that_somebody_removed_cost_one_change) {
+    Forwarding forwarding(*net_);
+    forwarding.tell(key(), {"www.free.example"});
+    net_->ap.run("nft flush map netdev vesta lists");
+    forwarding.call([&] {
+        EXPECT_EQ(forwarding.lists().addDomains(2, {"other.example"}), 0);
+        EXPECT_EQ(forwarding.lists().setStationList(key(), 2), -ENOENT);
+        EXPECT_EQ(forwarding.lists().setStationList(key(), 2), 0);
+    });
+    ASSERT_NE(ask("other.example"), "");
+    EXPECT_EQ(reach(kOther), 0);
+}
+
 TEST_F(NamesTest, subnets_serve_without_names) {
     Forwarding forwarding(*net_);
     const auto told = [&](const char* address, const char* mask) {
