@@ -23,6 +23,11 @@ constexpr std::size_t kLongestChain = 16;
 // More would take milliseconds, since each name may be a long way of compression pointers.
 constexpr std::size_t kLongestRead = 8192;
 
+// HTTPS records and their parameters with addresses (RFC 9460, sections 9 and 14.3.2).
+constexpr unsigned int kTypeHttps = 65;
+constexpr unsigned int kIpv4Hint = 4;
+constexpr unsigned int kIpv6Hint = 6;
+
 constexpr unsigned int kTypeIxfr = 251;
 constexpr unsigned int kTypeAxfr = 252;
 
@@ -44,8 +49,9 @@ char hostCharacter(std::uint8_t byte) {
     return known ? c : '!';
 }
 
-struct FreePacket {
+struct Free {
     void operator()(ldns_pkt* packet) const { ldns_pkt_free(packet); }
+    void operator()(ldns_buffer* buffer) const { ldns_buffer_free(buffer); }
 };
 
 // An uncompressed name of libldns as text.
@@ -87,19 +93,54 @@ void followAliases(const ldns_rr_list* records, std::vector<std::string>& names)
     }
 }
 
-void addAddress(const ldns_rr* record, DnsAnswer& answer) {
-    const ldns_rr_type type = ldns_rr_get_type(record);
-    if ((type != LDNS_RR_TYPE_A && type != LDNS_RR_TYPE_AAAA) || ldns_rr_rd_count(record) != 1 ||
-        ldns_rr_get_class(record) != LDNS_RR_CLASS_IN ||
+// Addresses of one family, one after the other.
+void addAddresses(std::string_view bytes, bool areV4, std::chrono::seconds ttl, DnsAnswer& answer) {
+    const std::size_t size = areV4 ? 4 : 16;
+    for (; bytes.size() >= size; bytes.remove_prefix(size)) {
+        answer.addresses.push_back(
+            {areV4 ? IpAddress::v4(bytes.data()) : IpAddress::v6(bytes.data()), ttl});
+    }
+}
+
+// Browsers connect to the addresses of an HTTPS record before they have others. Its data: priority,
+// a name, then parameters with key and length (RFC 9460, section 2.2).
+void addHints(std::string_view data, std::chrono::seconds ttl, DnsAnswer& answer) {
+    std::size_t at = 2;
+    while (at < data.size() && byteAt(data, at) != 0) {
+        at += 1 + byteAt(data, at);
+    }
+    for (++at; at + 4 <= data.size();) {
+        const unsigned int key = wordAt(data, at);
+        const std::string_view value = data.substr(at + 4, wordAt(data, at + 2));
+        if (key == kIpv4Hint || key == kIpv6Hint) {
+            addAddresses(value, key == kIpv4Hint, ttl, answer);
+        }
+        at += 4 + value.size();
+    }
+}
+
+// The data of a record as it was on the wire, without its length.
+std::string dataOf(const ldns_rr* record) {
+    const std::unique_ptr<ldns_buffer, Free> buffer(ldns_buffer_new(LDNS_MIN_BUFLEN));
+    if (buffer == nullptr || ldns_rr_rdata2buffer_wire(buffer.get(), record) != LDNS_STATUS_OK) {
+        return "";
+    }
+    return {reinterpret_cast<const char*>(ldns_buffer_begin(buffer.get())),
+            ldns_buffer_position(buffer.get())};
+}
+
+void addRecord(const ldns_rr* record, DnsAnswer& answer) {
+    const unsigned int type = ldns_rr_get_type(record);
+    const bool isAddress = type == LDNS_RR_TYPE_A || type == LDNS_RR_TYPE_AAAA;
+    if ((!isAddress && type != kTypeHttps) || ldns_rr_get_class(record) != LDNS_RR_CLASS_IN ||
         !contains(answer.names, nameText(ldns_rr_owner(record)))) {
         return;
     }
-    const ldns_rdf* const data = ldns_rr_rdf(record, 0);
-    const bool isV4 = type == LDNS_RR_TYPE_A;
-    if (ldns_rdf_size(data) == (isV4 ? 4U : 16U)) {
-        answer.addresses.push_back(
-            {isV4 ? IpAddress::v4(ldns_rdf_data(data)) : IpAddress::v6(ldns_rdf_data(data)),
-             std::chrono::seconds(ldns_rr_ttl(record))});
+    const std::chrono::seconds ttl(ldns_rr_ttl(record));
+    if (isAddress) {
+        addAddresses(dataOf(record), type == LDNS_RR_TYPE_A, ttl, answer);
+    } else {
+        addHints(dataOf(record), ttl, answer);
     }
 }
 
@@ -172,7 +213,7 @@ DnsAnswer readDnsAnswer(std::string_view message) {
                       message.size()) != LDNS_STATUS_OK) {
         return {};
     }
-    const std::unique_ptr<ldns_pkt, FreePacket> packet(read);
+    const std::unique_ptr<ldns_pkt, Free> packet(read);
     const ldns_rr_list* const questions = ldns_pkt_question(packet.get());
     if (ldns_pkt_get_rcode(packet.get()) != LDNS_RCODE_NOERROR ||
         ldns_rr_list_rr_count(questions) != 1) {
@@ -183,7 +224,7 @@ DnsAnswer readDnsAnswer(std::string_view message) {
     const ldns_rr_list* const records = ldns_pkt_answer(packet.get());
     followAliases(records, answer.names);
     for (std::size_t i = 0; i < ldns_rr_list_rr_count(records); ++i) {
-        addAddress(ldns_rr_list_rr(records, i), answer);
+        addRecord(ldns_rr_list_rr(records, i), answer);
     }
     return answer;
 }

@@ -14,6 +14,7 @@ inline constexpr unsigned int kA = 1;
 inline constexpr unsigned int kCname = 5;
 inline constexpr unsigned int kTxt = 16;
 inline constexpr unsigned int kAaaa = 28;
+inline constexpr unsigned int kHttps = 65;
 
 inline std::string word(unsigned int value) {
     return {static_cast<char>(value >> 8U), static_cast<char>(value)};

@@ -15,6 +15,7 @@ namespace {
 
 using namespace redirectord;
 using namespace std::string_literals;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -106,6 +107,25 @@ TEST(DnsAnswer, gives_the_addresses_of_the_name_and_its_aliases) {
          dns::cname("www.example.org", "B.cdn.net"), dns::cname("c.cdn.net", "www.example.org")}));
     EXPECT_THAT(alias.names, ElementsAre("www.example.org", "b.cdn.net", "c.cdn.net"));
     EXPECT_THAT(alias.addresses, ElementsAre("198.51.100.7 20"));
+}
+
+TEST(DnsAnswer, gives_the_addresses_that_an_https_record_hints_at) {
+    const auto hints = [](const std::string& parameters) {
+        return read(dns::answer(7, dns::question("www.example.org", dns::kHttps),
+                                {dns::record("www.example.org", dns::kHttps, 300,
+                                             dns::word(1) + dns::name("") + parameters)}))
+            .addresses;
+    };
+    const std::string protocols = dns::word(1) + dns::word(3) + "\x02h2";
+    const std::string v4 = dns::word(4) + dns::word(8) + kHost + kHost2;
+    EXPECT_THAT(hints(protocols + v4 + dns::word(6) + dns::word(16) + "\x20\x01\x0d\xb8"s +
+                      std::string(12, 1)),
+                ElementsAre("198.51.100.7 300", "198.51.100.8 300",
+                            "2001:db8:101:101:101:101:101:101 300"));
+    EXPECT_THAT(hints(protocols), IsEmpty());
+    EXPECT_THAT(hints(""), IsEmpty());
+    EXPECT_THAT(hints(dns::word(4) + dns::word(200) + kHost), Each("198.51.100.7 300"));
+    EXPECT_THAT(hints(dns::word(4)), IsEmpty());
 }
 
 TEST(DnsAnswer, that_is_broken_or_an_error_gives_nothing) {
