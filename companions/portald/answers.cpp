@@ -10,6 +10,11 @@ std::string shareOf(std::int64_t left, std::int64_t inAll) {
         std::clamp<std::int64_t>(left * 100 / std::max<std::int64_t>(inAll, 1), 0, 100));
 }
 
+// Who only had to agree is logged in under the station's own address.
+std::string shownLogin(const Station& station) {
+    return station.login != station.mac ? station.login : "";
+}
+
 Reply withRetry(Reply reply, const std::string& seconds) {
     reply.headers.emplace_back("Retry-After", seconds);
     return reply;
@@ -66,12 +71,12 @@ Reply Answers::login(const Station& station, const std::string& acceptLanguage, 
 
 Reply Answers::refused(const Station& station, const std::string& acceptLanguage) const {
     return withNotice({"refused", "refused-title", ""}, station, acceptLanguage, "refused-notice",
-                      termsOf(station) == nullptr ? station.login : "");
+                      shownLogin(station));
 }
 
 Reply Answers::unanswered(const Station& station, const std::string& acceptLanguage) const {
     return withNotice({"login", "unanswered-title", ""}, station, acceptLanguage,
-                      "unanswered-notice", termsOf(station) == nullptr ? station.login : "");
+                      "unanswered-notice", shownLogin(station));
 }
 
 Reply Answers::over(const Station& station, const std::string& acceptLanguage) const {
@@ -85,8 +90,7 @@ Reply Answers::welcome(const Station& station, const std::string& acceptLanguage
                        const Remaining& remaining) const {
     const Texts& texts = pages_.texts();
     const std::string language = texts.choose(acceptLanguage);
-    PageValues values = {{"token", tokens_.make(station.mac)},
-                         {"login", termsOf(station) == nullptr ? station.login : ""}};
+    PageValues values = {{"token", tokens_.make(station.mac)}, {"login", shownLogin(station)}};
     if (remaining.seconds) {
         values["time-left"] = texts.duration(language, *remaining.seconds);
         values["time-in-all"] = texts.duration(language, *remaining.secondsInAll);

@@ -37,6 +37,8 @@ constexpr milliseconds kUntilThrownOff(500);
 constexpr std::size_t kMostLogin = 253;
 constexpr std::size_t kMostPassword = 128;
 
+constexpr std::size_t kMostPortals = 256;
+
 // Takes the place of a password that nobody had to give.
 constexpr const char* kAgreed = "accepted";
 
@@ -121,19 +123,8 @@ void Portal::identify(const VisitPtr& visit) {
 
 void Portal::tryNext(const VisitPtr& visit) {
     if (visit->owner < visit->owners.size()) {
-        const Neighbours::Owner& owner = visit->owners[visit->owner];
-        daemon_.ask(validateIpRequest(owner.ipv4), [this, visit,
-                                                    mac = owner.mac](const Daemon::Answer& answer) {
-            const std::optional<Station> station = answer ? stationOf(*answer) : std::nullopt;
-            if (!answer) {
-                visit->respond(answers_.busy(visit->asked.acceptLanguage));
-            } else if (station && (mac.empty() || mac == station->mac)) {
-                serve(visit, *station);
-            } else {
-                ++visit->owner;
-                tryNext(visit);
-            }
-        });
+        daemon_.ask(validateIpRequest(visit->owners[visit->owner].ipv4),
+                    [this, visit](const Daemon::Answer& answer) { recognise(visit, answer); });
         return;
     }
     if (visit->round == kUntilKnown.size()) {
@@ -141,6 +132,33 @@ void Portal::tryNext(const VisitPtr& visit) {
         return;
     }
     later_(kUntilKnown[visit->round++], [this, visit] { identify(visit); });
+}
+
+void Portal::recognise(const VisitPtr& visit, const Daemon::Answer& answer) {
+    if (!answer) {
+        visit->respond(answers_.busy(visit->asked.acceptLanguage));
+        return;
+    }
+    std::optional<Station> station = stationOf(*answer);
+    const std::string& mac = visit->owners[visit->owner].mac;
+    if (station && (mac.empty() || mac == station->mac)) {
+        namePortal(*station);
+        serve(visit, *station);
+        return;
+    }
+    ++visit->owner;
+    tryNext(visit);
+}
+
+// vestad names the virtual portal of stations without access alone; those of one SSID have the
+// same.
+void Portal::namePortal(Station& station) {
+    const auto known = portalNames_.find(station.ssid);
+    if (station.portalName.empty()) {
+        station.portalName = known != portalNames_.end() ? known->second : "";
+    } else if (known != portalNames_.end() || portalNames_.size() < kMostPortals) {
+        portalNames_[station.ssid] = station.portalName;
+    }
 }
 
 void Portal::serve(const VisitPtr& visit, const Station& station) {

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,11 +36,12 @@ public:
 private:
     struct Visit;
     using VisitPtr = std::shared_ptr<Visit>;
-    using StationHandler = std::function<void(const Station&)>;
 
     void identify(const VisitPtr& visit);
     void tryNext(const VisitPtr& visit);
+    void recognise(const VisitPtr& visit, const Daemon::Answer& answer);
     void serve(const VisitPtr& visit, const Station& station);
+    void namePortal(Station& station);
     void serveElsewhere(const VisitPtr& visit, const Station& station);
     void serveHere(const VisitPtr& visit, const Station& station);
     void withRemaining(const Station& station, std::function<void(const Remaining&)> next);
@@ -59,6 +61,7 @@ private:
     Tokens tokens_;
     Attempts attempts_;
     Answers answers_;
+    std::map<std::string, std::string> portalNames_;  // by SSID
 };
 
 }  // namespace portald
