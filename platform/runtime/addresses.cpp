@@ -21,8 +21,11 @@ std::optional<MacBytes> parseMac(std::string_view text) {
         if (i > 0 && !text.empty() && kSeparators.find(text.front()) != std::string_view::npos) {
             text.remove_prefix(1);
         }
+        if (text.size() < kPair) {
+            return std::nullopt;
+        }
         const char* const end = text.data() + kPair;
-        if (text.size() < kPair || std::from_chars(text.data(), end, mac[i], 16).ptr != end) {
+        if (std::from_chars(text.data(), end, mac[i], 16).ptr != end) {
             return std::nullopt;
         }
         text.remove_prefix(kPair);

@@ -43,8 +43,8 @@ TEST(RoadTest, NamesFileAndPlaceOfEveryMistake) {
         {"/events/1", R"({"station": "anna", "do": "expect", "client": "gone"})", "or \"absent\""},
         {"/events/1", R"({"station": "anna", "do": "expect", "radius": {}})", "no object \"radius"},
         {"/stations", "5", "has no array \"stations\""},
-        {"/stations/0/mac", R"("02:00:00:00:00")", "station 1 (\"anna\"): \"mac\" is no MAC"},
-        {"/stations/0/ip", R"("10.1.0")", "station 1 (\"anna\"): \"ip\" is no IPv4 address"},
+        {"/stations/0/mac", R"("02-00-00-00-00-0A")", "station 1 (\"anna\"): \"mac\" is no MAC"},
+        {"/stations/0/ip", R"("0.0.0.0")", "station 1 (\"anna\"): \"ip\" is no IPv4 address"},
         {"/radius", R"({"secret": "s", "users": {"anna": 5}})", "\"radius\": "},
         {"/radius", R"({"secret": "s", "stations": {"02:00": 5}})", "no MAC address"},
         {"/radius", R"({"secret": "s", "stations": {"02:00:00:00:00:01": {}}})", "known"}};

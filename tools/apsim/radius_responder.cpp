@@ -41,9 +41,11 @@ std::string randomText(std::size_t size) {
     return text;
 }
 
-// "02:00:00:00:00:01" of "02-00-00-00-00-01"; empty when it is no such text.
-std::string macOfName(const std::string& name) {
-    const auto mac = ostrel::parseMac(name);
+// "02:00:00:00:00:01" of the same with colons or, as RADIUS names stations (RFC 3580,
+// section 3.21), with hyphens; empty when it is no such text.
+std::string macOfName(std::string name) {
+    std::replace(name.begin(), name.end(), '-', ':');
+    const auto mac = ostrel::parseColonMac(name);
     return mac ? ostrel::macText(*mac) : "";
 }
 

@@ -153,11 +153,12 @@ RoadStation parseStation(const Json& object, const std::string& place) {
            {"story", {Kind::text, false}}},
           place);
     const std::string name = object["name"];
-    const auto mac = ostrel::parseMac(object["mac"].get<std::string>());
+    const auto mac = ostrel::parseColonMac(object["mac"].get<std::string>());
     if (!mac) {
         throw InputError(place + " (\"" + name + "\"): \"mac\" is no MAC address");
     }
-    if (!ostrel::parseIpv4(object["ip"])) {
+    // In the redirector's records 0.0.0.0 stands for no address.
+    if (ostrel::parseIpv4(object["ip"]).value_or(in_addr{}).s_addr == 0) {
         throw InputError(place + " (\"" + name + "\"): \"ip\" is no IPv4 address");
     }
     return {name,
