@@ -14,11 +14,9 @@
 #include <vector>
 
 #include "messages/client_message_extractor.h"
-#include "messages/portal_instance_message_extractor.h"
-#include "messages/portal_instance_message_factory.h"
+#include "messages/portal_instance_messages.h"
 #include "messages/table_message_factories.h"
 #include "messages/table_scenario_extractor.h"
-#include "messages/white_list_extractor.h"
 
 namespace vesta {
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "core/message_entry.h"
-#include "messages/access_type.h"
+#include "messages/scenario_values.h"
 #include "station/client_identity.h"
 #include "station/client_statistic_info.h"
 #include "station/command_info.h"

@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
+#include "messages/portal_instance_messages.h"
 #include "messages/table_message_factories.h"
 #include "messages/table_scenario_extractor.h"
-#include "messages/white_list_extractor.h"
 
 namespace vesta {
 

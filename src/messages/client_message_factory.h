@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "core/message_entry.h"
-#include "messages/access_type.h"
+#include "messages/scenario_values.h"
 
 namespace vesta {
 

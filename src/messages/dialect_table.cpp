@@ -1,6 +1,6 @@
 #include "messages/dialect_table.h"
 
-#include "messages/scenario_ids.h"
+#include "messages/scenario_values.h"
 
 namespace vesta {
 

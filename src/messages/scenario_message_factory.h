@@ -6,7 +6,7 @@
 #include <string>
 
 #include "core/message_entry.h"
-#include "messages/access_type.h"
+#include "messages/scenario_values.h"
 
 namespace vesta {
 

@@ -3,7 +3,7 @@
 #include "client/client.h"
 #include "core/logger.h"
 #include "messages/client_message_extractor.h"
-#include "messages/scenario_ids.h"
+#include "messages/scenario_values.h"
 #include "scenario/scenario_sequence.h"
 #include "scenario/scenario_sequence_factory.h"
 

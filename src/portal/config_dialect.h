@@ -10,9 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "messages/portal_instance_message_extractor.h"
+#include "messages/portal_instance_messages.h"
 #include "messages/table_scenario_extractor.h"
-#include "messages/white_list_extractor.h"
 
 namespace vesta {
 

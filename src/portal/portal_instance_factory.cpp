@@ -2,7 +2,7 @@
 
 #include "auth/authenticator.h"
 #include "core/logger.h"
-#include "messages/portal_instance_message_extractor.h"
+#include "messages/portal_instance_messages.h"
 #include "portal/portal_instance_kinds.h"
 #include "portal/threadsafe_portal_instance_holder.h"
 

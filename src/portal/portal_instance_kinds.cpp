@@ -2,7 +2,7 @@
 
 #include "client/client.h"
 #include "core/logger.h"
-#include "messages/portal_instance_message_extractor.h"
+#include "messages/portal_instance_messages.h"
 #include "scenario/scenario_sequence_factory.h"
 #include "station/client_statistic_info.h"
 

@@ -5,7 +5,7 @@
 
 #include "core/fatal_error.h"
 #include "core/logger.h"
-#include "messages/scenario_ids.h"
+#include "messages/scenario_values.h"
 #include "scenario/scenario.h"
 #include "scenario/scenario_factory.h"
 

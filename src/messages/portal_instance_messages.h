@@ -1,7 +1,7 @@
 #pragma once
 
-// Reads one portal instance of a message, as ClientMessageExtractor reads a client. Held by shared
-// pointers to the concrete class.
+// What messages hold beside clients and scenarios: portal instances, read and written, and white
+// lists, read. Each dialect has its own subclasses, held by shared pointers to the concrete class.
 
 #include <memory>
 #include <string>
@@ -14,6 +14,7 @@ namespace vesta {
 
 class ScenarioMessageExtractor;
 
+// Reads one portal instance of a message, as ClientMessageExtractor reads a client.
 class PortalInstanceMessageExtractor {
 public:
     using Entry = std::shared_ptr<MessageEntry>;
@@ -34,6 +35,35 @@ public:
 
 protected:
     ~PortalInstanceMessageExtractor() = default;
+};
+
+// Writes one portal instance.
+class PortalInstanceMessageFactory {
+public:
+    virtual void createMessage() = 0;
+    virtual std::shared_ptr<MessageEntry> getResultMessage() = 0;
+
+    virtual void addRadiusDomain(const std::string&) {}
+    virtual void addApLocation(const std::string&) {}
+    virtual void addSsid(const std::string&) {}
+
+protected:
+    ~PortalInstanceMessageFactory() = default;
+};
+
+// Reads the white lists of a message.
+class WhiteListExtractor {
+public:
+    using Entry = std::shared_ptr<MessageEntry>;
+
+    // One entry a list.
+    virtual std::vector<Entry> extractAllWhiteLists(Entry) = 0;
+    virtual std::string extractWhiteListName(Entry) { return ""; }
+    // The list's addresses, domains and patterns, separated by commas.
+    virtual std::string extractWhiteListValue(Entry) = 0;
+
+protected:
+    ~WhiteListExtractor() = default;
 };
 
 }  // namespace vesta
