@@ -7,7 +7,7 @@ namespace {
 
 constexpr int kBacklog = 5;
 
-// The request as text, without what the bus allows beyond JSON: trailing commas.
+// The request as JSON text. The bus also allows trailing commas; they are gone here.
 std::string strictJson(void* request) {
     return json_object_to_json_string_ext(static_cast<json_object*>(request),
                                           JSON_C_TO_STRING_PLAIN);

@@ -2,7 +2,8 @@
 
 // apbd's place on the access point's bus: module 2.
 //
-// Threads: send() from any; one thread of its own takes the requests and posts them.
+// Threads: send() may be called from any thread. A thread of the adapter's own takes vestad's
+// requests and posts them to the loop.
 
 #include <string>
 #include <thread>
@@ -21,7 +22,7 @@ public:
     BusAdapter(const BusAdapter&) = delete;
     BusAdapter& operator=(const BusAdapter&) = delete;
 
-    // Begins to take requests.
+    // Begins to take requests. Called once.
     void start();
     [[nodiscard]] bool send(const std::string& text, int module) override;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// The command line of apbd. Values, without threads.
+// The command line of apbd. Called once, before any thread is started.
 
 #include <optional>
 #include <string>
@@ -15,13 +15,13 @@ struct Options {
     bool verbose = false;
 };
 
-// What stopped parseOptions(): the exit status.
+// Why the program ends at once: the exit status.
 struct Refusal {
     int status = 0;
 };
 
-// Reads the command line and the password's file. On --help or wrong input it has written to
-// standard output or error what there is to say.
+// Reads the command line and the password's file. Gives nothing on --help or wrong input: then it
+// has printed the help or the mistake and has set `refusal`.
 [[nodiscard]] std::optional<Options> parseOptions(int argc, char** argv, Refusal& refusal);
 
 }  // namespace apbd

@@ -7,8 +7,10 @@
 //   <root>/<mobility domain>/<SSID>/permitted-ip/<name>    a further white list
 //   <root>/marker/<instance>                               an apbd's own marker
 //
-// A level is percent-encoded (RFC 3986, section 2.1) wherever it holds anything but printable ASCII
-// characters that MQTT leaves alone. Values, without threads.
+// In a level, '/', '+', '#', '%' and every byte that is not printable ASCII are percent-encoded
+// (RFC 3986, section 2.1).
+//
+// Threads: any; nothing here changes.
 
 #include <optional>
 #include <string>
@@ -30,7 +32,7 @@ class Topics {
 public:
     explicit Topics(std::string root) : root_(std::move(root)) {}
 
-    // What a topic of a scope is for.
+    // What stands at a topic of a scope: a station's record or a white list.
     struct Place {
         Scope scope;
         std::string mac;  // empty: a white list
@@ -41,7 +43,7 @@ public:
     [[nodiscard]] std::string marker(const std::string& instance) const;
     // Matches everything of `scope`.
     [[nodiscard]] std::string filter(const Scope& scope) const;
-    // Nothing for a topic that has no place in the tree.
+    // Nothing when the topic is not one of the first three above.
     [[nodiscard]] std::optional<Place> place(const std::string& topic) const;
 
 private:

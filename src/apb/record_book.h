@@ -1,7 +1,7 @@
 #pragma once
 
-// The records of the mobility domain by station: who has one, which of them the portal may restore
-// a station from, and of which stations an outdated copy may stand in the portal.
+// The records of the mobility domain by station. The book tells from which records the portal may
+// restore a station, and of which stations the portal may hold an outdated copy.
 //
 // Threads: no lock; guarded by its collaborator's mutex.
 
@@ -31,17 +31,17 @@ public:
     [[nodiscard]] APBDEntry* insert(const Key& key);
     void erase(const Key& key) { records_.erase(key); }
 
-    // apbd has come: it is to tell of every record anew.
+    // apbd has come: it tells all records anew.
     void awaitAll();
-    // apbd has gone: no station is restored from what it told.
+    // apbd has gone: no station is restored from a record that it told.
     void clearAll();
-    // Ends that: erases the records of which apbd has not told since, but for those of stations
-    // that are here. Returns these: apbd has lost them.
+    // apbd has had the time to tell everything anew. Erases each record that it did not tell,
+    // unless its station is here. Returns the stations that are here: apbd has lost their records.
     [[nodiscard]] std::vector<Key> settle();
 
-    // The record with the session time of this moment; null without one.
+    // The record, its session time counted up to now; null without one.
     [[nodiscard]] std::shared_ptr<MessageEntry> get(const Key& key);
-    // The same for a station that comes in by it on that VAP, and is here from now on.
+    // The same for a station that comes in on that VAP by its record: it is here from now on.
     [[nodiscard]] std::shared_ptr<MessageEntry> take(const Key& key, const std::string& vap);
     // The station shows itself on that VAP. False when it is known to have gone elsewhere.
     [[nodiscard]] bool confirmPresence(const Key& key, const std::string& vap);

@@ -2,15 +2,15 @@
 
 // The daemon's locks: the project's one annotated mutex under the daemon's own names.
 //
-// Order, outermost first; a thread that holds one takes only locks further down:
-//   1. an instance holder's mutex (never two at once);
-//   2. the apbd collaborator's, then the one that orders the kernel white-list store's changes;
-//   3. leaves, never two at once: a RADIUS worker's pending list, the white-list store's, what the
-//      redirector worker has told its module, an instance's white-list identifier, the deauth
-//      queue's, what a client lets other threads read, the portal's questions to
-//      monitord;
-//   4. the platform libraries' own, the logger's last.
-// So nobody calls the portal or a holder while holding anything of 2 to 4.
+// A thread that holds a lock takes only locks that stand further down here:
+//   1. an instance holder's; a thread never holds two of these;
+//   2. the apbd collaborator's, then the one that orders the changes of the kernel's white lists;
+//   3. one of these, never two: a RADIUS worker's list of unanswered requests, a white-list
+//      store's, the redirector worker's memory of what it told its module, an instance's white-list
+//      identifier, the deauth tool's queue, what a client shows to other threads, the portal's
+//      questions to monitord;
+//   4. the platform libraries' own, and the logger's last.
+// So a thread that holds one of 2 to 4 calls neither the portal nor an instance holder.
 
 #include "ostrel/mutex.h"
 
