@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "whitelist/md5_hash_calculator.h"
-
 namespace vesta {
 namespace {
 
@@ -61,18 +59,10 @@ TEST(WhiteAddressesList, SortsEntriesByKindInTheirOrder) {
 }
 
 TEST(WhiteAddressesList, HashesTheWholeTextAndTakesItAsMissingName) {
+    EXPECT_EQ(WhiteAddressesList("", "abc").getHash(), "900150983cd24fb0d6963f7d28e17f72");
     const WhiteAddressesList list("", "a,#b");
-    EXPECT_EQ(list.getHash(), MD5HashCalculator().getHash("a,#b"));
     EXPECT_EQ(list.getName(), list.getHash());
     EXPECT_NE(list.getHash(), WhiteAddressesList("", "a").getHash());
-}
-
-// The digests of RFC 1321, A.5, and a text with a zero byte inside.
-TEST(MD5HashCalculator, GivesTheDigestInLowerCase) {
-    const MD5HashCalculator md5;
-    EXPECT_EQ(md5.getHash(""), "d41d8cd98f00b204e9800998ecf8427e");
-    EXPECT_EQ(md5.getHash("abc"), "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_NE(md5.getHash(std::string("a\0b", 3)), md5.getHash("a"));
 }
 
 }  // namespace
