@@ -36,6 +36,13 @@ struct StationKey {
         text.append(reinterpret_cast<const char*>(mac.data()), mac.size());
         return text.append(2, '\0');
     }
+    // The key that begins with the 22 bytes of device and MAC.
+    static StationKey ofBytes(std::string_view bytes) {
+        StationKey key;
+        bytes.copy(key.device.data(), key.device.size());
+        std::memcpy(key.mac.data(), bytes.data() + key.device.size(), key.mac.size());
+        return key;
+    }
     bool operator==(const StationKey& other) const {
         return mac == other.mac && device == other.device;
     }

@@ -26,14 +26,6 @@ constexpr std::size_t kForgottenAtOnce = 500;
 constexpr milliseconds kSweepPause{20};
 
 constexpr std::size_t kStationBytes = 24;  // device, MAC, padding
-constexpr std::size_t kDeviceBytes = 16;
-
-StationKey keyIn(std::string_view bytes) {
-    StationKey key;
-    bytes.copy(key.device.data(), key.device.size());
-    std::memcpy(key.mac.data(), bytes.data() + kDeviceBytes, key.mac.size());
-    return key;
-}
 
 }  // namespace
 
@@ -46,17 +38,18 @@ void Stations::adopt() {
     };
     read(kSeen, [this](std::string_view key, std::uint32_t) {
         if (key.size() == kStationBytes) {
-            stations_[keyIn(key)];
+            stations_[StationKey::ofBytes(key)];
         }
     });
     read(kStationsMap, [this](std::string_view key, std::uint32_t mark) {
         if (key.size() == kStationBytes) {
-            stations_[keyIn(key)].access = static_cast<Access>(mark);
+            stations_[StationKey::ofBytes(key)].access = static_cast<Access>(mark);
         }
     });
     read(kKnown, [this](std::string_view key, std::uint32_t) {
         if (key.size() == kStationBytes + sizeof(in_addr)) {
-            std::memcpy(&stations_[keyIn(key)].ip, key.data() + kStationBytes, sizeof(in_addr));
+            std::memcpy(&stations_[StationKey::ofBytes(key)].ip, key.data() + kStationBytes,
+                        sizeof(in_addr));
         }
     });
 }

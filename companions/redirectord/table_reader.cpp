@@ -20,45 +20,53 @@ nlmsghdr* putHeader(NetlinkBuffer& space, int type, std::uint16_t flags) {
     return message;
 }
 
-std::string_view valueIn(std::string_view data) {
-    std::string_view value;
-    eachAttribute(data, [&value](const NetlinkAttribute& one) {
-        if (one.type == NFTA_DATA_VALUE) {
-            value = one.bytes;
+// The bytes of the attribute of this type; empty when there is none.
+std::string_view partOf(std::string_view attributes, std::uint16_t type) {
+    std::string_view part;
+    eachAttribute(attributes, [&part, type](const NetlinkAttribute& one) {
+        if (one.type == type) {
+            part = one.bytes;
         }
     });
-    return value;
+    return part;
 }
 
-void readElement(std::string_view element, const TableReader::Each& each) {
-    std::string_view key;
-    std::uint32_t mark = 0;
-    eachAttribute(element, [&](const NetlinkAttribute& one) {
-        if (one.type == NFTA_SET_ELEM_KEY) {
-            key = valueIn(one.bytes);
-        } else if (one.type == NFTA_SET_ELEM_DATA) {
-            mark = NetlinkAttribute{NFTA_DATA_VALUE, valueIn(one.bytes)}.as<std::uint32_t>();
-        }
-    });
-    each(key, mark);
+std::uint32_t markIn(std::string_view data) {
+    return NetlinkAttribute{NFTA_DATA_VALUE, partOf(data, NFTA_DATA_VALUE)}.as<std::uint32_t>();
+}
+
+std::string_view chainIn(std::string_view data) {
+    const std::string_view name = partOf(partOf(data, NFTA_DATA_VERDICT), NFTA_VERDICT_CHAIN);
+    return name.substr(0, name.find('\0'));
 }
 
 }  // namespace
 
-int TableReader::list(const char* set, const Each& each) {
+template <typename EachData>
+int TableReader::dump(const char* set, EachData each) {
     alignas(nlmsghdr) NetlinkBuffer space;
     nlmsghdr* const message = putHeader(space, NFT_MSG_GETSETELEM, NLM_F_DUMP);
     mnl_attr_put_strz(message, NFTA_SET_ELEM_LIST_TABLE, kTable);
     mnl_attr_put_strz(message, NFTA_SET_ELEM_LIST_SET, set);
     return netlink_.request(message, [&each](const nlmsghdr* part) {
-        eachAttribute(attributesOf(part, sizeof(nfgenmsg)), [&each](const NetlinkAttribute& list) {
-            if (list.type == NFTA_SET_ELEM_LIST_ELEMENTS) {
-                eachAttribute(list.bytes, [&each](const NetlinkAttribute& element) {
-                    readElement(element.bytes, each);
-                });
-            }
-        });
+        const std::string_view attributes = attributesOf(part, sizeof(nfgenmsg));
+        eachAttribute(partOf(attributes, NFTA_SET_ELEM_LIST_ELEMENTS),
+                      [&each](const NetlinkAttribute& element) {
+                          const std::string_view key = partOf(element.bytes, NFTA_SET_ELEM_KEY);
+                          each(partOf(key, NFTA_DATA_VALUE),
+                               partOf(element.bytes, NFTA_SET_ELEM_DATA));
+                      });
     });
+}
+
+int TableReader::list(const char* set, const Each& each) {
+    return dump(set,
+                [&each](std::string_view key, std::string_view data) { each(key, markIn(data)); });
+}
+
+int TableReader::listJumps(const char* map, const EachJump& each) {
+    return dump(map,
+                [&each](std::string_view key, std::string_view data) { each(key, chainIn(data)); });
 }
 
 bool TableReader::tableExists() {

@@ -36,14 +36,6 @@ json listed(Nft& nft, const char* command) {
     return json::parse(text).at("nftables");
 }
 
-// An element: [{"concat": ["wlan0", "02:00:00:00:00:01"]}, {"jump": {"target": "list_..."}}].
-std::pair<StationKey, std::string> readElement(const json& element) {
-    const json& key = element.at(0).at("concat");
-    const auto mac = ostrel::parseColonMac(key.at(1).get<std::string>());
-    return {StationKey::of(key.at(0).get<std::string>(), mac.value_or(ostrel::MacBytes{})),
-            digestOfChain(element.at(1).at("jump").at("target").get<std::string>())};
-}
-
 }  // namespace
 
 WhiteLists::WhiteLists(companion::EventLoop& loop, Nft& nft, milliseconds grace)
@@ -72,15 +64,15 @@ void WhiteLists::readStations() {
     for (auto& station : stations_) {
         station.second.active = nullptr;
     }
-    for (const json& object : listed(nft_, "list map netdev vesta lists")) {
-        const json map = object.value("map", json::object());
-        for (const json& element : map.value("elem", json::array())) {
-            const auto [key, digest] = readElement(element);
-            const auto list = active_.find(digest);
-            if (list != active_.end()) {
-                stations_[key].active = &list->second;
-            }
+    const int error = reader_.listJumps(kMap, [this](std::string_view key, std::string_view chain) {
+        const auto list = active_.find(digestOfChain(std::string(chain)));
+        if (list != active_.end() && key.size() == StationKey().bytes().size()) {
+            stations_[StationKey::ofBytes(key)].active = &list->second;
         }
+    });
+    if (error != 0) {
+        ostrel::report(ostrel::LogLevel::error, "white lists: stations can't be read: %s",
+                       std::strerror(error));
     }
 }
 
@@ -248,11 +240,7 @@ int WhiteLists::run() {
     for (auto& list : active_) {
         list.second.distrust();
     }
-    try {
-        readStations();
-    } catch (const std::exception& unreadable) {
-        ostrel::report(ostrel::LogLevel::error, "white lists: %s", unreadable.what());
-    }
+    readStations();
     return -error;
 }
 

@@ -22,6 +22,7 @@
 #include "redirectord/element_batch.h"
 #include "redirectord/nft.h"
 #include "redirectord/seams.h"
+#include "redirectord/table_reader.h"
 
 namespace redirectord {
 
@@ -79,6 +80,7 @@ private:
     Nft& nft_;
     std::chrono::milliseconds grace_;
     ElementBatch batch_;
+    TableReader reader_;
     std::map<std::string, ActiveList> active_;  // by digest
     std::map<std::uint32_t, Told> told_;        // since the last clearLists()
     std::set<std::uint32_t> changed_;           // told, and not in force as they are now
