@@ -94,7 +94,7 @@ class AccessPoint(Host):
         self.ip("link add br-hall type bridge")
         self.ip("link set wlan0-va1 master br-hall up")
         for number, device in enumerate(("br-hall", "wlan0-va2"), 1):
-            self.ip(f"address add 10.{number}.0.1/24 dev {device}")
+            self.ip(f"address add 10.{number}.0.1/16 dev {device}")
             self.ip(f"address add 2001:db8:{number}::1/64 dev {device} nodad")
             self.ip(f"link set {device} up")
 
