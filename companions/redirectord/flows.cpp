@@ -61,10 +61,14 @@ void Flows::cut(const ostrel::MacBytes& mac, in_addr ip) {
         addresses_.emplace(reinterpret_cast<const char*>(&ip), sizeof ip);
     }
     if (!scheduled_ && !reading_) {
-        scheduled_ = true;
-        loop_.after(std::max(kGather, std::chrono::ceil<milliseconds>(pause_)),
-                    [this] { begin(); });
+        schedule();
     }
+}
+
+void Flows::schedule() {
+    scheduled_ = true;
+    const auto pause = std::chrono::ceil<milliseconds>(notBefore_ - Clock::now());
+    loop_.after(std::max(kGather, pause), [this] { begin(); });
 }
 
 void Flows::begin() {
@@ -152,11 +156,10 @@ void Flows::finish() {
     condemned_.clear();
     sought_.clear();
     reading_ = false;
-    pause_ = kPausePerPass * (Clock::now() - began_);
+    const Clock::time_point now = Clock::now();
+    notBefore_ = now + kPausePerPass * (now - began_);
     if (!macs_.empty()) {
-        scheduled_ = true;
-        loop_.after(std::max(kGather, std::chrono::ceil<milliseconds>(pause_)),
-                    [this] { begin(); });
+        schedule();
     }
 }
 

@@ -32,6 +32,7 @@ public:
 private:
     using Clock = companion::EventLoop::Clock;
 
+    void schedule();
     void begin();
     void readSome();
     void examine(const nlmsghdr* message);
@@ -47,7 +48,7 @@ private:
     bool scheduled_ = false;
     bool reading_ = false;
     Clock::time_point began_{};
-    Clock::duration pause_{};  // before the next pass
+    Clock::time_point notBefore_{};  // the next pass
 };
 
 }  // namespace redirectord

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <linux/if_ether.h>
+#include <linux/netfilter/nf_tables.h>
 #include <linux/netfilter/nfnetlink.h>
 #include <linux/netfilter/nfnetlink_log.h>
 #include <sys/socket.h>
@@ -39,6 +40,17 @@ in_addr senderOf(std::uint16_t protocol, std::string_view packet) {
                                    : in_addr{};
 }
 
+// The kernel refuses a group that another has with the same EPERM as somebody without privileges;
+// the latter may not ask for anything.
+bool isPrivileged(Netlink& netlink) {
+    alignas(nlmsghdr) NetlinkBuffer space;
+    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
+    message->nlmsg_type = NFNL_SUBSYS_NFTABLES << 8 | NFT_MSG_GETGEN;
+    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
+    mnl_nlmsg_put_extra_header(message, sizeof(nfgenmsg));
+    return netlink.request(message) == 0;
+}
+
 }  // namespace
 
 std::optional<LoggedPacket> readLoggedPacket(std::string_view attributes) {
@@ -74,7 +86,11 @@ std::optional<LoggedPacket> readLoggedPacket(std::string_view attributes) {
 
 NewsListener::NewsListener(companion::EventLoop& loop) : loop_(loop), netlink_(NETLINK_NETFILTER) {
     bind();
-    setsockopt(netlink_.fd(), SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer);
+    // Passing the system's limit takes a privilege that a user namespace does not give.
+    if (setsockopt(netlink_.fd(), SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer,
+                   sizeof kReceiveBuffer) != 0) {
+        setsockopt(netlink_.fd(), SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
+    }
 }
 
 void NewsListener::start(Receiver receiver) {
@@ -106,10 +122,11 @@ void NewsListener::bind() {
     // Each packet at once: a station waits for it.
     mnl_attr_put_u32(message, NFULA_CFG_QTHRESH, htonl(1));
     const int error = netlink_.request(message);
-    if (error == EBUSY || error == EPERM) {
-        throw std::runtime_error(error == EBUSY
-                                     ? "another redirectord serves this network namespace"
-                                     : "CAP_NET_ADMIN is missing");
+    if (error == EBUSY || (error == EPERM && isPrivileged(netlink_))) {
+        throw std::runtime_error("another redirectord serves this network namespace");
+    }
+    if (error == EPERM) {
+        throw std::runtime_error("CAP_NET_ADMIN is missing");
     }
     if (error != 0) {
         throw std::system_error(error, std::generic_category(),

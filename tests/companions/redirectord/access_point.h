@@ -61,22 +61,7 @@ public:
         return *stations_[static_cast<std::size_t>(number) - 1];
     }
 
-    NetNamespace ap;
-    NetNamespace internet;
-
-private:
-    static void connect(const NetNamespace& here, const std::string& device,
-                        const NetNamespace& there, const std::string& peer) {
-        const std::string target = "/proc/" + std::to_string(getpid()) + "/fd/";
-        here.run("ip link add " + device + " type veth peer name " + peer + " netns " + target +
-                 std::to_string(there.fd()) + " && ip link set " + device + " up");
-        there.run("ip link set " + peer + " up");
-    }
-    void address(const std::string& device, int net) {
-        const std::string number = std::to_string(net);
-        ap.run("ip addr add 10.77." + number + ".1/24 dev " + device +
-               "; ip -6 addr add fd77:" + number + "::1/64 dev " + device + " nodad");
-    }
+    // Makes station `number` with its device, in place of one whose device has gone.
     void addStation(int number) {
         const bool routed = layout_ == Layout::routed;
         const std::string host = std::to_string(10 + number);
@@ -96,9 +81,28 @@ private:
                            station->ip + "/24 dev eth0; ip -6 addr add " + station->ip6 +
                            "/64 dev eth0 nodad; ip route add default via 10.77." + net +
                            ".1; ip -6 route add default via fd77:" + net + "::1");
-        stations_.push_back(std::move(station));
+        if (stations_.size() < static_cast<std::size_t>(number)) {
+            stations_.resize(static_cast<std::size_t>(number));
+        }
+        stations_[static_cast<std::size_t>(number) - 1] = std::move(station);
     }
 
+    NetNamespace ap;
+    NetNamespace internet;
+
+private:
+    static void connect(const NetNamespace& here, const std::string& device,
+                        const NetNamespace& there, const std::string& peer) {
+        const std::string target = "/proc/" + std::to_string(getpid()) + "/fd/";
+        here.run("ip link add " + device + " type veth peer name " + peer + " netns " + target +
+                 std::to_string(there.fd()) + " && ip link set " + device + " up");
+        there.run("ip link set " + peer + " up");
+    }
+    void address(const std::string& device, int net) {
+        const std::string number = std::to_string(net);
+        ap.run("ip addr add 10.77." + number + ".1/24 dev " + device +
+               "; ip -6 addr add fd77:" + number + "::1/64 dev " + device + " nodad");
+    }
     Layout layout_;
     std::vector<std::unique_ptr<SimulatedStation>> stations_;
 };

@@ -1,68 +1,19 @@
 // What a station may do in each of its states, with real packets.
 
-#include <net/if.h>
-
-#include "daemon_side.h"
+#include "service_fixture.h"
 
 namespace vesta::testing {
 namespace {
 
-using std::chrono::milliseconds;
+const char* nameOf(Layout layout) {
+    return layout == Layout::routed ? "routed" : "bridged";
+}
 
-// An access point with redirectord, a portal on 8888, and an internet with TCP 80 and 443 and UDP
-// 4433 on both families.
-class AccessTest : public NetworkTest {
-protected:
-    void SetUp() override {
-        NetworkTest::SetUp();
-        if (!IsSkipped()) {
-            build(Layout::routed);
-        }
-    }
-    void build(Layout layout) {
-        daemon_.reset();
-        redirector_.reset();
-        sockets_.clear();
-        net_ = std::make_unique<AccessPointNetwork>(layout);
-        for (const std::uint16_t port : {std::uint16_t{80}, std::uint16_t{443}}) {
-            sockets_.push_back(serverSocket(net_->internet, SOCK_STREAM, "::", port));
-        }
-        portal_ = serverSocket(net_->ap, SOCK_STREAM, "::", 8888);
-        udp_ = serverSocket(net_->internet, SOCK_DGRAM, "::", 4433);
-        redirector_ = std::make_unique<RedirectorProcess>(*net_);
-        daemon_ = std::make_unique<DaemonSide>();
-    }
-    const SimulatedStation& station(int number) { return net_->station(number); }
-    int reach(int number, std::uint16_t port, const char* address = kInternet) {
-        return connectFrom(station(number).space, address, port, milliseconds(700)).error;
-    }
-    // Whether a datagram of the station arrives in the internet.
-    bool sends(int number, const char* address = kInternet) {
-        askFrom(station(number).space, address, 4433, milliseconds(1));
-        char buffer[16];
-        return readableWithin(udp_.get(), milliseconds(200)) &&
-               recv(udp_.get(), buffer, sizeof buffer, 0) >= 0;
-    }
-    bool portalHasVisitor() {
-        const bool has = readableWithin(portal_.get(), milliseconds(0));
-        if (has) {
-            close(accept4(portal_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-        }
-        return has;
-    }
-
-    RuntimeDirectory runtime_;
-    std::unique_ptr<AccessPointNetwork> net_;
-    std::vector<ostrel::Fd> sockets_;
-    ostrel::Fd portal_;
-    ostrel::Fd udp_;
-    std::unique_ptr<RedirectorProcess> redirector_;
-    std::unique_ptr<DaemonSide> daemon_;
-};
+class AccessTest : public ServiceTest {};
 
 TEST_F(AccessTest, a_new_station_is_announced_and_finds_the_portal_alone) {
     for (const Layout layout : {Layout::routed, Layout::bridged}) {
-        SCOPED_TRACE(layout == Layout::routed ? "routed" : "bridged");
+        SCOPED_TRACE(nameOf(layout));
         build(layout);
         EXPECT_EQ(reach(1, 80), 0);
         EXPECT_TRUE(portalHasVisitor());
@@ -78,14 +29,14 @@ TEST_F(AccessTest, a_new_station_is_announced_and_finds_the_portal_alone) {
         const ostrel::Fd ssh = serverSocket(net_->ap, SOCK_STREAM, "::", 22);
         EXPECT_EQ(reach(1, 22, "10.77.1.1"), ECONNREFUSED);
         const ostrel::Fd other = serverSocket(station(2).space, SOCK_STREAM, "::", 8888);
-        EXPECT_NE(reach(1, 8888, station(2).ip.c_str()), 0);
-        EXPECT_NE(reach(1, 8888, station(2).ip6.c_str()), 0);
+        EXPECT_NE(reach(1, 8888, station(2).ip), 0);
+        EXPECT_NE(reach(1, 8888, station(2).ip6), 0);
     }
 }
 
-TEST_F(AccessTest, an_admitted_station_reaches_the_internet_and_its_address_is_kept_up) {
+TEST_F(AccessTest, an_admitted_station_reaches_the_internet_by_its_own_device_alone) {
     for (const Layout layout : {Layout::routed, Layout::bridged}) {
-        SCOPED_TRACE(layout == Layout::routed ? "routed" : "bridged");
+        SCOPED_TRACE(nameOf(layout));
         build(layout);
         ASSERT_EQ(daemon_->tell(Request::pass, station(1)), 0);
         for (const char* const address : {kInternet, kInternet6}) {
@@ -94,7 +45,7 @@ TEST_F(AccessTest, an_admitted_station_reaches_the_internet_and_its_address_is_k
             EXPECT_TRUE(sends(1, address));
         }
         EXPECT_FALSE(portalHasVisitor());
-        EXPECT_EQ(daemon_->news(milliseconds(0)), std::nullopt);
+        EXPECT_EQ(daemon_->news(Milliseconds(0)), std::nullopt);
         // Somebody with its MAC behind another device is somebody else.
         station(2).space.run("ip link set eth0 address " + station(1).mac);
         EXPECT_EQ(reach(2, 443), ECONNREFUSED);
@@ -102,55 +53,59 @@ TEST_F(AccessTest, an_admitted_station_reaches_the_internet_and_its_address_is_k
     }
 }
 
-TEST_F(AccessTest, another_address_is_announced_at_its_first_arp) {
+TEST_F(AccessTest, an_admitted_station_with_another_address_is_announced_with_its_first_arp) {
     ASSERT_EQ(daemon_->tell(Request::pass, station(1)), 0);
     station(1).space.run("ip addr flush dev eth0; ip addr add 10.77.1.99/24 dev eth0");
-    station(1).space.inside(
-        [] { return askFrom(NetNamespace(), "127.0.0.1", 1, milliseconds(1)); });
-    askFrom(station(1).space, "10.77.1.1", 4433, milliseconds(1));
+    askFrom(station(1).space, "10.77.1.7", 4433,
+            Milliseconds(1));  // nobody answers the ARP request
     EXPECT_EQ(daemon_->news(), "va1 02:00:00:00:01:01 10.77.1.99");
 }
 
+TEST_F(AccessTest, a_station_without_ipv4_is_announced_all_the_same) {
+    station(1).space.run("ip -4 addr flush dev eth0");
+    EXPECT_EQ(reach(1, 443, kInternet6), ECONNREFUSED);
+    EXPECT_EQ(daemon_->news(), "va1 02:00:00:00:01:01 0.0.0.0");
+}
+
 TEST_F(AccessTest, a_running_download_ends_with_the_authorisation) {
-    ASSERT_EQ(daemon_->tell(Request::pass, station(1)), 0);
-    Connection download = connectFrom(station(1).space, kInternet, 443);
-    ASSERT_EQ(download.error, 0);
-    const ostrel::Fd far(
-        accept4(sockets_[1].get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    ASSERT_TRUE(far.valid());
-    const std::string block(1 << 16, 'x');
-    const auto received = [&] {
-        static char buffer[1 << 16];
-        std::size_t count = 0;
-        for (ssize_t size; (size = recv(download.fd.get(), buffer, sizeof buffer, 0)) > 0;) {
-            count += static_cast<std::size_t>(size);
-        }
-        return count;
-    };
-    const auto flow = [&](milliseconds time) {
-        std::size_t count = 0;
-        const auto end = std::chrono::steady_clock::now() + time;
-        while (std::chrono::steady_clock::now() < end) {
-            (void)!send(far.get(), block.data(), block.size(), MSG_NOSIGNAL);
-            readableWithin(download.fd.get(), milliseconds(5));
-            count += received();
-        }
-        return count;
-    };
-    EXPECT_GT(flow(milliseconds(100)), block.size());
-    ASSERT_EQ(daemon_->tell(Request::captive, station(1)), 0);
-    received();  // what was on its way
-    EXPECT_EQ(flow(milliseconds(300)), 0U);
+    for (const Request end : {Request::captive, Request::drop, Request::forget}) {
+        SCOPED_TRACE(static_cast<int>(end));
+        ASSERT_EQ(daemon_->tell(Request::pass, station(1)), 0);
+        Download download(station(1), https_);
+        EXPECT_GT(download.flow(Milliseconds(100)), 100000U);
+        EXPECT_NE(net_->ap.output("grep 'src=" + station(1).ip + " ' /proc/net/nf_conntrack"), "");
+        ASSERT_EQ(daemon_->tell(end, station(1)), 0);
+        download.flow(Milliseconds(0));  // what was on its way
+        EXPECT_EQ(download.flow(Milliseconds(200)), 0U);
+        EXPECT_EQ(
+            net_->ap.output("grep 'ESTABLISHED src=" + station(1).ip + " ' /proc/net/nf_conntrack"),
+            "");
+    }
 }
 
 TEST_F(AccessTest, a_dropped_station_is_mute_and_deaf_to_arp_too) {
     ASSERT_EQ(daemon_->tell(Request::drop, station(1)), 0);
     station(1).space.run("ip neigh flush all");
     EXPECT_NE(reach(1, 80), 0);
-    EXPECT_NE(reach(1, 8888, "10.77.1.1"), 0);
     EXPECT_EQ(station(1).space.output("ip neigh show 10.77.1.1 nud reachable"), "");
     net_->ap.run("ip neigh flush all; ping -c1 -W1 " + station(1).ip + " >/dev/null || true");
     EXPECT_EQ(net_->ap.output("ip neigh show " + station(1).ip + " nud reachable"), "");
+    ASSERT_EQ(daemon_->tell(Request::pass, station(1)), 0);
+    EXPECT_EQ(reach(1, 443), 0);
+}
+
+TEST_F(AccessTest, requests_are_answered_as_the_page_says) {
+    const std::string address = bytesOf(*ostrel::parseIpv4("10.77.1.1"));
+    EXPECT_EQ(daemon_->ask(Request::proxy).record, address);
+    const std::string asked = bytesOf(*ostrel::parseIpv4("198.51.100.7")) + std::string(48, '\0');
+    EXPECT_EQ(daemon_->ask(Request::gateway, asked).result, -ENETUNREACH);
+    net_->ap.run("ip route add default via 192.0.2.1");
+    EXPECT_EQ(daemon_->ask(Request::gateway, asked).record,
+              asked.substr(0, 48) + bytesOf(*ostrel::parseIpv4(kInternet)));
+    EXPECT_EQ(daemon_->ask(Request::gateway, "short").result, -EINVAL);
+    EXPECT_EQ(daemon_->ask(static_cast<Request>(7)).result, -EINVAL);
+    EXPECT_EQ(daemon_->tell(Request::pass, "eth7", station(1).mac), -ENODEV);
+    EXPECT_EQ(daemon_->tell(Request::forget, "eth7", station(1).mac), 0);
 }
 
 }  // namespace
