@@ -21,11 +21,16 @@ constexpr Feature kFeatures[] = {
     {"counters in sets (Linux 5.7)", "netdev",
      "set s { type ifname . ether_addr; counter; size 4; }"},
     {"maps to marks", "netdev",
-     "map m { type ifname . ether_addr : mark; } chain c { meta mark set iifname . ether saddr map "
+     "map m { type ifname . ether_addr : mark; }; chain c { meta mark set iifname . ether saddr "
+     "map "
      "@m; }"},
     {"sets that packets fill, and whose elements end (dynamic, timeout)", "netdev",
-     "set s { type ether_addr; flags dynamic, timeout; timeout 1s; size 4; } chain c { add @s { "
+     "set s { type ether_addr; flags dynamic, timeout; timeout 1s; size 4; }; chain c { add @s { "
      "ether saddr }; }"},
+    {"limits in sets (CONFIG_NFT_LIMIT, Linux 5.7)", "netdev",
+     "set s { type ether_addr; flags dynamic, timeout; timeout 1s; size 4; }; chain c { update @s "
+     "{ "
+     "ether saddr limit rate over 9/second } drop; }"},
     {"logging to a program (CONFIG_NFT_LOG, CONFIG_NETFILTER_NETLINK_LOG)", "netdev",
      "chain c { log group 1633; }"},
     {"connection tracking in rules (CONFIG_NFT_CT, CONFIG_NF_CONNTRACK_MARK)", "inet",
@@ -40,9 +45,12 @@ constexpr Feature kFeatures[] = {
 
 std::vector<std::string> missingFeatures(Nft& nft) {
     std::vector<std::string> missing;
+    // The context remembers the sets of what it only checked: each has a table of its own.
+    int number = 0;
     for (const Feature& feature : kFeatures) {
-        const std::string table = std::string("table ") + feature.family + " vesta_probe";
-        if (!nft.check(table + " { " + feature.content + " }\n")) {
+        const std::string table =
+            std::string("table ") + feature.family + " vesta_probe" + std::to_string(++number);
+        if (!nft.check(table + " { " + feature.content + "\n}\n")) {
             missing.emplace_back(feature.words);
         }
     }

@@ -27,6 +27,13 @@ table netdev vesta {
         timeout 1s
         size 4096
     }
+    # How fast captive stations ask for names.
+    set asking {
+        type ifname . ether_addr
+        flags dynamic, timeout
+        timeout 10s
+        size 16384
+    }
     # What each station sent, and what was sent to it.
     set up { type ifname . ether_addr; counter; size 16384; }
     set down { type ifname . ether_addr; counter; size 16384; }
@@ -117,6 +124,11 @@ table netdev vesta {
     # and what it needs to find it. Nothing else on its bridge.
     chain captive {
         meta protocol ip6 iifname . ether saddr != @seen jump news_ip6
+        # A telephone that has just come asks for a hundred names at once. Who asks for more would
+        # take the forwarder's time from the others.
+        udp dport 53 \
+            update @asking { iifname . ether saddr limit rate over 200/second burst 400 packets } \
+            drop
         iifname . ether saddr vmap @lists
         ether daddr @own return
         ether type { arp, 0x888e } return
@@ -171,6 +183,8 @@ table inet vesta {
         meta mark { 2, 4 } meta l4proto { tcp, udp } th dport 53 redirect to :8053
     }
     chain services {
+        # The forwarder is there for stations alone.
+        iifname != @networks meta l4proto { tcp, udp } th dport 8053 drop
         meta mark != { 2, 4 } accept
         tcp dport { 8888, 8443, 8053 } accept
         udp dport { 67, 547, 8053 } accept

@@ -7,6 +7,7 @@
 #include "dns_bytes.h"
 #include "forwarding.h"
 #include "redirectord/dns_message.h"
+#include "redirectord/features.h"
 #include "support/child_process.h"
 
 namespace vesta::testing {
@@ -114,6 +115,15 @@ protected:
     ChildProcess server_;
 };
 
+TEST_F(NetworkTest, a_kernel_that_takes_the_ruleset_lacks_no_feature) {
+    const NetNamespace space;
+    space.inside([] {
+        redirectord::Nft nft;
+        ASSERT_TRUE(nft.run(redirectord::baseRuleset())) << nft.error();
+        EXPECT_THAT(redirectord::missingFeatures(nft), ::testing::IsEmpty()) << nft.error();
+    });
+}
+
 TEST_F(NamesTest, the_first_connection_after_the_first_answer_works) {
     Forwarding forwarding(*net_);
     forwarding.tell(key(), {"www.free.example", "shop.example"});
@@ -200,6 +210,34 @@ TEST_F(NamesTest, a_station_that_becomes_captive_keeps_its_list_only_if_it_is_to
     while (rules().find("va1\" . 02") != std::string::npos) {
     }
     EXPECT_THAT(rules(), HasSubstr("\"va2\" . 02:00:00:00:01:02 : jump list_"));
+}
+
+TEST_F(NamesTest, a_flood_of_queries_is_cut_at_the_device) {
+    Forwarding forwarding(*net_);
+    forwarding.tell(key(1), {"www.free.example"});
+    const Endpoint resolver(kResolver, 53);
+    const ostrel::Fd flood =
+        station(1).inside([] { return ostrel::Fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)); });
+    const std::string query = dns::query(7, "www.free.example");
+    for (int i = 0; i < 20000; ++i) {
+        sendto(flood.get(), query.data(), query.size(), 0, resolver.get(), resolver.size);
+    }
+    EXPECT_NE(ask("www.free.example", dns::kA, kResolver, 2), "") << "another station";
+    int answers = 0;
+    for (std::array<char, 512> buffer{}; readableWithin(flood.get(), std::chrono::milliseconds(50));
+         ++answers) {
+        static_cast<void>(recv(flood.get(), buffer.data(), buffer.size(), 0));
+    }
+    EXPECT_GT(answers, 20);
+    EXPECT_LT(answers, 2000);
+}
+
+TEST_F(NamesTest, the_forwarder_is_there_for_stations_alone) {
+    Forwarding forwarding(*net_);
+    EXPECT_EQ(askFrom(net_->internet, "192.0.2.2", 8053), ETIMEDOUT);
+    EXPECT_EQ(connectFrom(net_->internet, "192.0.2.2", 8053, std::chrono::milliseconds(300)).error,
+              ETIMEDOUT);
+    EXPECT_EQ(connectFrom(station(1), "10.77.1.1", 8053).error, 0);
 }
 
 TEST_F(NamesTest, elements_that_somebody_removed_cost_one_change) {
