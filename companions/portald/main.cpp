@@ -41,8 +41,8 @@ void serve(const portald::Options& options) {
     companion::EventLoop loop;
     companion::keepOnlyCapabilities({});
     portald::BusDaemon daemon(loop, ostrel::runtimeDirectory());
-    portald::KernelNeighbours kernel;
-    portald::Neighbours neighbours(kernel);
+    companion::NeighbourTables kernel;
+    portald::Neighbours neighbours([&kernel] { return kernel.neighbours(); });
     portald::Portal portal(daemon, neighbours, pages, settings,
                            [&loop](std::chrono::milliseconds delay, std::function<void()> next) {
                                loop.after(delay, std::move(next));

@@ -18,9 +18,10 @@ struct Asked {
     std::string fetchSite;                    // the header Sec-Fetch-Site
     std::map<std::string, std::string> form;  // the fields of a POST
 
-    std::string peer;     // the address that the connection comes from
-    std::string local;    // the address of ours that it goes to
-    bool secure = false;  // over TLS
+    std::string peer;             // the address that the connection comes from
+    unsigned int peerDevice = 0;  // index of the interface, of link-local addresses alone
+    std::string local;            // the address of ours that it goes to
+    bool secure = false;          // over TLS
 };
 
 struct Reply {

@@ -6,53 +6,43 @@
 // Threads: the event loop's alone.
 
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "netlink/neighbours.h"
 
 namespace portald {
 
-struct Neighbour {
-    std::string address;  // as inet_ntop() writes it
-    std::string mac;      // "aa:bb:cc:dd:ee:ff"
-    int device = 0;       // index of the interface
-    bool ipv6 = false;
-    bool confirmed = false;  // seen a short while ago
-};
-
-// Where neighbours come from; a test stands in for it.
-class NeighbourSource {
-public:
-    virtual ~NeighbourSource() = default;
-    // Those of both families; none when the kernel doesn't tell.
-    [[nodiscard]] virtual std::vector<Neighbour> read() = 0;
-};
-
-// The kernel's, by RTM_GETNEIGH.
-class KernelNeighbours final : public NeighbourSource {
-public:
-    [[nodiscard]] std::vector<Neighbour> read() override;
-};
-
 class Neighbours {
 public:
+    // Reads the kernel's table; a test stands in for it.
+    using Source = std::function<std::vector<companion::Neighbour>()>;
     struct Owner {
-        std::string mac;
-        std::string ipv4;
+        std::string mac;   // "aa:bb:cc:dd:ee:ff"
+        std::string ipv4;  // "192.0.2.1"
     };
 
-    explicit Neighbours(NeighbourSource& source) : source_(source) {}
+    explicit Neighbours(Source source) : source_(std::move(source)) {}
 
-    // The IPv4 addresses of whoever has the IPv6 address `address`, the likeliest first. Reads the
-    // table at most ten times a second.
-    [[nodiscard]] std::vector<Owner> ownersOf(const std::string& address);
+    // The IPv4 addresses of whoever has the IPv6 address `address`, the one that proved to be there
+    // last first; none when two stations have it. `device`: its interface's index, 0 for any. Reads
+    // the table at most ten times a second.
+    [[nodiscard]] std::vector<Owner> ownersOf(const std::string& address, unsigned int device);
 
 private:
+    // A station: the interface's index, and the MAC.
+    using Key = std::pair<unsigned int, companion::Mac>;
+
     void refresh();
 
-    NeighbourSource& source_;
+    const Source source_;
     std::int64_t readAt_ = -1;  // monotonic milliseconds; -1: never
-    std::map<std::string, std::vector<Owner>> owners_;
+    std::map<std::string, std::set<Key>> ipv6_;
+    std::map<Key, std::vector<Owner>> ipv4_;
 };
 
 }  // namespace portald

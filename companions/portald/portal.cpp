@@ -116,7 +116,7 @@ void Portal::identify(const VisitPtr& visit) {
     if (ostrel::parseIpv4(peer)) {
         visit->owners = {{"", peer}};
     } else {
-        visit->owners = neighbours_.ownersOf(peer);
+        visit->owners = neighbours_.ownersOf(peer, visit->asked.peerDevice);
     }
     tryNext(visit);
 }

@@ -76,21 +76,31 @@ std::string textOf(const sockaddr_storage& address) {
     return text.data();
 }
 
-std::string addressOf(int socket, int (*ask)(int, sockaddr*, socklen_t*)) {
+struct End {
+    std::string address;  // "" when the connection has none any more
+    unsigned int device;  // index of the interface, of link-local addresses alone
+};
+
+End endOf(int socket, int (*ask)(int, sockaddr*, socklen_t*)) {
     sockaddr_storage address{};
     socklen_t size = sizeof address;
-    return ask(socket, reinterpret_cast<sockaddr*>(&address), &size) == 0 ? textOf(address) : "";
+    if (ask(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        return {"", 0};
+    }
+    const bool ipv6 = address.ss_family == AF_INET6;
+    return {textOf(address),
+            ipv6 ? reinterpret_cast<const sockaddr_in6&>(address).sin6_scope_id : 0};
 }
 
 }  // namespace
 
 struct Reception::Connection {
-    Connection(ConnectionId itsId, Channel itsChannel, std::string itsPeer)
+    Connection(ConnectionId itsId, Channel itsChannel, End itsPeer)
         : id(itsId), channel(std::move(itsChannel)), peer(std::move(itsPeer)) {}
 
     const ConnectionId id;
     Channel channel;
-    const std::string peer;
+    const End peer;
     Stage stage = Stage::receiving;
     Clock::time_point deadline;
     Channel::Step watched = Channel::Step::done;  // done: for nothing
@@ -145,11 +155,11 @@ void Reception::accept(const Listener& listener) {
 }
 
 void Reception::admit(ostrel::Fd socket, SSL_CTX* tls) {
-    std::string peer = addressOf(socket.get(), getpeername);
-    if (peer.empty() || (connections_.size() >= limits_.connections && !makeRoom())) {
+    const End peer = endOf(socket.get(), getpeername);
+    if (peer.address.empty() || (connections_.size() >= limits_.connections && !makeRoom())) {
         return;
     }
-    std::size_t& ofAddress = byAddress_[peer];
+    std::size_t& ofAddress = byAddress_[peer.address];
     if (ofAddress >= limits_.perAddress) {
         return;
     }
@@ -206,8 +216,9 @@ void Reception::hand(Connection& connection) {
     connection.withBody = asked->method != "HEAD";
     connection.bytes = std::string();
     enter(connection, Stage::deciding, limits_.deciding);
-    asked->peer = connection.peer;
-    asked->local = addressOf(connection.channel.fd(), getsockname);
+    asked->peer = connection.peer.address;
+    asked->peerDevice = connection.peer.device;
+    asked->local = endOf(connection.channel.fd(), getsockname).address;
     asked->secure = connection.channel.secure();
     handler_(connection.id, *asked);
 }
@@ -301,7 +312,7 @@ void Reception::enter(Connection& connection, Stage stage, std::chrono::millisec
 
 void Reception::end(Connection& connection) {
     unwatch(connection);
-    const auto ofAddress = byAddress_.find(connection.peer);
+    const auto ofAddress = byAddress_.find(connection.peer.address);
     if (--ofAddress->second == 0) {
         byAddress_.erase(ofAddress);
     }

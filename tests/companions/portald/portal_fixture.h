@@ -60,13 +60,6 @@ private:
     ostrel::Fd fd_;
 };
 
-class FakeNeighbours final : public NeighbourSource {
-public:
-    [[nodiscard]] std::vector<Neighbour> read() override { return neighbours; }
-
-    std::vector<Neighbour> neighbours;
-};
-
 class PortalTest : public ::testing::Test {
 protected:
     static constexpr const char* kAnna = "127.0.0.11";  // without access
@@ -92,7 +85,7 @@ protected:
     ReceptionLimits limits;
     std::string templates;
     SSL_CTX* tls = nullptr;
-    FakeNeighbours kernel;
+    std::vector<companion::Neighbour> kernelNeighbours;
     vesta::testing::RuntimeDirectory runtime;
     FakeVestad vestad;
 
@@ -100,7 +93,7 @@ protected:
         loop_.whenReadable(ending_.get(), [this] { loop_.stop(); });
         pages_.emplace(templates, [](const std::string& what) { FAIL() << what; });
         daemon_.emplace(loop_, ostrel::runtimeDirectory());
-        neighbours_.emplace(kernel);
+        neighbours_.emplace([this] { return kernelNeighbours; });
         portal_.emplace(*daemon_, *neighbours_, *pages_, settings,
                         [this](auto delay, auto next) { loop_.after(delay, next); });
         reception_.emplace(loop_, limits, [this](Reception::ConnectionId id, const Asked& asked) {

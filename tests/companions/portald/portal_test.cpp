@@ -1,5 +1,7 @@
 // What stations get for what they ask.
 
+#include <linux/neighbour.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -204,26 +206,39 @@ TEST_F(PortalTest, logsAStationOut) {
 }
 
 TEST_F(PortalTest, findsAnIpv6StationByItsNeighbours) {
-    const auto neighbour = [](const char* address, const char* mac, int device, bool ipv6) {
-        Neighbour one;
-        one.address = address;
-        one.mac = mac;
+    const auto neighbour = [](const char* address, std::uint8_t mac, unsigned int device) {
+        companion::Neighbour one;
+        one.family = inet_pton(AF_INET, address, one.address.data()) == 1 ? AF_INET : AF_INET6;
+        EXPECT_EQ(inet_pton(one.family, address, one.address.data()), 1);
+        one.mac = {2, 0, 0, 0, 0, mac};
         one.device = device;
-        one.ipv6 = ipv6;
+        one.state = NUD_STALE;
         return one;
     };
-    kernel.neighbours = {
-        neighbour("::1", "02:00:00:00:00:01", 3, true),
-        neighbour(kBert, "02:00:00:00:00:02", 3, false),
-        // An address that vestad has for another station, and one on another device.
-        neighbour(kBert, "02:00:00:00:00:01", 3, false),
-        neighbour("127.0.0.13", "02:00:00:00:00:01", 4, false),
-        neighbour(kAnna, "02:00:00:00:00:01", 3, false),
+    kernelNeighbours = {
+        neighbour("::1", 1, 3),        neighbour(kBert, 2, 3),
+        neighbour(kBert, 1, 3),         // vestad has this address for another station
+        neighbour("127.0.0.13", 1, 4),  // on another device it is another station
+        neighbour(kAnna, 1, 3),
     };
     start();
     EXPECT_THAT(get("::1", "/"), HasSubstr("Sign in</h1>"));
     EXPECT_THAT(exchange("::1", getFrom("[::1]:8888", "/")), HasSubstr("Sign in</h1>"));
     EXPECT_THAT(exchange("::1", getFrom("example.com", "/")), StartsWith("HTTP/1.1 302"));
+}
+
+TEST(Neighbours, tellNothingOfAnAddressThatTwoStationsHave) {
+    companion::Neighbour one;
+    one.family = AF_INET6;
+    one.address[15] = 1;
+    one.state = NUD_STALE;
+    one.device = 3;
+    std::vector<companion::Neighbour> all = {one, one, one};
+    all[1].device = 4;
+    all[2].family = AF_INET;
+    Neighbours neighbours([&] { return all; });
+    EXPECT_EQ(neighbours.ownersOf("::1", 3).size(), 1U);
+    EXPECT_EQ(neighbours.ownersOf("::1", 0).size(), 0U);
 }
 
 TEST_F(PortalTest, saysThatTheAccessPointIsBusyUntilVestadIsBack) {
