@@ -28,29 +28,6 @@ private:
     std::unordered_map<unsigned int, std::string> names_;
 };
 
-// Behind which port a bridge has last heard a MAC.
-class Ports {
-public:
-    void add(const BridgeEntry& entry) {
-        const auto [place, isNew] = ports_[entry.bridge].try_emplace(entry.mac, entry);
-        if (!isNew && entry.heardAgoMs < place->second.heardAgoMs) {
-            place->second = entry;
-        }
-    }
-    // Of a neighbour of the bridge itself, else the neighbour's own device.
-    [[nodiscard]] unsigned int of(const Neighbour& neighbour) const {
-        const auto bridge = ports_.find(neighbour.device);
-        if (bridge == ports_.end()) {
-            return neighbour.device;
-        }
-        const auto entry = bridge->second.find(neighbour.mac);
-        return entry == bridge->second.end() ? neighbour.device : entry->second.port;
-    }
-
-private:
-    std::unordered_map<unsigned int, std::unordered_map<Mac, BridgeEntry, MacHash>> ports_;
-};
-
 bool canBeAsked(const Neighbour& neighbour) {
     return (neighbour.state & (NUD_REACHABLE | NUD_STALE)) != 0;
 }
@@ -59,7 +36,7 @@ bool canBeAsked(const Neighbour& neighbour) {
 
 void Presence::look(Time now) {
     DeviceNames names;
-    Ports ports;
+    companion::BridgePorts ports;
     for (const BridgeEntry& entry : tables_.bridgeEntries()) {
         ports.add(entry);
         stations_.takeProof(StationKey(names.of(entry.port), entry.mac), now - entry.heardAgoMs,
@@ -92,7 +69,7 @@ void Presence::askSilent(Time now) {
         }
         if (const int error = tables_.verify(one.neighbour)) {
             ostrel::report(ostrel::LogLevel::debug, "the kernel does not ask %s: %s",
-                           companion::macText(one.station.mac).c_str(), std::strerror(error));
+                           ostrel::macText(one.station.mac).c_str(), std::strerror(error));
         }
     }
 }

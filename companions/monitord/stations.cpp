@@ -23,14 +23,6 @@ void begin(Record& record, Time now) {
 
 }  // namespace
 
-std::size_t MacHash::operator()(const Mac& mac) const {
-    std::uint64_t number = 0;
-    for (const std::uint8_t byte : mac) {
-        number = number << 8 | byte;
-    }
-    return std::hash<std::uint64_t>()(number * 0x9e3779b97f4a7c15U);
-}
-
 Record* Stations::find(const StationKey& station) {
     const auto device = devices_.find(station.device);
     if (device == devices_.end()) {

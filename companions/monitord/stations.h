@@ -24,14 +24,11 @@
 namespace monitord {
 
 using companion::Mac;
+using companion::MacHash;
 using companion::StationKey;
 
 // Milliseconds of the monotonic clock.
 using Time = std::int64_t;
-
-struct MacHash {
-    std::size_t operator()(const Mac& mac) const;
-};
 
 // The stations of a radio, each with the time at which it connected.
 using RadioList = std::unordered_map<Mac, Time, MacHash>;

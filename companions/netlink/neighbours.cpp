@@ -112,6 +112,22 @@ std::optional<BridgeEntry> readBridgeEntry(const nlmsghdr& message) {
     return hasMac ? std::optional(entry) : std::nullopt;
 }
 
+void BridgePorts::add(const BridgeEntry& entry) {
+    const auto [place, isNew] = bridges_[entry.bridge].try_emplace(entry.mac, entry);
+    if (!isNew && entry.heardAgoMs < place->second.heardAgoMs) {
+        place->second = entry;
+    }
+}
+
+unsigned int BridgePorts::of(const Neighbour& neighbour) const {
+    const auto bridge = bridges_.find(neighbour.device);
+    if (bridge == bridges_.end()) {
+        return neighbour.device;
+    }
+    const auto entry = bridge->second.find(neighbour.mac);
+    return entry == bridge->second.end() ? neighbour.device : entry->second.port;
+}
+
 std::vector<Neighbour> NeighbourTables::neighbours() {
     return dump<Neighbour>(socket_, AF_UNSPEC, readNeighbour);
 }

@@ -7,7 +7,9 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <unordered_map>
 #include <vector>
 
 #include "netlink/netlink_socket.h"
@@ -37,6 +39,17 @@ struct BridgeEntry {
 // One message of a dump; nothing when it is none, or says nothing about a station.
 [[nodiscard]] std::optional<Neighbour> readNeighbour(const nlmsghdr& message);
 [[nodiscard]] std::optional<BridgeEntry> readBridgeEntry(const nlmsghdr& message);
+
+// Behind which port a bridge has last heard a MAC.
+class BridgePorts {
+public:
+    void add(const BridgeEntry& entry);
+    // The port of a neighbour of a bridge; of any other neighbour its own device.
+    [[nodiscard]] unsigned int of(const Neighbour& neighbour) const;
+
+private:
+    std::map<unsigned int, std::unordered_map<Mac, BridgeEntry, MacHash>> bridges_;
+};
 
 class NeighbourTables {
 public:

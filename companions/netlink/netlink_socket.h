@@ -28,6 +28,8 @@ class NetlinkRequest {
 public:
     // `flags` beyond NLM_F_REQUEST.
     NetlinkRequest(unsigned int type, unsigned int flags);
+    NetlinkRequest(const NetlinkRequest&) = delete;
+    NetlinkRequest& operator=(const NetlinkRequest&) = delete;
 
     // Room for a header of the protocol behind netlink's own, zeroed.
     template <typename Header>

@@ -6,19 +6,13 @@
 // Threads: values, any.
 
 #include <array>
-#include <cstdint>
-#include <optional>
-#include <string>
 #include <string_view>
+
+#include "ostrel/addresses.h"
 
 namespace companion {
 
-using Mac = std::array<std::uint8_t, 6>;
-
-// "02:00:00:00:00:01"
-[[nodiscard]] std::string macText(const Mac& mac);
-// Six pairs of hexadecimal digits with colons between them, and nothing else.
-[[nodiscard]] std::optional<Mac> parseMac(std::string_view text);
+using Mac = ostrel::MacBytes;
 
 // Whether the kernel would take it as a device's name: 1 to 15 bytes without blank, '/' and ':'.
 [[nodiscard]] bool isDeviceName(std::string_view name);
@@ -37,8 +31,8 @@ struct StationKey {
     }
 };
 
-struct StationKeyHash {
-    std::size_t operator()(const StationKey& key) const;
+struct MacHash {
+    std::size_t operator()(const Mac& mac) const;
 };
 
 }  // namespace companion
