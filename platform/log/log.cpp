@@ -32,6 +32,7 @@ constexpr std::size_t kCutMarkLength = sizeof kCutMark - 1;
 std::atomic<int> descriptor{-1};
 std::atomic<std::int32_t> zoneSeconds{0};
 std::atomic<unsigned long> lost{0};
+std::atomic<bool> moved{false};
 char names[2][kMaxName + 1] = {"", ""};
 std::atomic<const char*> daemonName{names[0]};
 
@@ -148,6 +149,9 @@ bool tellLost(Log& log) {
 }
 
 void flush(Log& log) {
+    if (moved.exchange(false, std::memory_order_relaxed)) {
+        log.file.reopen();
+    }
     if (!tellLost(log) || !log.file.append(log.record.data(), log.record.length())) {
         log.reason = errno;
         lost.fetch_add(1, std::memory_order_relaxed);
@@ -181,6 +185,10 @@ void ostrel_log_set_filename(const char* path) {
 
 void ostrel_log_set_limit(int limitKiB) {
     state().file.setLimit(static_cast<std::int64_t>(std::max(limitKiB, 0)) * 1024);
+}
+
+void ostrel_log_reopen() {
+    moved.store(true, std::memory_order_relaxed);
 }
 
 void ostrel_log_msg_timed(const char* format, ...) {

@@ -39,6 +39,13 @@ void LogFile::setPath(const std::string& path) {
     open();
 }
 
+void LogFile::reopen() {
+    if (!path_.empty()) {
+        torn_ = false;
+        open();
+    }
+}
+
 bool LogFile::append(const char* record, std::size_t length) {
     if (error_ != 0 && (monotonicSeconds() < nextAttempt_ || !open())) {
         errno = error_;

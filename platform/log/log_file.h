@@ -21,6 +21,9 @@ public:
     // Appends to `path` from now on. The descriptor is never closed.
     void setPath(const std::string& path);
 
+    // Opens the path anew: the file was moved away.
+    void reopen();
+
     // Regular files are renamed to `path`.1 and begun anew when a record would make them pass
     // `bytes`; 0 means no limit.
     void setLimit(std::int64_t bytes) { limit_ = bytes; }

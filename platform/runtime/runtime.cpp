@@ -7,6 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+
+#include "ostrel/repeat_limit.h"
 
 namespace ostrel {
 namespace {
@@ -86,6 +89,10 @@ void report(LogLevel level, const char* format, ...) {
         return;
     }
     const int saved = errno;
+    reportLeftOut();
+    if (!repeatLimit().admits(format)) {
+        return;
+    }
     char text[1024];
     va_list arguments;
     va_start(arguments, format);
@@ -93,6 +100,20 @@ void report(LogLevel level, const char* format, ...) {
     va_end(arguments);
     sink(level, text);
     errno = saved;
+}
+
+void reportLeftOut() {
+    const LogSink sink = logSink.load(std::memory_order_acquire);
+    for (const RepeatLimit::LeftOut& one : repeatLimit().takeLeftOut()) {
+        if (sink == nullptr) {
+            continue;
+        }
+        char text[256];
+        const std::size_t length = std::strcspn(one.format, "\n");
+        std::snprintf(text, sizeof text, "%u more records like \"%.*s\" were left out", one.count,
+                      static_cast<int>(length), one.format);
+        sink(LogLevel::warning, text);
+    }
 }
 
 }  // namespace ostrel

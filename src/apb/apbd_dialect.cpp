@@ -8,6 +8,7 @@
 #include "client/client.h"
 #include "core/logger.h"
 #include "core/optional_value.h"
+#include "core/quoted.h"
 #include "whitelist/permitted_ip.h"
 
 namespace vesta {
@@ -189,7 +190,7 @@ Entry APBPortalInstanceMessageExtractor::getMobilityDomainPart(const Entry& entr
         return entry;
     }
     logger().Debug("Apb instance part without instance part from:\n'%s'\n",
-                   entry->getStringRepresentation());
+                   quotedForLog(entry->getStringRepresentation()).c_str());
     return nullptr;
 }
 

@@ -5,6 +5,7 @@
 
 #include "core/json_entry.h"
 #include "core/logger.h"
+#include "core/quoted.h"
 #include "ostrel/clock.h"
 
 namespace vesta {
@@ -52,7 +53,7 @@ void ageSince(std::int64_t time, MessageEntry& record) {
                                                 std::numeric_limits<int>::max())));
     } catch (ENTRY_EXCEPTION_TYPE) {
         logger().Warning("Record without \"%s\":\n'%s'\n", kSessionTime,
-                         record.getStringRepresentation());
+                         quotedForLog(record.getStringRepresentation()).c_str());
     }
 }
 

@@ -3,6 +3,7 @@
 #include "apb/apbd_requests.h"
 #include "core/logger.h"
 #include "core/optional_value.h"
+#include "core/quoted.h"
 #include "station/client_identity.h"
 
 namespace vesta {
@@ -44,7 +45,7 @@ std::vector<DomainStation> stationsOf(const std::vector<Entry>& users) {
             stations.emplace_back(key, user);
         } catch (ENTRY_EXCEPTION_TYPE) {
             logger().Warning("apbd's record names no station, don't use it:\n'%s'\n",
-                             user->getStringRepresentation());
+                             quotedForLog(user->getStringRepresentation()).c_str());
         }
     }
     return stations;
@@ -52,7 +53,7 @@ std::vector<DomainStation> stationsOf(const std::vector<Entry>& users) {
 
 void logUnexpectedMessage(MessageEntry& message) {
     logger().Warning("Unexpected message format from apb:\n'%s'\n",
-                     message.getStringRepresentation());
+                     quotedForLog(message.getStringRepresentation()).c_str());
 }
 
 std::vector<Key> DomainNews::takeIn(const std::vector<DomainStation>& stations) {

@@ -1,6 +1,7 @@
 #include "apb/record_book.h"
 
 #include "core/logger.h"
+#include "core/quoted.h"
 
 namespace vesta {
 
@@ -62,7 +63,7 @@ std::shared_ptr<MessageEntry> RecordBook::get(const Key& key) {
     if (logger().isDebug()) {
         logger().Debug("client %s found in messages:\n'%s'\n",
                        message->getCharValue("sta-mac").c_str(),
-                       message->getStringRepresentation());
+                       quotedForLog(message->getStringRepresentation()).c_str());
     }
     return message;
 }

@@ -26,8 +26,8 @@ constexpr int kConnectionRecord = 203;
 std::unique_ptr<ScenarioSequence> extractSequence(const std::shared_ptr<MessageEntry>& message,
                                                   ClientMessageExtractor& extractor) {
     ScenarioSequence::Messages scenarios = extractor.extractScenarios(message);
-    return std::make_unique<ManageableScenarioSequence>(scenarios, extractor.getScenarioExtractor(),
-                                                        EmptySequence::isThrown);
+    return std::make_unique<ManageableScenarioSequence>(scenarios,
+                                                        extractor.getScenarioExtractor());
 }
 
 }  // namespace

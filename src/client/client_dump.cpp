@@ -14,17 +14,7 @@ namespace vesta {
 namespace {
 
 // Stand in log records behind the name of the operation.
-constexpr int kNoFactoryRecord = 19;
 constexpr int kNoPortalNameRecord = 94;
-
-std::shared_ptr<ScenarioMessageFactory> scenarioFactoryOf(ClientMessageFactory& factory,
-                                                          const char* operation) {
-    std::shared_ptr<ScenarioMessageFactory> scenarios = factory.getScenarioMessageFactory();
-    if (!scenarios) {
-        logger().Error("%s,%d,client not use scenario Factory\n", operation, kNoFactoryRecord);
-    }
-    return scenarios;
-}
 
 void addIdentity(const Client& client, const ScenarioSequence& sequence,
                  ClientMessageFactory& factory) {
@@ -95,7 +85,7 @@ std::shared_ptr<MessageEntry> dumpClient(const Client& client, const ScenarioSeq
     factory.addSessionTime(current.getScenarioTime());
     factory.addCurrentTrafficLimit(current.getCurrentTraffic());
     addState(client, sequence, factory);
-    if (const auto scenarioFactory = scenarioFactoryOf(factory, "dumpToMessage")) {
+    if (const auto scenarioFactory = factory.getScenarioMessageFactory()) {
         auto scenarios = sequence.dumpActualToMessages(scenarioFactory);
         factory.addScenarios(scenarios);
     }
@@ -115,7 +105,7 @@ std::shared_ptr<MessageEntry> dumpClientScenarios(const Client& client,
     factory.addAccessType(client.getAccessType());
     factory.addSsid(client.getOwner().getSsid());
     factory.addCurrentScenarioId(sequence.getCurrent()->getId());
-    if (const auto scenarioFactory = scenarioFactoryOf(factory, "dumpScenarioToMessage")) {
+    if (const auto scenarioFactory = factory.getScenarioMessageFactory()) {
         auto scenarios = sequence.dumpToMessages(scenarioFactory);
         factory.addScenarios(scenarios);
     }

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "ostrel/log.h"
+#include "ostrel/repeat_limit.h"
 #include "ostrel/runtime.h"
 
 namespace vesta {
@@ -10,18 +11,31 @@ namespace {
 
 constexpr const char* kSection = "captive-portal";
 
+// What is reported has passed the limit for repetitions already.
+__attribute__((format(printf, 2, 3))) void write(const char* level, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    logger().writeLog(level, format, arguments);
+    va_end(arguments);
+}
+
 void logReport(ostrel::LogLevel level, const char* text) {
-    switch (level) {
-        case ostrel::LogLevel::error:
-            logger().Error("%s\n", text);
-            return;
-        case ostrel::LogLevel::warning:
-            logger().Warning("%s\n", text);
-            return;
-        case ostrel::LogLevel::debug:
-            logger().Debug("%s\n", text);
-            return;
+    const auto bit = static_cast<int>(level);
+    if ((logger().getLogLevel() & bit) == 0) {
+        return;
     }
+    const char* const name = bit == Logger::kErrorBit     ? "ERROR"
+                             : bit == Logger::kWarningBit ? "WARNING"
+                                                          : "DEBUG";
+    write(name, "%s\n", text);
+}
+
+bool isWanted(int bit, const char* format) {
+    if ((logger().getLogLevel() & bit) == 0) {
+        return false;
+    }
+    ostrel::reportLeftOut();
+    return ostrel::repeatLimit().admits(format);
 }
 
 }  // namespace
@@ -59,8 +73,18 @@ void Logger::Debug(const char* format, ...) {
     va_end(arguments);
 }
 
+void Logger::StrangerDebug(const char* format, ...) {
+    if (!isWanted(kDebugBit, format)) {
+        return;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    writeLog("DEBUG", format, arguments);
+    va_end(arguments);
+}
+
 void Logger::Warning(const char* format, ...) {
-    if ((getLogLevel() & kWarningBit) == 0) {
+    if (!isWanted(kWarningBit, format)) {
         return;
     }
     va_list arguments;
@@ -70,7 +94,7 @@ void Logger::Warning(const char* format, ...) {
 }
 
 void Logger::Error(const char* format, ...) {
-    if ((getLogLevel() & kErrorBit) == 0) {
+    if (!isWanted(kErrorBit, format)) {
         return;
     }
     va_list arguments;

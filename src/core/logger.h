@@ -35,6 +35,10 @@ public:
     void setTraceOpts(const std::shared_ptr<MessageEntry>& config);
 
     void Debug(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    // The same for what a stranger can bring about as often as he likes; limited like a warning.
+    void StrangerDebug(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    // Of one format at most 20 warnings or errors are written in 10 s, and then one record with the
+    // number of those left out.
     void Warning(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void Error(const char* format, ...) __attribute__((format(printf, 2, 3)));
 

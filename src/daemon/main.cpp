@@ -143,6 +143,8 @@ int main(int argc, char** argv) {
     vesta::tuneAllocator();
     // The failing write tells of a peer or a pipe that has gone.
     signal(SIGPIPE, SIG_IGN);
+    // Until there is a log to be opened anew.
+    signal(SIGHUP, SIG_IGN);
     vesta::Daemon daemon;
     try {
         daemon.run(vesta::parseOptions(argc, argv));

@@ -13,7 +13,7 @@
 namespace vesta {
 namespace {
 
-constexpr int kSignals[] = {SIGTERM, SIGABRT, SIGSEGV};
+constexpr int kSignals[] = {SIGTERM, SIGINT, SIGABRT, SIGSEGV};
 // Room for the handler and for the largest register set that a kernel saves below it.
 constexpr std::size_t kStackBytes = 64 * 1024;
 
@@ -25,6 +25,8 @@ const char* recordOf(int signal) {
     switch (signal) {
         case SIGTERM:
             return "|WARNING|Receive kill signal 15\n";
+        case SIGINT:
+            return "|WARNING|Receive kill signal 2\n";
         case SIGABRT:
             return "|WARNING|Receive kill signal 6\n";
         default:
@@ -48,6 +50,10 @@ void endProcess(int signal) {
     _exit(0);
 }
 
+void reopenLog(int) {
+    ostrel_log_reopen();
+}
+
 }  // namespace
 
 void installSignalHandlers() {
@@ -66,6 +72,9 @@ void installSignalHandlers() {
     for (const int signal : kSignals) {
         sigaction(signal, &action, nullptr);
     }
+    action.sa_handler = reopenLog;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGHUP, &action, nullptr);
 }
 
 }  // namespace vesta

@@ -7,6 +7,7 @@
 
 #include "core/json_entry.h"
 #include "core/logger.h"
+#include "core/quoted.h"
 
 namespace vesta {
 namespace {
@@ -36,6 +37,12 @@ void answerInsertContext(MessageEntry& request, MessageEntry& answer) {
     json_object* context = nullptr;
     if (json_object_object_get_ex(nodeOf(request), kContext, &context) != 0) {
         answer.insertObjectValue(kContext, std::make_shared<JsonEntry>(context));
+    }
+}
+
+void logRequest(const char* operation, const char* text) {
+    if (logger().isDebug()) {
+        logger().Debug("%s receive request: %s\n", operation, quotedForLog(text).c_str());
     }
 }
 
@@ -84,8 +91,10 @@ void IPCEventListener::stop() {
 void IPCEventListener::ipcHandleFunction(void* message, void* parsed, int sender,
                                          AnswerHandler handler) {
     const std::string answer = makeAnswer(static_cast<const char*>(message), parsed, handler);
-    logger().Debug("%s for %d going to send anser %s\n", "ipcHandleFunction", sender,
-                   answer.c_str());
+    if (logger().isDebug()) {
+        logger().Debug("%s for %d going to send anser %s\n", "ipcHandleFunction", sender,
+                       quotedForLog(answer).c_str());
+    }
     if (!ipc_->send(answer, sender)) {
         // A text too long for a frame; whoever asked must not wait in vain.
         ipc_->send(std::string(kAnyFailure), sender);
@@ -95,7 +104,7 @@ void IPCEventListener::ipcHandleFunction(void* message, void* parsed, int sender
 std::string IPCEventListener::makeAnswer(const char* text, void* parsed, AnswerHandler handler) {
     try {
         const Entry request = requestOf(text, parsed);
-        logger().Debug("%s receive request: %s\n", "ipcHandleFunction", text);
+        logRequest("ipcHandleFunction", text);
         const Entry answer = (this->*handler)(request);
         if (answer == nullptr) {
             throw ENTRY_EMPTY;
@@ -118,11 +127,11 @@ void IPCEventListener::ipcNoAnserHandleFunction(void* message, void* parsed, int
     const char* const text = static_cast<const char*>(message);
     try {
         const Entry request = requestOf(text, parsed);
-        logger().Debug("%s receive request: %s\n", "ipcNoAnserHandleFunction", text);
+        logRequest("ipcNoAnserHandleFunction", text);
         (this->*handler)(request);
     } catch (const ENTRY_EXCEPTION_TYPE&) {
         logger().Warning("%s: message of module %d can't be read: %s\n", "ipcNoAnserHandleFunction",
-                         sender, text);
+                         sender, quotedForLog(text).c_str());
     } catch (const std::exception& failure) {
         logger().Error("%s failed: %s\n", "ipcNoAnserHandleFunction", failure.what());
     } catch (...) {

@@ -8,6 +8,7 @@
 #include "client/portal_instance_interface.h"
 #include "core/fatal_error.h"
 #include "core/logger.h"
+#include "core/quoted.h"
 #include "inform/ostrel_wifi_auth_informator.h"
 #include "inform/trap_informator.h"
 #include "kernel/kernel_white_list_store.h"
@@ -17,6 +18,7 @@
 #include "messages/client_message_factory.h"
 #include "messages/portal_instance_messages.h"
 #include "ostrel/clock.h"
+#include "ostrel/runtime.h"
 #include "portal/config_dialect.h"
 #include "portal/portal_configuration.h"
 #include "portal/portal_instance_factory.h"
@@ -138,6 +140,7 @@ void Portal::checkWithoutStatistics() {
 }
 
 bool Portal::handle() {
+    ostrel::reportLeftOut();
     askForStatistics();
     checkWithoutStatistics();
     if (const std::shared_ptr<ClientInformationStore> store = clientStore_.lock()) {
@@ -239,7 +242,8 @@ bool Portal::addRememberedClient(PortalInstanceInterface& instance, const MacAdd
         return instance.addClient(message, store->getMessageExtractor(), ip, value);
     } catch (ENTRY_EXCEPTION_TYPE) {
         logger().Error("Record of client %s can't be read, so it starts anew:\n'%s'\n",
-                       mac.to_string().c_str(), message->getStringRepresentation());
+                       mac.to_string().c_str(),
+                       quotedForLog(message->getStringRepresentation()).c_str());
         store->discardMessage(identity);
         return false;
     }

@@ -2,6 +2,7 @@
 
 #include "auth/authenticator.h"
 #include "core/logger.h"
+#include "core/quoted.h"
 #include "messages/portal_instance_messages.h"
 #include "portal/portal_instance_kinds.h"
 #include "portal/threadsafe_portal_instance_holder.h"
@@ -16,7 +17,7 @@ std::shared_ptr<PortalInstance> PortalInstanceFactory::build(const std::string& 
     const std::string mode = extractor->extractVereficationMode(vap);
     if (mode.empty()) {
         logger().Error("Not found portal instance in vap config: \n'%s'\n",
-                       vap->getStringRepresentation());
+                       quotedForLog(vap->getStringRepresentation()).c_str());
         throw ENTRY_NOT_FOUND;
     }
     const PortalInstance::Settings settings{name, uplink, vap, extractor, owner, informators};

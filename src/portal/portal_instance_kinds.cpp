@@ -1,6 +1,9 @@
 #include "portal/portal_instance_kinds.h"
 
+#include <cstdlib>
+
 #include "client/client.h"
+#include "core/fatal_error.h"
 #include "core/logger.h"
 #include "messages/portal_instance_messages.h"
 #include "scenario/scenario_sequence_factory.h"
@@ -17,7 +20,15 @@ template <class SequenceFactory>
 std::unique_ptr<ScenarioSequenceFactory> buildSequences(const PortalInstance::Settings& settings) {
     std::vector<std::shared_ptr<MessageEntry>> scenarios =
         settings.extractor->extractScenarios(settings.vap);
-    return std::make_unique<SequenceFactory>(scenarios, settings.extractor->getScenarioExtractor());
+    try {
+        return std::make_unique<SequenceFactory>(scenarios,
+                                                 settings.extractor->getScenarioExtractor());
+    } catch (ENTRY_EXCEPTION_TYPE) {
+        reportFatalError("Interface %s has no valid scenario\n", settings.name.c_str());
+        reportFatalError("Can't find scenarios or valid scenarios. Exit\n");
+        // No destructors of static objects: threads of the bus use them.
+        std::_Exit(EXIT_FAILURE);
+    }
 }
 
 bool refuse(const char* operation) {

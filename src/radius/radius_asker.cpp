@@ -271,9 +271,7 @@ bool RadiusAsker::sendChallengeResp(librad_radius_msg* request, std::uint8_t eap
     }
     std::string eap;
     if (usesEap()) {
-        const int length = static_cast<int>(station->password.size());
-        logger().Debug("Use password %.*s with len %d\n", length,
-                       reinterpret_cast<const char*>(station->password.data()), length);
+        logger().Debug("Use password with len %d\n", static_cast<int>(station->password.size()));
         eap = eapMd5Response(eapId, station->password, challenge);
     }
     return respond(request, *station, eap, state);

@@ -50,7 +50,7 @@ unsigned char* RadiusDasHandler::getSharedKey(void* self, unsigned int* length,
         handler.tellNas();
         ClientIdentity identity = extractDefiningAttributes(attrs);
         const RadiusSharedKey key = handler.portal_->getClientRadiusSharedKey(identity);
-        logger().Debug("shared key geted\n");
+        logger().StrangerDebug("shared key geted\n");
         *length = key.second;
         return key.first;
     });

@@ -15,8 +15,8 @@ constexpr int kKnownNameRecord = 65;
 }  // namespace
 
 ManageableScenarioSequence::ManageableScenarioSequence(
-    Messages& messages, std::shared_ptr<ScenarioMessageExtractor> extractor, EmptySequence empty)
-    : ScenarioSequence(messages, std::move(extractor), empty) {
+    Messages& messages, std::shared_ptr<ScenarioMessageExtractor> extractor)
+    : ScenarioSequence(messages, std::move(extractor)) {
     logger().Debug("Create managed sequence with extractor\n");
 }
 

@@ -13,8 +13,7 @@ namespace vesta {
 class ManageableScenarioSequence final : public ScenarioSequence {
 public:
     ManageableScenarioSequence(Messages& messages,
-                               std::shared_ptr<ScenarioMessageExtractor> extractor,
-                               EmptySequence empty = EmptySequence::endsProcess);
+                               std::shared_ptr<ScenarioMessageExtractor> extractor);
     explicit ManageableScenarioSequence(const ScenarioSequence& other);
 
     bool appendScenarios(std::vector<std::shared_ptr<Scenario>>& scenarios) override;

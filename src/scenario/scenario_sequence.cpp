@@ -1,9 +1,7 @@
 #include "scenario/scenario_sequence.h"
 
 #include <algorithm>
-#include <cstdlib>
 
-#include "core/fatal_error.h"
 #include "core/logger.h"
 #include "messages/scenario_values.h"
 #include "scenario/scenario.h"
@@ -23,20 +21,13 @@ void logRefusal(const char* operation) {
 }  // namespace
 
 ScenarioSequence::ScenarioSequence(Messages& messages,
-                                   std::shared_ptr<ScenarioMessageExtractor> extractor,
-                                   EmptySequence empty) {
+                                   std::shared_ptr<ScenarioMessageExtractor> extractor) {
     logger().Debug("Create scenario sequnce with %d scenarios\n",
                    static_cast<int>(messages.size()));
     addScenarios(messages, extractor);
-    if (!scenarios_.empty()) {
-        return;
-    }
-    if (empty == EmptySequence::isThrown) {
+    if (scenarios_.empty()) {
         throw ENTRY_NOT_FOUND;
     }
-    reportFatalError("Can't find scenarios or valid scenarios. Exit\n");
-    // No destructors of static objects: threads of the bus use them.
-    std::_Exit(-1);
 }
 
 ScenarioSequence::ScenarioSequence(const ScenarioSequence& other) : current_(other.current_) {
@@ -84,7 +75,9 @@ std::string ScenarioSequence::getFristRedirectPortalName() const {
 
 std::pair<std::string, ClientStatisticInfo> ScenarioSequence::getExpireInfo() const {
     const Scenario& expired = expiredScenario();
-    return {expired.getExpireReason(), expired.getStatistic()};
+    // Other kinds have no limits.
+    const bool hasReason = expired.getAccessOpen() == ACCESS_ALLOW;
+    return {hasReason ? expired.getExpireReason() : "", expired.getStatistic()};
 }
 
 bool ScenarioSequence::clearExpireInfo() {

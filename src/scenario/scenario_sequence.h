@@ -22,17 +22,12 @@ class Scenario;
 class ScenarioMessageExtractor;
 class ScenarioMessageFactory;
 
-// What becomes of a list without a usable scenario. In the configuration it is an error that ends
-// the process (status -1); in a message from outside it costs that message, with ENTRY_NOT_FOUND.
-enum class EmptySequence { endsProcess, isThrown };
-
 class ScenarioSequence {
 public:
     using Messages = std::vector<std::shared_ptr<MessageEntry>>;
 
-    // Scenarios without a valid access type are skipped.
-    ScenarioSequence(Messages& messages, std::shared_ptr<ScenarioMessageExtractor> extractor,
-                     EmptySequence empty = EmptySequence::endsProcess);
+    // Scenarios without a valid access type are skipped. Throws ENTRY_NOT_FOUND when none is left.
+    ScenarioSequence(Messages& messages, std::shared_ptr<ScenarioMessageExtractor> extractor);
     // A copy of every scenario: nothing of their state is shared.
     ScenarioSequence(const ScenarioSequence& other);
     virtual ~ScenarioSequence() = default;

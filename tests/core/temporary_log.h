@@ -13,6 +13,7 @@
 
 #include "core/json_entry.h"
 #include "core/logger.h"
+#include "ostrel/repeat_limit.h"
 
 namespace vesta {
 
@@ -22,6 +23,7 @@ public:
 
     explicit TemporaryLog(int level) {
         close(mkstemp(path_.data()));
+        ostrel::repeatLimit().clear();
         configure(path_, level);
     }
     ~TemporaryLog() {

@@ -5,8 +5,8 @@
 // A record that can't be written, as on a full disk, is lost and counted; no function fails or
 // waits for that.
 //
-// Threads: one call at a time, so the callers share a lock. ostrel_log_emergency() and
-// ostrel_log_lost() need no lock.
+// Threads: one call at a time, so the callers share a lock. ostrel_log_emergency(),
+// ostrel_log_reopen() and ostrel_log_lost() need no lock.
 
 #include <cstdarg>
 
@@ -20,6 +20,10 @@ void ostrel_log_set_filename(const char* path);
 // Sets the size in KiB that the file may reach; 0: no limit. Before it would pass that size, it is
 // renamed to the same name with ".1", and a new one begins.
 void ostrel_log_set_limit(int limitKiB);
+
+// Has the file opened anew for the next record, since it was moved away. Callable from a signal
+// handler at any moment.
+void ostrel_log_reopen();
 
 // Begins a record with the time, the daemon's name and the text.
 void ostrel_log_msg_timed(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -56,7 +56,12 @@ using LogSink = void (*)(LogLevel level, const char* text);
 // Sets the receiver of reports. Null, the start value, drops them.
 void setLogSink(LogSink sink);
 
-// Reports one text to the sink: `format` as of printf(), without line end. errno survives.
+// Reports one text to the sink: `format` as of printf(), without line end. Of one format at most 20
+// texts are reported in 10 s (see repeat_limit.h), so that no peer fills the log. errno survives.
 void report(LogLevel level, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// Reports, as warnings, how many texts were left out of each format whose 10 s are over. report()
+// does it by itself; a program that may fall silent calls it now and then.
+void reportLeftOut();
 
 }  // namespace ostrel
