@@ -20,6 +20,7 @@
 #include "ostrel/clock.h"
 #include "ostrel/runtime.h"
 #include "portal/config_dialect.h"
+#include "portal/configuration_check.h"
 #include "portal/portal_configuration.h"
 #include "portal/portal_instance_factory.h"
 #include "station/client_identity.h"
@@ -60,6 +61,7 @@ Portal::Portal(std::shared_ptr<IpcInterface> ipc, std::shared_ptr<MessageEntry> 
       redirectorWorker_(std::make_shared<RedirectorModuleWorker>(*this)),
       whiteListStore_(std::make_shared<KernelWhiteListStore>(*redirectorWorker_)),
       lastAnswer_(ostrel::monotonicSeconds()) {
+    checkConfiguration(*config);
     const PortalConfiguration configuration(config);
     addWhiteIpLists(configuration);
     uplink_ = configuration.uplinkInterface(uplink);
