@@ -22,6 +22,8 @@ std::optional<int> parseOptions(int argc, char** argv, monitord::Options& option
                    "Seconds of silence after which a station is gone that no radio knows")
         ->capture_default_str()
         ->check(CLI::Range(4, 86400));
+    app.add_option("--hostapd", options.hostapdDirectory, "hostapd's directory of control sockets")
+        ->capture_default_str();
     app.add_flag("--verbose", options.verbose, "Report details on standard error");
     app.footer(
         "Serves the vestad with the same OSTREL_RUNTIME_DIR until SIGTERM.\n"

@@ -17,6 +17,8 @@ constexpr int kBacklog = 16;
 // Those who ask more are no daemons; the bus gives up on them.
 constexpr std::size_t kMostQuestions = 1000;
 constexpr std::chrono::milliseconds kTick{1000};
+// A station that came less than this before a crash looks new after it, as it is.
+constexpr Time kSaveEveryMs = 5000;
 
 bool asksForStations(json_object* request) {
     json_object* path = nullptr;
@@ -39,9 +41,15 @@ Monitor::Monitor(companion::EventLoop& loop, const Options& options)
       asked_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       stations_(options.goneAfterSeconds * Time{1000}),
       presence_(stations_),
+      hostapd_(loop, options.hostapdDirectory,
+               [this](const std::string& device, std::optional<RadioList> list) {
+                   stations_.setRadio(device, std::move(list));
+               }),
+      file_(ostrel::runtimeDirectory() + "/monitord.stations"),
       lookEveryMs_(std::clamp<Time>(options.goneAfterSeconds * Time{1000} / 12, 1000, 5000)),
       statisticsBus_(IPC_MODULE_MONITORD_STATISTICS, false, kBacklog),
       trapBus_(IPC_MODULE_MONITORD_TRAPS, false, kBacklog) {
+    file_.load(stations_, ostrel::monotonicMilliseconds());
     tick();
     loop_.whenReadable(asked_.get(), [this] { answerQuestions(); });
     loop_.every(kTick, [this] { tick(); });
@@ -62,6 +70,7 @@ Monitor::~Monitor() {
     statisticsThread_.join();
     trapThread_.join();
     loop_.forget(asked_.get());
+    file_.save(stations_);
 }
 
 void Monitor::takeQuestion(void* request, int sender) {
@@ -118,6 +127,20 @@ void Monitor::tick() {
         presence_.look(now);
     }
     presence_.askSilent(now);
+    hostapd_.tick(now);
+    askRadios(now);
+    if (now - saved_ >= kSaveEveryMs) {
+        saved_ = now;
+        file_.save(stations_);
+    }
+}
+
+void Monitor::askRadios(Time now) {
+    for (const std::string& device : stations_.devices()) {
+        if (!hostapd_.tells(device)) {
+            stations_.setRadio(device, radios_.of(device, now));
+        }
+    }
 }
 
 }  // namespace monitord

@@ -11,7 +11,10 @@
 
 #include "common/event_loop.h"
 #include "monitord/counters.h"
+#include "monitord/hostapd_watch.h"
 #include "monitord/presence.h"
+#include "monitord/radio_stations.h"
+#include "monitord/station_file.h"
 #include "monitord/stations.h"
 #include "monitord/traps.h"
 #include "ostrel/ipc.h"
@@ -43,16 +46,21 @@ private:
     void answerQuestions() EXCLUDES(mutex_);
     void sample();
     void tick();
+    void askRadios(Time now);
 
     companion::EventLoop& loop_;
     const ostrel::Fd asked_;  // an eventfd: readable when there are questions
     CounterReader counters_;
     Stations stations_;
     Presence presence_;
+    HostapdWatch hostapd_;
+    RadioStations radios_;
+    StationFile file_;
     Traps traps_;
     const Time lookEveryMs_;
     Time sampled_ = 0;
     Time looked_ = 0;
+    Time saved_ = 0;
 
     ostrel::Mutex mutex_;
     std::vector<Question> questions_ GUARDED_BY(mutex_);

@@ -85,6 +85,9 @@ void Stations::takeCounters(const CounterSample& sample, Time now) {
 }
 
 void Stations::takeProof(const StationKey& station, Time seen, Time now) {
+    if (station.deviceName().empty()) {
+        return;  // its device has just gone
+    }
     if (Record* const known = find(station)) {
         known->seen = std::max(known->seen, seen);
     } else if (!hasTable_ && now - seen < goneAfterMs_) {
@@ -159,6 +162,14 @@ void Stations::forEach(
             visit(name.data(), mac, record);
         }
     }
+}
+
+std::vector<std::string> Stations::devices() const {
+    std::vector<std::string> names;
+    for (const auto& [name, device] : devices_) {
+        names.emplace_back(name.data());
+    }
+    return names;
 }
 
 bool Stations::isSilent(const StationKey& station, Time now) const {

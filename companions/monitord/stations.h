@@ -72,6 +72,8 @@ public:
     // Calls `visit` for each station that is known, there or not, device by device.
     void forEach(
         const std::function<void(const char* device, const Mac&, const Record&)>& visit) const;
+    // The devices that have or had stations.
+    [[nodiscard]] std::vector<std::string> devices() const;
     // Whether the station would soon be gone without a proof.
     [[nodiscard]] bool isSilent(const StationKey& station, Time now) const;
     // Counts how often a station came or went.
