@@ -182,9 +182,12 @@ void WhiteLists::enforce() {
     }
     loop_.cancel(enforceTimer_);
     enforceTimer_ = 0;
-    for (const std::uint32_t id : changed_) {
-        Told& told = told_[id];
-        told.active = activate(told.content);
+    // Where a list can't be made, stations keep what they have.
+    for (auto id = changed_.begin(); id != changed_.end();) {
+        Told& told = told_[*id];
+        ActiveList* const made = activate(told.content);
+        told.active = made != nullptr ? made : told.active;
+        id = made != nullptr ? std::next(id) : changed_.erase(id);
     }
     for (auto& [key, station] : stations_) {
         if (changed_.count(station.list) != 0) {

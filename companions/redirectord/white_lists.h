@@ -68,6 +68,7 @@ private:
     void addStrings(std::uint32_t list, const std::vector<std::string>& texts);
     Told& open(std::uint32_t list);
     void enforce();
+    // The list with this content, made where there is none; null when the kernel refuses.
     [[nodiscard]] ActiveList* activate(const WhiteList& content);
     // Makes the station's element jump to `active`'s chain, or removes it for null, with batch_.
     void bind(const StationKey& key, Station& station, ActiveList* active);
