@@ -50,8 +50,8 @@ void putValue(nlmsghdr* header, std::uint16_t type, const void* data, std::size_
 
 }  // namespace
 
-ElementBatch::ElementBatch()
-    : socket_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_NETFILTER)) {
+ElementBatch::ElementBatch(TableFamily family)
+    : family_(family), socket_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_NETFILTER)) {
     if (!socket_.valid()) {
         throw std::system_error(errno, std::generic_category(), "no netlink to the packet filter");
     }
@@ -74,7 +74,8 @@ void ElementBatch::append(std::uint16_t type, const std::string& set, std::strin
         mark(NFNL_MSG_BATCH_BEGIN);
     }
     bytes_.resize(size_ + kRoom + set.size() + key.size());
-    nlmsghdr* const header = putHeader(bytes_.data() + size_, NFPROTO_NETDEV, 0);
+    nlmsghdr* const header = putHeader(
+        bytes_.data() + size_, family_ == TableFamily::inet ? NFPROTO_INET : NFPROTO_NETDEV, 0);
     header->nlmsg_type = static_cast<std::uint16_t>(NFNL_SUBSYS_NFTABLES << 8U | type);
     header->nlmsg_flags = NLM_F_REQUEST | (type == NFT_MSG_NEWSETELEM ? NLM_F_CREATE : 0);
     header->nlmsg_seq = ++sequence_;

@@ -16,11 +16,13 @@
 
 namespace redirectord {
 
+enum class TableFamily { netdev, inet };
+
 class ElementBatch {
 public:
-    // For the sets and maps of `table netdev vesta`. Throws std::system_error when there is no
-    // netlink.
-    ElementBatch();
+    // For the sets and maps of `table netdev vesta`, or of the family inet. Throws
+    // std::system_error when there is no netlink.
+    explicit ElementBatch(TableFamily family = TableFamily::netdev);
 
     // Each adds one operation. A key stands as the kernel holds it: StationKey::bytes(), or an
     // address in network order. To add what is there already is nothing; to remove what is not
@@ -44,6 +46,7 @@ private:
     void mark(std::uint16_t type);
     [[nodiscard]] int result();
 
+    const TableFamily family_;
     ostrel::Fd socket_;
     std::vector<char> bytes_;
     std::size_t size_ = 0;

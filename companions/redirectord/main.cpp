@@ -15,6 +15,7 @@
 #include "redirectord/options.h"
 #include "redirectord/ruleset.h"
 #include "redirectord/service.h"
+#include "redirectord/shaper.h"
 #include "redirectord/white_lists.h"
 
 namespace {
@@ -25,22 +26,23 @@ enum Status { kOk = 0, kFailed = 1 };
 
 constexpr const char* kResolvers = "/etc/resolv.conf";
 
-class NoShaper final : public ShaperLines {
-public:
-    void shaperLine(std::string_view) override {}
-    void deviceAppeared(const std::string&) override {}
-    void forgetStation(const StationKey&) override {}
-};
+constexpr std::chrono::milliseconds kBetweenLooks{1000};
+
+// Packets go their ways without rules and queues of ours.
+bool open(Nft& nft) {
+    if (!nft.run(removeRuleset())) {
+        ostrel::report(ostrel::LogLevel::error, "the tables can't be removed: %s",
+                       nft.error().c_str());
+        return false;
+    }
+    return Shaper::removeQueues();
+}
 
 int flush() {
     companion::EventLoop loop;
     const NewsListener alone(loop);
     Nft nft;
-    if (!nft.run(removeRuleset())) {
-        std::fprintf(stderr, "redirectord: the tables can't be removed: %s\n", nft.error().c_str());
-        return kFailed;
-    }
-    return kOk;
+    return open(nft) ? kOk : kFailed;
 }
 
 // False when everything is to be put up again.
@@ -55,13 +57,13 @@ bool serve(const Options& options) {
                                                     : DnsServers(options.dnsServers);
     const DnsUdp dnsUdp(loop, servers, lists, kDnsPort);
     const DnsTcp dnsTcp(loop, servers, lists, kDnsPort);
-    NoShaper shaper;
+    Shaper shaper(nft, options.uplink, options.interfaces);
+    loop.every(kBetweenLooks, [&shaper] { shaper.look(); });
     Service service(loop, options, nft, news, server, lists, shaper);
     ostrel::report(ostrel::LogLevel::debug, "ready");
     loop.run();
-    if (!service.lostTables() && options.openOnExit && !nft.run(removeRuleset())) {
-        ostrel::report(ostrel::LogLevel::error, "the tables can't be removed: %s",
-                       nft.error().c_str());
+    if (!service.lostTables() && options.openOnExit) {
+        std::ignore = open(nft);  // it has reported
     }
     return !service.lostTables();
 }

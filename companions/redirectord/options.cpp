@@ -33,9 +33,15 @@ void addDnsServer(Options& options, const std::string& text) {
 }
 
 void describe(CLI::App& app, Options& options, std::string& proxy) {
-    auto* flush = app.add_flag("--flush", options.flush, "Remove all rules and stations, and exit");
+    auto* flush =
+        app.add_flag("--flush", options.flush, "Remove all rules, queues and stations, and exit");
     app.add_option("--interface", options.interfaces,
                    "A device behind which captive stations are; may be repeated. It may come later")
+        ->check(CLI::Validator([](std::string& name) { return wrongDevice(name); }, "NAME"))
+        ->excludes(flush);
+    app.add_option("--uplink", options.uplink,
+                   "The device towards the internet, at which the speed of what stations send is "
+                   "limited; it is not limited where none is given. It may come later")
         ->check(CLI::Validator([](std::string& name) { return wrongDevice(name); }, "NAME"))
         ->excludes(flush);
     app.add_option("--proxy-address", proxy,

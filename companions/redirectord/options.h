@@ -14,6 +14,7 @@ namespace redirectord {
 
 struct Options {
     std::vector<std::string> interfaces;
+    std::string uplink;  // "": what stations send has no limits
     std::optional<in_addr> proxy;
     std::vector<SocketAddress> dnsServers;  // none: those of the host
     bool openOnExit = false;

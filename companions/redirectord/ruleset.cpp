@@ -4,7 +4,7 @@ namespace redirectord {
 namespace {
 
 // Sets and maps keep their elements when they are declared again, so a redirectord that comes back
-// finds its stations. Rules of the chains that are flushed below are ours alone; "shape_up",
+// finds its stations. Rules of the chains that are flushed below are ours alone;
 // "shape_down" and the chains of the lists belong to others, who fill them.
 constexpr const char* kSets = R"(
 table netdev vesta {
@@ -42,7 +42,6 @@ table netdev vesta {
     # The white list of each station: jump to the chain of the list, which sets mark 4.
     map lists { type ifname . ether_addr : verdict; size 16384; }
 
-    chain shape_up { }
     chain shape_down { }
     chain from_station { }
     chain news { }
@@ -101,7 +100,6 @@ table netdev vesta {
         iifname . ether saddr . ip saddr != @known jump news
         arp saddr ip != 0.0.0.0 iifname . ether saddr . arp saddr ip != @known jump news_arp
         meta mark 2 jump captive
-        jump shape_up
         iifname . ether saddr @up
     }
     # A packet of a station, or of an IPv4 address of it, that nobody was told of. The bounded set

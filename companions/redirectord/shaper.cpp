@@ -1,0 +1,329 @@
+#include "redirectord/shaper.h"
+
+#include <net/if.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "ostrel/runtime.h"
+#include "redirectord/ruleset.h"
+
+namespace redirectord {
+namespace {
+
+using ostrel::LogLevel;
+
+constexpr const char* kClasses = "shape_classes";
+static_assert(kMostStations <= ShaperQueues::kHighestMinor);
+
+// Towards a station, the family netdev knows its device and MAC. What it sends is routed first,
+// which gives IPv4 packets a priority anew; so their class is chosen in forward, where the MAC is
+// still there.
+constexpr const char* kRules = R"(
+table netdev vesta {
+    map shape_classes { type ifname . ether_addr : classid; size 16384; }
+    chain shape_down { }
+}
+table inet vesta {
+    map shape_classes { type ifname . ether_addr : classid; size 16384; }
+    chain shape_up { type filter hook forward priority filter + 10; }
+}
+flush chain netdev vesta shape_down
+flush chain inet vesta shape_up
+table netdev vesta {
+    chain shape_down { meta priority set oifname . ether daddr map @shape_classes; }
+}
+table inet vesta {
+    chain shape_up { meta priority set iifname . ether saddr map @shape_classes; }
+}
+)";
+
+// The elements of a map: the station, and the minor number of its class.
+std::map<StationKey, std::uint16_t> elementsOf(Nft& nft, const std::string& family) {
+    std::map<StationKey, std::uint16_t> found;
+    const auto text = nft.list("list map " + family + " vesta " + kClasses);
+    if (text.empty()) {
+        throw std::runtime_error("the stations with limits can't be listed: " + nft.error());
+    }
+    const auto answer = nlohmann::json::parse(text);
+    for (const auto& object : answer.at("nftables")) {
+        const auto map = object.value("map", nlohmann::json::object());
+        for (const auto& element : map.value("elem", nlohmann::json::array())) {
+            const auto& key = element.at(0).at("concat");
+            const auto mac = ostrel::parseColonMac(key.at(1).get<std::string>());
+            const auto id = element.at(1).get<std::string>();
+            unsigned int minor = 0;
+            if (mac && std::sscanf(id.c_str(), "%*x:%x", &minor) == 1 && minor >= 1 &&
+                minor <= ShaperQueues::kHighestMinor) {
+                found[StationKey::of(key.at(0).get<std::string>(), *mac)] =
+                    static_cast<std::uint16_t>(minor);
+            }
+        }
+    }
+    return found;
+}
+
+void reportFailure(const std::string& what, int error) {
+    ostrel::report(LogLevel::error, "speed limits: %s: %s", what.c_str(), std::strerror(error));
+}
+
+}  // namespace
+
+Shaper::Shaper(Nft& nft, std::string uplink, const std::vector<std::string>& captiveDevices)
+    : uplink_(std::move(uplink)),
+      devices_(captiveDevices.begin(), captiveDevices.end()),
+      senders_(TableFamily::inet) {
+    if (!nft.run(kRules)) {
+        throw std::runtime_error("the rules of the speed limits: " + nft.error());
+    }
+    takeOver(nft);
+    look();
+}
+
+void Shaper::takeOver(Nft& nft) {
+    std::map<std::uint16_t, Station*> owners;
+    for (const auto& [key, minor] : elementsOf(nft, "netdev")) {
+        Station*& owner = owners[minor];
+        if (owner == nullptr) {
+            owner = &stations_[key];
+            owner->minor = minor;
+        }
+    }
+    minorOfSender_ = elementsOf(nft, "inet");
+    for (const auto& [sender, minor] : minorOfSender_) {
+        if (const auto owner = owners.find(minor); owner != owners.end()) {
+            owner->second->sender = sender;
+        }
+    }
+    highestMinor_ = owners.empty() ? 0 : owners.rbegin()->first;
+    for (std::uint16_t minor = 1; minor < highestMinor_; ++minor) {
+        if (owners.count(minor) == 0) {
+            idleMinors_.insert(minor);
+        }
+    }
+    takeOverClasses();
+    forgetUnlimited();
+}
+
+// Learns the limits from the classes.
+void Shaper::takeOverClasses() {
+    std::map<std::string, std::map<std::uint16_t, std::uint32_t>> found;
+    for (const std::string& device : devices_) {
+        found[device] = queues_.classes(device, QueueRoot::toStations);
+    }
+    const auto sending = queues_.classes(uplink_, QueueRoot::fromStations);
+    const auto limitIn = [](const std::map<std::uint16_t, std::uint32_t>& classes,
+                            const Station& station) {
+        const auto at = classes.find(station.minor);
+        return at == classes.end() ? 0 : at->second;
+    };
+    for (auto& [key, station] : stations_) {
+        station.limits = {limitIn(found[key.deviceName()], station), limitIn(sending, station)};
+    }
+    found[uplink_] = sending;
+    for (const auto& [device, classes] : found) {
+        for (const auto& [minor, limit] : classes) {
+            roots_[device].insert(minor);
+        }
+    }
+}
+
+// Stations whose classes went with their devices while nobody looked.
+void Shaper::forgetUnlimited() {
+    std::vector<StationKey> lost;
+    for (const auto& [key, station] : stations_) {
+        if (station.limits.toStation == 0 && station.limits.fromStation == 0) {
+            lost.push_back(key);
+        }
+    }
+    for (const StationKey& key : lost) {
+        ostrel::report(LogLevel::warning, "the speed limits of %s on %s are lost with the device",
+                       ostrel::macText(key.mac).c_str(), key.deviceName().c_str());
+        forgetStation(key);
+    }
+}
+
+void Shaper::shaperLine(std::string_view line) {
+    std::string problem;
+    const std::optional<ShaperCommand> command = parseShaperCommand(line, problem);
+    if (command && devices_.count(command->station.deviceName()) == 0) {
+        problem = command->station.deviceName() + " is no captive device";
+    }
+    if (!problem.empty()) {
+        ostrel::report(LogLevel::error, "a command to limit speeds is refused: %s",
+                       problem.c_str());
+        return;
+    }
+    setLimits(command->station, command->limits);
+}
+
+void Shaper::forgetStation(const StationKey& station) {
+    setLimits(station, SpeedLimits{});
+}
+
+void Shaper::setLimits(const StationKey& key, const SpeedLimits& limits) {
+    auto found = stations_.find(key);
+    const bool limited = limits.toStation != 0 || limits.fromStation != 0;
+    if (found == stations_.end()) {
+        if (!limited) {
+            return;
+        }
+        if (stations_.size() >= kMostStations) {
+            ostrel::report(LogLevel::error, "%zu stations have speed limits; %s gets none",
+                           stations_.size(), ostrel::macText(key.mac).c_str());
+            return;
+        }
+        found = stations_.emplace(key, Station{takeMinor(), {}, {}}).first;
+    }
+    Station& station = found->second;
+    station.limits = limits;
+    setClass(key.deviceName(), QueueRoot::toStations, station.minor, limits.toStation);
+    setClass(uplink_, QueueRoot::fromStations, station.minor, limits.fromStation);
+    if (limits.fromStation != 0) {
+        setSender(key, station);
+    } else {
+        removeSender(station);
+    }
+    if (limited) {
+        receivers_.addMark(kClasses, key.bytes(), classId(QueueRoot::toStations, station.minor));
+    } else {
+        receivers_.remove(kClasses, key.bytes());
+        idleMinors_.insert(station.minor);
+        stations_.erase(found);
+    }
+    run(receivers_);
+}
+
+// The lowest that is free, because its classes are there already.
+std::uint16_t Shaper::takeMinor() {
+    if (idleMinors_.empty()) {
+        return ++highestMinor_;
+    }
+    return idleMinors_.extract(idleMinors_.begin()).value();
+}
+
+void Shaper::setClass(const std::string& device, QueueRoot root, std::uint16_t minor,
+                      std::uint32_t limit) {
+    const auto stands = roots_.find(device);
+    if (limit == 0 && (stands == roots_.end() || stands->second.count(minor) == 0)) {
+        return;
+    }
+    int error = tryClass(device, root, minor, limit);
+    if (error != 0 && roots_.erase(device) != 0) {
+        error = tryClass(device, root, minor, limit);  // somebody has removed our root
+    }
+    if (error != 0 && error != ENODEV && error != EEXIST) {
+        reportFailure("a class of \"" + device + '"', error);
+    }
+}
+
+int Shaper::tryClass(const std::string& device, QueueRoot root, std::uint16_t minor,
+                     std::uint32_t limit) {
+    int error = ensureRoot(device, root);
+    if (error == 0) {
+        error = queues_.setClass(device, root, minor, limit);
+    }
+    if (error == 0) {
+        roots_[device].insert(minor);
+    }
+    return error;
+}
+
+// The root is made for the first limit, so that a device without limits keeps its own. One of
+// somebody else's stays: the operator has a reason for it.
+int Shaper::ensureRoot(const std::string& device, QueueRoot root) {
+    if (roots_.count(device) != 0) {
+        return 0;
+    }
+    const int error = queues_.makeRoot(device, root);
+    if (error == 0) {
+        refused_.erase(device);
+        roots_[device];
+    } else if (error == EEXIST && refused_.insert(device).second) {
+        ostrel::report(LogLevel::error,
+                       "%s has a queueing discipline that is not ours (%s): nothing limits what "
+                       "goes out by it until that is removed",
+                       device.c_str(), queues_.rootText(device).c_str());
+    }
+    return error;
+}
+
+// A station that moved from one port of a bridge to another has two keys here for a while, and one
+// in the family inet: that of the port that was told last.
+void Shaper::setSender(const StationKey& key, Station& station) {
+    const StationKey sender = StationKey::of(queues_.network(key.deviceName()), key.mac);
+    if (!(sender == station.sender)) {
+        removeSender(station);
+        station.sender = sender;
+    }
+    const auto before = minorOfSender_.find(sender);
+    if (before != minorOfSender_.end() && before->second == station.minor) {
+        return;
+    }
+    if (before != minorOfSender_.end()) {
+        senders_.remove(kClasses, sender.bytes());
+    }
+    senders_.addMark(kClasses, sender.bytes(), classId(QueueRoot::fromStations, station.minor));
+    run(senders_);
+    minorOfSender_[sender] = station.minor;
+}
+
+void Shaper::removeSender(const Station& station) {
+    const auto found = minorOfSender_.find(station.sender);
+    if (found != minorOfSender_.end() && found->second == station.minor) {
+        senders_.remove(kClasses, found->first.bytes());
+        run(senders_);
+        minorOfSender_.erase(found);
+    }
+}
+
+void Shaper::run(ElementBatch& batch) {
+    if (const int error = batch.run(); error != 0) {
+        reportFailure("the element of a station", error);
+    }
+}
+
+void Shaper::deviceAppeared(const std::string& device) {
+    roots_.erase(device);
+    for (auto& [key, station] : stations_) {
+        const auto& [toStation, fromStation] = station.limits;
+        if (device == uplink_ && fromStation != 0) {
+            setClass(device, QueueRoot::fromStations, station.minor, fromStation);
+        }
+        if (key.deviceName() != device) {
+            continue;
+        }
+        if (toStation != 0) {
+            setClass(device, QueueRoot::toStations, station.minor, toStation);
+        }
+        if (fromStation != 0) {
+            setSender(key, station);  // it may have another bridge above it now
+        }
+    }
+}
+
+void Shaper::look() {
+    const int index = static_cast<int>(if_nametoindex(uplink_.c_str()));
+    const bool uplinkCame = index != 0 && index != uplinkIndex_;
+    uplinkIndex_ = index;
+    std::vector<std::string> waiting(refused_.begin(), refused_.end());
+    if (uplinkCame) {
+        waiting.push_back(uplink_);
+    }
+    for (const std::string& device : waiting) {
+        deviceAppeared(device);
+    }
+}
+
+bool Shaper::removeQueues() {
+    const int error = ShaperQueues().removeRoots();
+    if (error != 0) {
+        reportFailure("some queues stay", error);
+    }
+    return error == 0;
+}
+
+}  // namespace redirectord

@@ -1,0 +1,83 @@
+#pragma once
+
+// The speeds of stations, each direction for itself. What goes to a station waits in its class at
+// the egress of its captive device; what it sends to the internet waits in its class at the egress
+// of the uplink. Elements of two maps tell packets their class, so that a station has no rule.
+//
+// All that holds is in the kernel: a new Shaper takes over what its predecessor left.
+//
+// Threads: one, that of the event loop.
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "redirectord/element_batch.h"
+#include "redirectord/nft.h"
+#include "redirectord/seams.h"
+#include "redirectord/shaper_line.h"
+#include "redirectord/shaper_queues.h"
+
+namespace redirectord {
+
+class Shaper : public ShaperLines {
+public:
+    // The base ruleset must stand. `uplink` may be empty: then nothing limits what stations send.
+    // Throws std::runtime_error when the maps and rules can't be made.
+    Shaper(Nft& nft, std::string uplink, const std::vector<std::string>& captiveDevices);
+
+    // A bad line, or one for a device that is not captive, is reported and changes nothing. A
+    // limit for a device that is not there holds as soon as it comes.
+    void shaperLine(std::string_view line) override;
+    void deviceAppeared(const std::string& device) override;
+    void forgetStation(const StationKey& station) override;
+    // To be called once a second: gives the limits to an uplink that has come, or come again, and
+    // to a device whose operator has removed the queues that were in our way.
+    void look();
+
+    // Removes the queues of all devices, also those of a predecessor. False, after a report, when
+    // some stay.
+    static bool removeQueues();
+
+private:
+    struct Station {
+        std::uint16_t minor = 0;  // of its classes, on either device
+        SpeedLimits limits;
+        StationKey sender;  // under which the family inet knows it: a bridge in the port's place
+    };
+
+    void takeOver(Nft& nft);
+    void takeOverClasses();
+    void forgetUnlimited();
+    void setLimits(const StationKey& key, const SpeedLimits& limits);
+    std::uint16_t takeMinor();
+    void setClass(const std::string& device, QueueRoot root, std::uint16_t minor,
+                  std::uint32_t limit);
+    [[nodiscard]] int tryClass(const std::string& device, QueueRoot root, std::uint16_t minor,
+                               std::uint32_t limit);
+    [[nodiscard]] int ensureRoot(const std::string& device, QueueRoot root);
+    void setSender(const StationKey& key, Station& station);
+    void removeSender(const Station& station);
+    static void run(ElementBatch& batch);
+
+    const std::string uplink_;
+    const std::set<std::string> devices_;
+    ShaperQueues queues_;
+    ElementBatch receivers_;
+    ElementBatch senders_;
+    std::map<StationKey, Station> stations_;
+    std::map<StationKey, std::uint16_t> minorOfSender_;  // the map of the family inet
+    // A class that nobody needs stays, without a limit, for the next station: to make or to remove
+    // one costs the kernel a walk through all classes of the device.
+    std::uint16_t highestMinor_ = 0;
+    std::set<std::uint16_t> idleMinors_;  // below the highest
+    int uplinkIndex_ = 0;                 // when last looked at
+    // Devices on which our root stands, and the classes there.
+    std::map<std::string, std::set<std::uint16_t>> roots_;
+    std::set<std::string> refused_;  // devices with a root of somebody else's, as reported
+};
+
+}  // namespace redirectord
