@@ -27,6 +27,8 @@ enum class Request : std::uint32_t {
     forget = 11,
     notify = 13,
     stationList = 19,
+    addDomains = 21,
+    addPatterns = 22,
     forgetLists = 23,
     forgetStations = 24,
     gateway = 25,

@@ -4,11 +4,10 @@
 
 #include <chrono>
 
-#include "dns_bytes.h"
 #include "forwarding.h"
+#include "name_server.h"
 #include "redirectord/dns_message.h"
 #include "redirectord/features.h"
-#include "support/child_process.h"
 
 namespace vesta::testing {
 namespace {
@@ -16,16 +15,6 @@ namespace {
 using redirectord::StationKey;
 using ::testing::HasSubstr;
 using ::testing::Not;
-
-// Nobody has these addresses: the access point answers in their place.
-constexpr const char* kResolver = "192.0.2.53";
-constexpr const char* kResolver6 = "2001:db8::53";
-
-constexpr const char* kFree = "198.51.100.7";
-constexpr const char* kFree6 = "2001:db8::7";
-constexpr const char* kCdn = "198.51.100.8";
-constexpr const char* kOther = "198.51.100.9";
-constexpr const char* kBig = "198.51.100.10";
 
 class NamesTest : public NetworkTest {
 protected:
@@ -35,29 +24,9 @@ protected:
             return;
         }
         net_ = std::make_unique<AccessPointNetwork>();
-        net_->ap.run("ip route add 198.51.100.0/24 via 192.0.2.1");
-        net_->internet.run(
-            "for i in 7 8 9 10; do ip addr add 198.51.100.$i/32 dev lo; done;"
-            "ip -6 addr add 2001:db8::7/128 dev eth0 nodad");
+        net_->ap.run(kWayToServices);
         web_ = serverSocket(net_->internet, SOCK_STREAM, "::", 443);
-        std::string text = "--txt-record=big.free.example";
-        for (int i = 0; i < 20; ++i) {
-            text += "," + std::string(200, 'x');
-        }
-        net_->internet.inside([&] {
-            server_.start(
-                {"/usr/sbin/dnsmasq", "--keep-in-foreground", "--conf-file=/dev/null",
-                 "--no-resolv", "--no-hosts", "--user=", "--pid-file=", "--bind-interfaces",
-                 "--listen-address=192.0.2.1", "--log-facility=-", "--log-queries",
-                 "--host-record=www.free.example,198.51.100.7,2001:db8::7,600",
-                 "--cname=shop.example,edge.cdn.example",
-                 "--host-record=edge.cdn.example,198.51.100.8,20",
-                 "--host-record=other.example,198.51.100.9",
-                 "--host-record=big.free.example,198.51.100.10", text},
-                ChildProcess::Output::heard);
-        });
-        ASSERT_TRUE(server_.waitForText("started"));
-        server_.stopHearing();
+        server_ = std::make_unique<NameServer>(net_->internet);
     }
 
     [[nodiscard]] const NetNamespace& station(int number = 1) const {
@@ -67,22 +36,9 @@ protected:
         const SimulatedStation& one = net_->station(number);
         return StationKey::of(one.device, *ostrel::parseColonMac(one.mac));
     }
-    // The answer to a question of the station, "" when none comes.
     [[nodiscard]] std::string ask(const std::string& name, unsigned int type = dns::kA,
                                   const char* resolver = kResolver, int number = 1) const {
-        return station(number).inside([&]() -> std::string {
-            const Endpoint endpoint(resolver, 53);
-            const ostrel::Fd fd(socket(endpoint.storage.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-            const std::string query = dns::query(4711, name, type);
-            std::array<char, 4096> buffer{};
-            if (connect(fd.get(), endpoint.get(), endpoint.size) != 0 ||
-                send(fd.get(), query.data(), query.size(), 0) < 0 ||
-                !readableWithin(fd.get(), std::chrono::seconds(3))) {
-                return "";
-            }
-            const ssize_t size = recv(fd.get(), buffer.data(), buffer.size(), 0);
-            return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
-        });
+        return lookUp(station(number), name, type, resolver);
     }
     [[nodiscard]] std::string askByTcp(const std::string& name, unsigned int type) const {
         const Connection made = connectFrom(station(), kResolver, 53);
@@ -112,7 +68,7 @@ protected:
 
     std::unique_ptr<AccessPointNetwork> net_;
     ostrel::Fd web_;
-    ChildProcess server_;
+    std::unique_ptr<NameServer> server_;
 };
 
 TEST_F(NetworkTest, a_kernel_that_takes_the_ruleset_lacks_no_feature) {
