@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <stdexcept>
@@ -23,8 +24,15 @@ enum EventId : std::uint64_t { kWake = 0, kListener = 1, kFirstConnection = 2 };
 
 constexpr std::size_t kReadBytes = 64 * 1024;
 constexpr int kAcceptsAtOnce = 64;
-// How long a listener rests that found no descriptor left for a new connection.
-constexpr int kListenerRestMilliseconds = 1000;
+// How often the listener is looked after; so long it rests when no descriptor was left for a new
+// connection.
+constexpr int kTendMilliseconds = 1000;
+
+std::int64_t realMilliseconds() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
 
 std::runtime_error loopError() {
     return std::runtime_error(std::string("can't make the event loop of the bus: ") +
@@ -36,6 +44,7 @@ std::runtime_error loopError() {
 Exchange::Exchange(std::uint32_t module, bool listens, int backlog, std::string directory,
                    Sink sink)
     : module_(module),
+      backlog_(backlog),
       directory_(std::move(directory)),
       sink_(std::move(sink)),
       epoll_(epoll_create1(EPOLL_CLOEXEC)),
@@ -112,12 +121,10 @@ bool Exchange::watch(int fd, std::uint64_t id) {
 void Exchange::run() {
     std::array<epoll_event, 64> events{};
     while (!stopping_) {
-        const int timeout = listenerRests_ ? kListenerRestMilliseconds : -1;
+        const int timeout = listener_ ? kTendMilliseconds : -1;
         const int count =
             epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeout);
-        if (count == 0 && listenerRests_) {
-            listenerRests_ = !watch(listener_->fd(), kListener);
-        }
+        tendListener();
         for (int i = 0; i < count && !stopping_; ++i) {
             const epoll_event& event = events[static_cast<std::size_t>(i)];
             handleEvent(event.data.u64, event.events);
@@ -168,6 +175,30 @@ void Exchange::restListener(int error) {
     report(LogLevel::error, "bus: can't accept a connection: %s", std::strerror(error));
     epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, listener_->fd(), nullptr);
     listenerRests_ = true;
+}
+
+void Exchange::tendListener() {
+    // The real clock: the one that a test stops does not stop a file from being removed.
+    const std::int64_t now = realMilliseconds();
+    if (!listener_ || now < tendListenerAt_) {
+        return;
+    }
+    tendListenerAt_ = now + kTendMilliseconds;
+    if (listener_->lost()) {
+        try {
+            auto next = std::make_unique<ListeningSocket>(directory_, module_, backlog_);
+            listener_ = std::move(next);
+            listenerRests_ = true;
+            report(LogLevel::warning, "bus: the socket of module %u was removed, it is made again",
+                   module_);
+        } catch (const std::runtime_error& problem) {
+            report(LogLevel::error, "bus: %s", problem.what());
+            return;
+        }
+    }
+    if (listenerRests_) {
+        listenerRests_ = !watch(listener_->fd(), kListener);
+    }
 }
 
 void Exchange::handleConnection(const std::shared_ptr<Connection>& connection,

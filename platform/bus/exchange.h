@@ -54,6 +54,8 @@ private:
     void acceptAll();
     void admit(Fd socket);
     void restListener(int error);
+    // Once a second: has the listener listen again that rested or lost its socket file.
+    void tendListener();
     void handleConnection(const std::shared_ptr<Connection>& connection, std::uint32_t events);
     void readFrom(const std::shared_ptr<Connection>& connection, bool hungUp);
     void closeConnection(const std::shared_ptr<Connection>& connection);
@@ -62,6 +64,7 @@ private:
     void reportAbsent(std::uint32_t module, const char* reason) REQUIRES(connecting_);
 
     const std::uint32_t module_;
+    const int backlog_;
     const std::string directory_;
     const Sink sink_;
     std::unique_ptr<ListeningSocket> listener_;
@@ -74,6 +77,7 @@ private:
     Mutex connecting_;  // so that two senders to one module share a connection
     std::set<std::uint32_t> absent_ GUARDED_BY(connecting_);  // reported as not there
     bool listenerRests_ = false;                              // of the I/O thread
+    std::int64_t tendListenerAt_ = 0;                         // of the I/O thread, monotonic ms
     std::vector<char> buffer_;                                // of the I/O thread
     std::thread thread_;
 };

@@ -91,6 +91,11 @@ ListeningSocket::~ListeningSocket() {
     }
 }
 
+bool ListeningSocket::lost() const {
+    struct stat status {};
+    return lstat(path_.c_str(), &status) != 0 && errno == ENOENT;
+}
+
 void ListeningSocket::clearThePlace() const {
     const Fd connected = connectToPath(path_);
     if (connected.valid() || errno == EAGAIN) {

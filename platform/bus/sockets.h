@@ -39,6 +39,8 @@ public:
     ListeningSocket& operator=(const ListeningSocket&) = delete;
 
     [[nodiscard]] int fd() const { return socket_.get(); }
+    // The file is not there any more, so nobody can connect.
+    [[nodiscard]] bool lost() const;
 
 private:
     void clearThePlace() const;

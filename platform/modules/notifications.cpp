@@ -60,9 +60,13 @@ void removeOrphans(const std::string& directory) {
     }
 }
 
+std::string notifyPath(std::uint32_t processId) {
+    return modules::serverDirectory() + "/" + kPrefix + std::to_string(processId);
+}
+
 Fd serverSocket(std::uint32_t processId) {
     const std::string directory = modules::serverDirectory();
-    const std::string path = directory + "/" + kPrefix + std::to_string(processId);
+    const std::string path = notifyPath(processId);
     sockaddr_un address;
     if (!makeDirectories(directory, 0750) || !unixAddress(path, address)) {
         return Fd();
@@ -89,6 +93,15 @@ Fd openNotifications(std::uint32_t processId) {
         fd.reset();
     }
     return fd;
+}
+
+bool notificationsReachable(const Fd& notifications, std::uint32_t processId) {
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    const bool isServers =
+        getsockname(notifications.get(), reinterpret_cast<sockaddr*>(&address), &length) == 0 &&
+        address.ss_family == AF_UNIX;
+    return !isServers || access(notifyPath(processId).c_str(), F_OK) == 0;
 }
 
 }  // namespace ostrel

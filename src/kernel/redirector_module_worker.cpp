@@ -113,8 +113,13 @@ void RedirectorModuleWorker::recover() {
         return;
     }
     nextRecovery_ = now + kRecoverySeconds;
+    const auto processId = static_cast<std::uint32_t>(getpid());
+    if (notifySocket_.valid() && !ostrel::notificationsReachable(notifySocket_, processId)) {
+        logger().Error("%s: the socket of the notifications was removed\n", name_.c_str());
+        notifySocket_.reset();
+    }
     if (!notifySocket_.valid()) {
-        notifySocket_ = ostrel::openNotifications(static_cast<std::uint32_t>(getpid()));
+        notifySocket_ = ostrel::openNotifications(processId);
         if (!notifySocket_.valid()) {
             return;
         }

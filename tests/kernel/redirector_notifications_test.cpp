@@ -123,6 +123,13 @@ TEST_F(RedirectorNotificationsTest, ALostSocketIsReportedOnceAndOpenedAnew) {
     Notifier(notifyPath()).send(Notifier::station(1));
     EXPECT_TRUE(worker->handle());
     EXPECT_EQ(portal.stations.take().size(), 1U);
+
+    unlink(notifyPath().c_str());
+    clock.monotonic += 1000000;
+    EXPECT_TRUE(worker->handle());
+    Notifier(notifyPath()).send(Notifier::station(2));
+    EXPECT_TRUE(worker->handle());
+    EXPECT_EQ(portal.stations.take().size(), 1U);
     worker.reset();
 }
 

@@ -44,6 +44,10 @@ std::unique_ptr<ModuleControl> openRedirector();
 // header of 16 bytes and the payload. Invalid, with errno set, when it can't be opened.
 [[nodiscard]] Fd openNotifications(std::uint32_t processId);
 
+// Whether a server can reach the socket that openNotifications() gave: its file is there. Always
+// true with the kernel's module.
+[[nodiscard]] bool notificationsReachable(const Fd& notifications, std::uint32_t processId);
+
 // Opens, writes and closes one of the text files, as one command; `path` is kShaperPath or
 // kWifiAuthPath. False, with errno set, when the file can't be opened. A failed write is not
 // reported, because the modules take or ignore a command as a whole.

@@ -3,7 +3,9 @@
 #include <json-c/json.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <future>
+#include <thread>
 
 #include "bus_fixture.h"
 
@@ -54,6 +56,16 @@ TEST_F(StartTest, LeavesTheSocketOfItsSuccessor) {
     const IpcInterface second(kServer, false, 50);
     first.reset();
     EXPECT_TRUE(std::filesystem::exists(path(kServer)));
+}
+
+TEST_F(StartTest, MakesASocketAgainThatWasRemovedWithItsDirectory) {
+    const IpcInterface bus(kServer, false, 5);
+    std::filesystem::remove_all(runtimeDirectory());
+    const std::string path = addressOf(kServer).sun_path;
+    while (!std::filesystem::exists(path)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    RawPeer::connectedTo(kServer);
 }
 
 TEST_F(StartTest, AsksForTheConfigurationUntilItComes) {
