@@ -62,7 +62,12 @@ bool ActiveList::learn(const DnsAnswer& answer, Clock::time_point now, ElementBa
         return false;
     }
     for (const DnsAddress& one : answer.addresses) {
-        write(one.address, *name, one.ttl, now, batch);
+        const auto life = std::clamp<std::chrono::seconds>(one.ttl, kShortestLife, kLongestLife);
+        const auto found = learned_.find(one.address);
+        if (one.address.isRoutable() &&
+            (found == learned_.end() || found->second.until < now + life)) {
+            write(one.address, {now + life + kSpare, *name}, now, batch);
+        }
     }
     return true;
 }
@@ -70,29 +75,25 @@ bool ActiveList::learn(const DnsAnswer& answer, Clock::time_point now, ElementBa
 void ActiveList::learnFrom(const ActiveList& other, Clock::time_point now, ElementBatch& batch) {
     for (const auto& [address, learned] : other.learned_) {
         if (learned.until > now && names_.matches(learned.name)) {
-            write(address, learned.name,
-                  std::chrono::duration_cast<std::chrono::seconds>(learned.until - now), now,
-                  batch);
+            write(address, learned, now, batch);
         }
     }
 }
 
-void ActiveList::write(const IpAddress& address, const std::string& name, std::chrono::seconds ttl,
-                       Clock::time_point now, ElementBatch& batch) {
-    const auto life = std::clamp<std::chrono::seconds>(ttl, kShortestLife, kLongestLife);
-    const auto found = learned_.find(address);
-    if (!address.isRoutable() || (found != learned_.end() && found->second.until >= now + life) ||
-        (found == learned_.end() && !makeRoom(now))) {
+void ActiveList::write(const IpAddress& address, const Learned& learned, Clock::time_point now,
+                       ElementBatch& batch) {
+    if (learned_.count(address) == 0 && !makeRoom(now)) {
         return;
     }
-    learned_[address] = {now + life + kSpare, name};
+    learned_[address] = learned;
+    const auto life = std::chrono::ceil<std::chrono::milliseconds>(learned.until - now);
     const std::string target = set(address.family == AF_INET ? "_dns4" : "_dns6");
     const std::string_view key(reinterpret_cast<const char*>(address.bytes.data()), address.size());
     // Kernels before 6.12 leave an element's time as it is when it is added again; and nobody knows
     // whether it is still there, or a predecessor of this process added it.
-    batch.addFor(target, key, life + kSpare);
+    batch.addFor(target, key, life);
     batch.remove(target, key);
-    batch.addFor(target, key, life + kSpare);
+    batch.addFor(target, key, life);
 }
 
 bool ActiveList::makeRoom(Clock::time_point now) {

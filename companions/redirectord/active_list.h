@@ -59,8 +59,8 @@ private:
         std::string name;
     };
 
-    void write(const IpAddress& address, const std::string& name, std::chrono::seconds ttl,
-               Clock::time_point now, ElementBatch& batch);
+    void write(const IpAddress& address, const Learned& learned, Clock::time_point now,
+               ElementBatch& batch);
     [[nodiscard]] bool makeRoom(Clock::time_point now);
     [[nodiscard]] std::string set(const char* suffix) const { return chain_ + suffix; }
 

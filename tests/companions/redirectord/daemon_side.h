@@ -27,6 +27,7 @@ enum class Request : std::uint32_t {
     forget = 11,
     notify = 13,
     stationList = 19,
+    addAddresses = 20,
     addDomains = 21,
     addPatterns = 22,
     forgetLists = 23,

@@ -9,6 +9,7 @@
 
 #include "dns_bytes.h"
 #include "network.h"
+#include "redirectord/dns_message.h"
 #include "support/child_process.h"
 
 namespace vesta::testing {
@@ -32,7 +33,7 @@ public:
         internet.run(
             "for i in 7 8 9 10; do ip addr add 198.51.100.$i/32 dev lo; done;"
             "ip -6 addr add 2001:db8::7/128 dev eth0 nodad");
-        std::string text = "--txt-record=big.free.example";
+        std::string text = "--txt-record=big.cdn.example";
         for (int i = 0; i < 20; ++i) {
             text += "," + std::string(200, 'x');
         }
@@ -44,7 +45,7 @@ public:
                             "--cname=shop.example,edge.cdn.example",
                             "--host-record=edge.cdn.example,198.51.100.8,20",
                             "--host-record=other.example,198.51.100.9",
-                            "--host-record=big.free.example,198.51.100.10", text},
+                            "--host-record=big.cdn.example,198.51.100.10", text},
                            ChildProcess::Output::heard);
         });
         if (!process_.waitForText("started")) {
@@ -73,6 +74,27 @@ inline std::string lookUp(const NetNamespace& station, const std::string& name,
         const ssize_t size = recv(fd.get(), buffer.data(), buffer.size(), 0);
         return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
     });
+}
+
+// The same over TCP.
+inline std::string lookUpByTcp(const NetNamespace& station, const std::string& name,
+                               unsigned int type) {
+    const Connection made = connectFrom(station, kResolver, 53);
+    const std::string query = dns::query(4711, name, type);
+    const std::string sent = dns::word(static_cast<unsigned int>(query.size())) + query;
+    send(made.fd.get(), sent.data(), sent.size(), MSG_NOSIGNAL);
+    std::string answer;
+    std::array<char, 4096> buffer{};
+    while (answer.size() < 2 || answer.size() < 2U + redirectord::dnsIdOf(answer)) {
+        const ssize_t size = readableWithin(made.fd.get(), std::chrono::seconds(3))
+                                 ? recv(made.fd.get(), buffer.data(), buffer.size(), 0)
+                                 : 0;
+        if (size <= 0) {
+            return "";
+        }
+        answer.append(buffer.data(), static_cast<std::size_t>(size));
+    }
+    return answer.substr(2);
 }
 
 }  // namespace vesta::testing
