@@ -7,6 +7,7 @@
 #include <array>
 #include <iterator>
 
+#include "ostrel/addresses.h"
 #include "ostrel/clock.h"
 
 namespace portald {
@@ -55,7 +56,7 @@ void Neighbours::refresh() {
         if (one.family == AF_INET6) {
             ipv6_[addressOf(one)].insert(key);
         } else if ((one.state & kUsable) != 0) {
-            ipv4_[key].push_back({companion::macText(one.mac), addressOf(one)});
+            ipv4_[key].push_back({ostrel::macText(one.mac), addressOf(one)});
         }
     }
 }
