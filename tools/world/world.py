@@ -115,7 +115,7 @@ class AccessPoint(Host):
             "mosquitto", mosquitto, "-c", fill_in("mosquitto.conf", self.directory), kept=True)
         self._daemon("configd", fill_in(self._configuration, self.directory))
         devices = [word for device in CAPTIVE_DEVICES for word in ("--interface", device)]
-        self._daemon("redirectord", *devices)
+        self._daemon("redirectord", "--uplink", "eth0", *devices)
         self._daemon("monitord")
         self._daemon("portald")
         self._daemon("apbd")
