@@ -40,20 +40,54 @@ void AnswerMemory::add(const Key& key, std::vector<std::uint8_t> answer, std::in
     entries_.push_back({key, std::move(answer), now});
 }
 
-DasServer::DasServer(int timeWindowSeconds, bool requireEventTimestamp, void* context,
-                     const librad_radius_das_config& config)
-    : timeWindow_(timeWindowSeconds > 0 ? timeWindowSeconds : kDefaultTimeWindow),
+DasServer::DasServer(const sockaddr_in& address, int timeWindowSeconds, bool requireEventTimestamp,
+                     void* context, const librad_radius_das_config& config)
+    : address_(address),
+      timeWindow_(timeWindowSeconds > 0 ? timeWindowSeconds : kDefaultTimeWindow),
       requireEventTimestamp_(requireEventTimestamp),
       context_(context),
       config_(config) {}
 
-bool DasServer::open(const sockaddr_in& address) {
+bool DasServer::start() {
+    if (open()) {
+        return true;
+    }
+    const int error = errno;
+    const int retry = config_.retrySeconds;
+    report(LogLevel::error, "RADIUS: disconnect requests on %s:%u can't be taken: %s%s",
+           ipv4Text(address_.sin_addr).c_str(), ntohs(address_.sin_port), std::strerror(error),
+           retry > 0 ? "; trying again" : "");
+    if (retry > 0) {
+        EventLoop::instance().setDeadline(shared_from_this(), nextTry());
+    }
+    errno = error;
+    return retry > 0;
+}
+
+void DasServer::onDeadline() {
+    if (hasEnded()) {
+        return;
+    }
+    if (open()) {
+        report(LogLevel::warning, "RADIUS: disconnect requests on %s:%u are taken now",
+               ipv4Text(address_.sin_addr).c_str(), port());
+    } else {
+        EventLoop::instance().setDeadline(shared_from_this(), nextTry());
+    }
+}
+
+std::int64_t DasServer::nextTry() const {
+    return clock().monotonicMicroseconds() + std::int64_t{config_.retrySeconds} * 1000000;
+}
+
+bool DasServer::open() {
     socket_.reset(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     sockaddr_in bound{};
     socklen_t length = sizeof bound;
     if (!socket_.valid() ||
-        bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&bound), &length) != 0) {
+        bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address_), sizeof address_) != 0 ||
+        getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&bound), &length) != 0 ||
+        !EventLoop::instance().watch(socket_.get(), shared_from_this())) {
         return false;
     }
     port_ = ntohs(bound.sin_port);
@@ -221,19 +255,17 @@ librad_radius_das* librad_radius_das_init2(std::uint16_t port, int timeWindowSec
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    auto das =
-        std::make_shared<DasServer>(timeWindowSeconds, requireEventTimestamp != 0, context, config);
     const std::optional<in_addr> bound =
         bindAddress != nullptr ? ostrel::parseIpv4(bindAddress) : in_addr{};
-    address.sin_addr = bound.value_or(in_addr{});
-    errno = EINVAL;
-    if (!bound || config.disconnect == nullptr || config.getSharedKey == nullptr ||
-        !das->open(address) || !EventLoop::instance().watch(das->socket(), das)) {
-        report(ostrel::LogLevel::error, "RADIUS: disconnect requests on %s:%u can't be taken: %s",
-               bindAddress != nullptr ? bindAddress : "0.0.0.0", port, std::strerror(errno));
+    if (!bound || config.disconnect == nullptr || config.getSharedKey == nullptr) {
+        report(ostrel::LogLevel::error, "RADIUS: no address or no owner for disconnect requests");
+        errno = EINVAL;
         return nullptr;
     }
-    return new librad_radius_das{std::move(das)};
+    address.sin_addr = *bound;
+    auto das = std::make_shared<DasServer>(address, timeWindowSeconds, requireEventTimestamp != 0,
+                                           context, config);
+    return das->start() ? new librad_radius_das{std::move(das)} : nullptr;
 }
 
 void librad_radius_das_set_nas(librad_radius_das* das, const unsigned char* ipAddress,

@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -50,14 +51,14 @@ private:
     std::deque<Entry> entries_;
 };
 
-class DasServer final : public EventSource {
+class DasServer final : public EventSource, public std::enable_shared_from_this<DasServer> {
 public:
-    DasServer(int timeWindowSeconds, bool requireEventTimestamp, void* context,
-              const librad_radius_das_config& config);
+    DasServer(const sockaddr_in& address, int timeWindowSeconds, bool requireEventTimestamp,
+              void* context, const librad_radius_das_config& config);
 
-    // Binds; false with errno set.
-    [[nodiscard]] bool open(const sockaddr_in& address);
-    [[nodiscard]] int socket() const { return socket_.get(); }
+    // Listens, or tries again later where the configuration says so. False with errno set, and
+    // reported, when neither is possible.
+    [[nodiscard]] bool start() EXCLUDES(mutex_);
     [[nodiscard]] std::uint16_t port() const { return port_; }
     void setNas(const unsigned char* ipAddress, std::string_view identifier) EXCLUDES(mutex_);
     [[nodiscard]] librad_radius_das_counters counters() EXCLUDES(mutex_);
@@ -65,9 +66,14 @@ public:
     void end() EXCLUDES(mutex_);
 
     void onReadable(int fd) override EXCLUDES(mutex_);
-    void onDeadline() override {}
+    // Time to try again.
+    void onDeadline() override;
 
 private:
+    // Binds; false with errno set.
+    [[nodiscard]] bool open();
+    // Monotonic microseconds.
+    [[nodiscard]] std::int64_t nextTry() const;
     void handle(Bytes datagram, const sockaddr_in& from) EXCLUDES(mutex_);
     void handleNew(const librad_radius_msg& request, const AnswerMemory::Key& key,
                    const sockaddr_in& from) EXCLUDES(mutex_);
@@ -81,12 +87,13 @@ private:
     void count(std::uint64_t librad_radius_das_counters::*counter) EXCLUDES(mutex_);
     bool hasEnded() EXCLUDES(mutex_);
 
+    const sockaddr_in address_;
     const std::int64_t timeWindow_;
     const bool requireEventTimestamp_;
     void* const context_;
     const librad_radius_das_config config_;
     Fd socket_;
-    std::uint16_t port_ = 0;
+    std::atomic<std::uint16_t> port_{0};
     AnswerMemory memory_;  // the event-loop thread's
 
     Mutex mutex_;

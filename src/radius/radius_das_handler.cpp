@@ -17,6 +17,7 @@ namespace {
 
 constexpr int kDisconnected = 0;
 constexpr int kNotFound = 3;
+constexpr int kRetrySeconds = 60;
 constexpr const char* kFailure = "RADIUS disconnect request could not be handled";
 
 }  // namespace
@@ -26,6 +27,7 @@ RadiusDasHandler::RadiusDasHandler(std::shared_ptr<SessionDirectory> portal, std
     librad_radius_das_config config;
     config.disconnect = handleDasDissconnect;
     config.getSharedKey = getSharedKey;
+    config.retrySeconds = kRetrySeconds;
     das_ = librad_radius_das_init2(port, 0, 0, this, config, nullptr);
 }
 

@@ -21,8 +21,8 @@ class RadiusDasHandler {
 public:
     static constexpr std::uint16_t kPort = 3799;
 
-    // Listens from now on; requests are handled as soon as the loop runs. When the port is taken,
-    // that is logged, and no disconnect request is heard. Port 0: any that is free.
+    // Listens from now on; requests are handled as soon as the loop runs. A port that is taken is
+    // tried again once a minute. Port 0: any that is free.
     explicit RadiusDasHandler(std::shared_ptr<SessionDirectory> portal, std::uint16_t port = kPort);
     ~RadiusDasHandler();
     RadiusDasHandler(const RadiusDasHandler&) = delete;
@@ -30,7 +30,7 @@ public:
 
     // Makes sure that the loop runs.
     void run();
-    // The port that is listened on; 0 when it was taken.
+    // The port that is listened on; 0 while it is taken.
     [[nodiscard]] std::uint16_t getPort() const;
 
     // The library's callbacks; `self` is the handler.

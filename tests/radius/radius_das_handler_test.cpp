@@ -9,6 +9,7 @@
 #include "platform/librad/support.h"
 #include "station/command_info.h"
 #include "support/factory_file.h"
+#include "support/fake_clock.h"
 
 namespace vesta {
 namespace {
@@ -71,6 +72,25 @@ TEST(DasHandlerTest, HandsOnWhatNamesTheSessionForItselfAlone) {
         EXPECT_EQ(askDas(peer, handler.getPort(), sign(request)), row.answer) << row.attributes;
         EXPECT_EQ(std::exchange(directory->asked, ""), row.asked) << row.attributes;
     }
+}
+
+TEST(DasHandlerTest, TriesAPortAgainThatIsTaken) {
+    vesta::testing::FakeClock clock;
+    ostrel::Fd other(socket(AF_INET, SOCK_DGRAM, 0));
+    sockaddr_in address = loopback(0);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&address), length), 0);
+    ASSERT_EQ(getsockname(other.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    const std::uint16_t port = ntohs(address.sin_port);
+    const RadiusDasHandler handler(std::make_shared<Directory>(), port);
+    const auto portAfterAMinute = [&] {
+        clock.advanceSeconds(60);
+        librad_eloop_step();
+        return handler.getPort();
+    };
+    EXPECT_EQ(portAfterAMinute(), 0);
+    other.reset();
+    EXPECT_EQ(portAfterAMinute(), port);
 }
 
 }  // namespace

@@ -436,13 +436,16 @@ struct librad_radius_das_config {
     // empty drops the request. The library reads it right after the call and keeps no pointer.
     unsigned char* (*getSharedKey)(void* context, unsigned int* length,
                                    librad_radius_das_attrs* attrs) = nullptr;
+    // An address that can't be listened on is tried again after so many seconds. 0: never.
+    int retrySeconds = 0;
 };
 
 struct librad_radius_das;
 
 // Listens for Disconnect-Requests on UDP `port` (0: any that is free) of `bindAddress` (IPv4; null:
-// every address). The caller owns the server until librad_radius_das_deinit(). Null, with errno set
-// and reported, when the address can't be listened on.
+// every address). The caller owns the server until librad_radius_das_deinit(). When the address
+// can't be listened on, that is reported, and the result is null, with errno set, unless the
+// configuration has it tried again.
 //
 // Dropped are: requests that are malformed or wrongly signed; an Event-Timestamp more than
 // `timeWindowSeconds` off (0: 300), unless the wall clock has never been set; none at all, when
@@ -460,7 +463,7 @@ struct librad_radius_das;
 void librad_radius_das_set_nas(librad_radius_das* das, const unsigned char* ipAddress,
                                std::string_view identifier);
 
-// The port that is listened on.
+// The port that is listened on; 0 while it can't be.
 [[nodiscard]] std::uint16_t librad_radius_das_get_port(const librad_radius_das* das);
 
 // The server's requests since it was made.
