@@ -1,9 +1,11 @@
 #include "monitord/counters.h"
 
+#include <linux/if_ether.h>
 #include <linux/netfilter.h>
 #include <linux/netfilter/nf_tables.h>
 #include <linux/netfilter/nfnetlink.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
@@ -103,6 +105,13 @@ void readElement(const nlattr& element, std::vector<Counted>& counters) {
     }
 }
 
+// The kernel counts what comes in without its Ethernet header, and what goes out with it.
+void stripLinkHeaders(std::vector<Counted>& counters) {
+    for (auto& [station, traffic] : counters) {
+        traffic.bytes -= std::min(traffic.bytes, traffic.packets * ETH_HLEN);
+    }
+}
+
 }  // namespace
 
 void readCounters(const nlmsghdr& message, std::vector<Counted>& counters) {
@@ -142,6 +151,7 @@ CounterSample CounterReader::read() {
         const AnswerEnd other = readSet("down", sample.down);
         end.error = other.error;
         end.interrupted = end.interrupted || other.interrupted;
+        stripLinkHeaders(sample.down);
     }
     if (end.error == 0) {
         sample.extent = end.interrupted ? Extent::some : Extent::all;

@@ -44,6 +44,7 @@ class CounterReader {
 public:
     CounterReader() : socket_(NETLINK_NETFILTER) {}
 
+    // Bytes are those of both directions without Ethernet headers.
     [[nodiscard]] CounterSample read();
 
 private:

@@ -122,7 +122,8 @@ void Monitor::tick() {
     if (now - sampled_ >= kTick.count() || sampled_ == 0) {
         sample();
     }
-    if (now - looked_ >= lookEveryMs_ || looked_ == 0) {
+    // A tick may come a little early.
+    if (now - looked_ + kTick.count() / 2 >= lookEveryMs_ || looked_ == 0) {
         looked_ = now;
         presence_.look(now);
     }

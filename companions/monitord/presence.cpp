@@ -29,7 +29,7 @@ private:
 };
 
 bool canBeAsked(const Neighbour& neighbour) {
-    return (neighbour.state & (NUD_REACHABLE | NUD_STALE)) != 0;
+    return (neighbour.state & (NUD_REACHABLE | NUD_STALE | NUD_DELAY)) != 0;
 }
 
 }  // namespace

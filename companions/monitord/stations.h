@@ -95,7 +95,7 @@ private:
                                Time now) const;
     [[nodiscard]] bool isOver(const Record& record, Time now) const;
 
-    const Time goneAfterMs_;
+    Time goneAfterMs_;
     std::map<DeviceName, Device> devices_;
     std::size_t count_ = 0;
     unsigned int pass_ = 0;

@@ -1,7 +1,6 @@
 #include "monitord/traps.h"
 
 #include <algorithm>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "ostrel/runtime.h"
@@ -24,20 +23,27 @@ std::string readable(std::string text) {
 
 }  // namespace
 
-void Traps::write(const std::string& text) {
+Event readTrap(const std::string& text) {
     const Json trap = Json::parse(text, nullptr, false);
-    const auto event = trap.is_object() ? trap.find("event") : trap.end();
-    if (event == trap.end() || !event->is_object()) {
-        ostrel::report(ostrel::LogLevel::warning, "a trap without an object \"event\" is dropped");
-        return;
+    const auto found = trap.find("event");
+    if (found == trap.end() || !found->is_object()) {
+        return nullptr;
     }
-    const std::unique_ptr<cfg_t, void (*)(cfg_t*)> values(cfg_get_empty(), cfg_release);
-    for (const auto& [name, value] : event->items()) {
+    Event event(cfg_get_empty());
+    for (const auto& [name, value] : found->items()) {
         if (value.is_string()) {
-            cfg_set_param(values.get(), name.c_str(), readable(value.get<std::string>()).c_str());
+            cfg_set_param(event.get(), name.c_str(), readable(value.get<std::string>()).c_str());
         }
     }
-    syslog_.log_event(values.get());
+    return event;
+}
+
+void Traps::write(const std::string& text) {
+    if (const Event event = readTrap(text)) {
+        syslog_.log_event(event.get());
+    } else {
+        ostrel::report(ostrel::LogLevel::warning, "a trap without an object \"event\" is dropped");
+    }
 }
 
 }  // namespace monitord

@@ -5,6 +5,7 @@
 //
 // Threads: one at a time.
 
+#include <memory>
 #include <string>
 
 #include "monitord/syslog.h"
@@ -12,10 +13,18 @@
 
 namespace monitord {
 
+struct ReleaseEvent {
+    void operator()(cfg_t* event) const { cfg_release(event); }
+};
+using Event = std::unique_ptr<cfg_t, ReleaseEvent>;
+
+// The "event" of the trap `text`, as Syslog takes it; null when there is none. Control characters
+// in it become "?" and long values are cut: a login is what a user typed.
+[[nodiscard]] Event readTrap(const std::string& text);
+
 class Traps {
 public:
-    // Writes the "event" of the trap `text` as one line; a trap without one is reported and
-    // dropped. Control characters in it become "?": a login is what a user typed.
+    // Writes one line; a trap without an event is reported and dropped.
     void write(const std::string& text);
 
 private:

@@ -1,4 +1,4 @@
-#include "monitord/syslog.h"
+#include "monitord/traps.h"
 
 #include <gtest/gtest.h>
 
@@ -36,6 +36,22 @@ TEST(Syslog, DescribesKnownTypesAndWhatElseIsThereInItsOwnOrder) {
             cfg_set_param(event.get(), name, value);
         }
         EXPECT_EQ(Syslog::describe(event.get()), expected);
+    }
+}
+
+TEST(Traps, BecomeOneReadableLineEachWhateverAUserTyped) {
+    const Event event =
+        readTrap(R"({"command": "cp-client-trap", "event": {"type": "cp-connected", "username":)"
+                 R"( "a\nb\u0000\u001b[2J)" +
+                 std::string(500, 'x') + R"(", "dev": 7, "ip": ""}})");
+    ASSERT_NE(event, nullptr);
+    const std::string line = Syslog::describe(event.get());
+    const std::string begin =
+        "event: 'STA connected to captive portal vap' ip:  login: a?b??[2Jxxx";
+    EXPECT_EQ(line.substr(0, begin.size()), begin);
+    EXPECT_LT(line.size(), 220U);
+    for (const char* const text : {"", "[]", "{}", "7", R"({"event": []})"}) {
+        EXPECT_EQ(readTrap(text), nullptr) << text;
     }
 }
 

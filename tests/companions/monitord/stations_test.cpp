@@ -1,0 +1,168 @@
+// Who counts as there, and what a restart leaves of it.
+
+#include "monitord/stations.h"
+
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "monitord/answer.h"
+#include "monitord/station_file.h"
+#include "platform/support.h"
+
+namespace monitord {
+namespace {
+
+using Extent = CounterSample::Extent;
+
+constexpr Time kSecond = 1000;
+constexpr Time kStart = 1000 * kSecond;
+constexpr Time kGoneAfter = 60 * kSecond;
+const StationKey kAnna("wlan0", {2, 0, 0, 0, 0, 1});
+const StationKey kBob("wlan0", {2, 0, 0, 0, 0, 2});
+
+class StationsTest : public ::testing::Test {
+protected:
+    // The counters of both directions, `seconds` after the start.
+    void count(Time seconds, const std::vector<StationKey>& counted, std::uint64_t packets,
+               Extent extent = Extent::all) {
+        CounterSample sample;
+        sample.extent = extent;
+        for (const StationKey& station : counted) {
+            sample.up.push_back({station, {packets * 100, packets}});
+            sample.down.push_back({station, {packets * 200, packets}});
+        }
+        stations.takeCounters(sample, kStart + seconds * kSecond);
+    }
+    // "02:...:01 12" for each who is there: the MAC's end and how long it has been there.
+    std::vector<std::string> there(Time seconds) {
+        const Time now = kStart + seconds * kSecond;
+        stations.judge(now);
+        std::vector<std::string> found;
+        const auto answer = nlohmann::json::parse(statisticsAnswer(stations, "7", now));
+        EXPECT_EQ(answer["context"], 7);
+        for (const auto& one : answer["value"]) {
+            found.push_back(one["hw-addr"].get<std::string>().substr(15) + " " +
+                            std::to_string(one["uptime"].get<int>()));
+        }
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+    using List = std::vector<std::string>;
+    Stations stations{kGoneAfter};
+};
+
+TEST_F(StationsTest, AStationIsThereAsLongAsSomethingProvesIt) {
+    count(0, {kAnna, kBob}, 1);
+    EXPECT_EQ(there(0), (List{"01 0", "02 0"}));
+    count(50, {kAnna, kBob}, 1);
+    stations.takeProof(kAnna, kStart + 45 * kSecond, kStart + 50 * kSecond);
+    EXPECT_FALSE(stations.isSilent(kAnna, kStart + 50 * kSecond));
+    EXPECT_TRUE(stations.isSilent(kBob, kStart + 50 * kSecond));
+    EXPECT_EQ(there(61), (List{"01 61"})) << "nobody has heard of Bob";
+    count(106, {kAnna, kBob}, 2);
+    EXPECT_EQ(there(107), (List{"01 107", "02 1"})) << "Bob came again, Anna was never away";
+}
+
+TEST_F(StationsTest, WhatIsSentToAStationDoesNotProveIt) {
+    count(0, {kAnna}, 1);
+    CounterSample sample;
+    sample.extent = Extent::all;
+    sample.up.push_back({kAnna, {100, 1}});
+    sample.down.push_back({kAnna, {90000, 900}});
+    stations.takeCounters(sample, kStart + 59 * kSecond);
+    EXPECT_EQ(there(60), List{});
+}
+
+TEST_F(StationsTest, OnlyAWholeSampleEndsAStationAndOnlyAfterATime) {
+    count(0, {kAnna, kBob}, 1);
+    EXPECT_EQ(there(0).size(), 2U);
+    count(1, {kAnna}, 2, Extent::some);
+    count(2, {}, 0, Extent::none);
+    count(3, {}, 0, Extent::noTable);
+    count(14, {kAnna}, 3, Extent::some);
+    EXPECT_EQ(there(14), (List{"01 14", "02 14"}));
+    count(15, {kAnna}, 4);
+    EXPECT_EQ(there(24), (List{"01 24", "02 24"})) << "its rules may be made anew";
+    EXPECT_EQ(there(25), (List{"01 25"}));
+    EXPECT_EQ(stations.count(), 1U);
+    count(30, {kAnna, kBob}, 1);
+    EXPECT_EQ(there(31), (List{"01 1", "02 1"})) << "counters that begin anew are a new connection";
+}
+
+TEST_F(StationsTest, ARadioDecidesButANewCounterIsThereAtOnce) {
+    stations.setRadio("wlan0", RadioList{{kAnna.mac, kStart - 100 * kSecond}});
+    count(0, {kAnna, kBob}, 1);
+    EXPECT_EQ(there(1), (List{"01 101", "02 1"})) << "hostapd may not have told of Bob yet";
+    EXPECT_EQ(there(2), (List{"01 102"}));
+    EXPECT_EQ(there(2000), (List{"01 2100"})) << "asleep, but associated";
+    stations.setRadio("wlan0", RadioList{{kBob.mac, kStart + 2000 * kSecond}});
+    EXPECT_EQ(there(2001), (List{"02 1"}));
+    stations.setRadio("wlan0", std::nullopt);
+    EXPECT_EQ(there(2060), (List{"02 60"}));
+    EXPECT_EQ(there(2061), List{});
+}
+
+TEST_F(StationsTest, WithoutCountersNeighboursTellWhoIsThere) {
+    count(0, {}, 0, Extent::noTable);
+    stations.takeProof(kAnna, kStart, kStart);
+    stations.takeProof(kBob, kStart - 2 * kGoneAfter, kStart);
+    EXPECT_EQ(there(1), (List{"01 1"}));
+    EXPECT_EQ(there(60), List{});
+    EXPECT_EQ(stations.count(), 0U);
+    count(70, {}, 0);
+    stations.takeProof(kBob, kStart + 70 * kSecond, kStart + 70 * kSecond);
+    EXPECT_EQ(there(70), List{}) << "whoever counts knows better";
+}
+
+TEST_F(StationsTest, ARestartMakesNobodyNewAndNobodyGone) {
+    const ostrel::testing::TempDirectory directory;
+    StationFile file(directory.path("stations"));
+    count(0, {kAnna, kBob}, 5);
+    EXPECT_EQ(there(10).size(), 2U);
+    file.save(stations);
+
+    stations = Stations(kGoneAfter);
+    file.load(stations, kStart + 200 * kSecond);
+    count(200, {kAnna, kBob}, 5);
+    stations.takeProof(kAnna, kStart + 200 * kSecond, kStart + 200 * kSecond);
+    EXPECT_EQ(there(200), (List{"01 200", "02 200"}));
+    EXPECT_TRUE(stations.isSilent(kBob, kStart + 200 * kSecond)) << "Bob is to be asked first";
+    EXPECT_EQ(there(231), (List{"01 231"}));
+
+    ostrel::testing::writeFile(directory.path("stations"),
+                               ostrel::testing::readFile(directory.path("stations")) + "rubbish\n");
+    stations = Stations(kGoneAfter);
+    file.load(stations, kStart + 200 * kSecond);
+    EXPECT_EQ(stations.count(), 2U) << "what came before the damage counts";
+    ostrel::testing::writeFile(directory.path("stations"), "monitord 1 another start\n");
+    stations = Stations(kGoneAfter);
+    file.load(stations, kStart);
+    EXPECT_EQ(stations.count(), 0U);
+}
+
+TEST_F(StationsTest, TheAnswerOfTheMostStationsFitsIntoOneFrame) {
+    constexpr std::size_t kFrame = 16U << 20;
+    const Traffic most{~std::uint64_t{0}, ~std::uint64_t{0}};
+    CounterSample sample;
+    sample.extent = Extent::all;
+    for (std::size_t i = 0; i <= Stations::kMost; ++i) {
+        const Mac mac{2,
+                      0,
+                      0,
+                      static_cast<std::uint8_t>(i >> 16),
+                      static_cast<std::uint8_t>(i >> 8),
+                      static_cast<std::uint8_t>(i)};
+        sample.up.push_back({StationKey("wlan0-abcdefghi", mac), most});
+        sample.down.push_back(sample.up.back());
+    }
+    stations.takeCounters(sample, kStart);
+    stations.judge(kStart);
+    EXPECT_EQ(stations.count(), Stations::kMost);
+    EXPECT_LT(statisticsAnswer(stations, "2147483647", kStart + INT64_C(3153600000) * 1000).size(),
+              kFrame);
+}
+
+}  // namespace
+}  // namespace monitord
