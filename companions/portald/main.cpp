@@ -18,13 +18,19 @@ namespace {
 enum Status { kOk = 0, kFailed = 1 };
 
 // Each connection is a descriptor, and a few are needed besides.
-void allowConnections(std::size_t count) {
+constexpr rlim_t kOtherDescriptors = 64;
+
+// As many of `wanted` connections as the system allows.
+std::size_t allowConnections(std::size_t wanted) {
     rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur =
-            std::min<rlim_t>(std::max<rlim_t>(limit.rlim_cur, count + 64), limit.rlim_max);
-        setrlimit(RLIMIT_NOFILE, &limit);
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return wanted;
     }
+    limit.rlim_cur =
+        std::min(std::max<rlim_t>(limit.rlim_cur, wanted + kOtherDescriptors), limit.rlim_max);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t room = limit.rlim_cur - std::min(limit.rlim_cur / 2, kOtherDescriptors);
+    return static_cast<std::size_t>(std::min<rlim_t>(wanted, room));
 }
 
 void serve(const portald::Options& options) {
@@ -32,8 +38,8 @@ void serve(const portald::Options& options) {
     const portald::PageSet pages(options.templates, [](const std::string& what) {
         ostrel::report(ostrel::LogLevel::error, "%s; the built-in one serves", what.c_str());
     });
-    const portald::ReceptionLimits limits;
-    allowConnections(limits.connections);
+    portald::ReceptionLimits limits;
+    limits.connections = allowConnections(limits.connections);
     portald::TlsContext tls;
     if (!options.certificate.empty()) {
         tls = portald::makeTlsContext(options.certificate, options.key);

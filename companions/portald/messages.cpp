@@ -57,6 +57,13 @@ std::string lineOf(const std::string& value) {
 
 }  // namespace
 
+Reply redirect(int status, const std::string& location) {
+    Reply reply;
+    reply.status = status;
+    reply.headers.emplace_back("Location", location);
+    return reply;
+}
+
 std::string encodeReply(const Reply& reply, bool withBody) {
     std::string bytes = "HTTP/1.1 " + std::to_string(reply.status) + " " + reasonOf(reply.status) +
                         "\r\nConnection: close\r\n" + kSafety;

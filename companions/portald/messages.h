@@ -2,6 +2,8 @@
 
 // What a browser asks and what it is answered. Values, without threads.
 
+#include <chrono>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -30,6 +32,14 @@ struct Reply {
     std::string body;
     std::vector<std::pair<std::string, std::string>> headers;
 };
+
+// Takes the answer to a request, once.
+using Respond = std::function<void(const Reply&)>;
+// Calls a function once, after the delay, on the same thread.
+using Later = std::function<void(std::chrono::milliseconds, std::function<void()>)>;
+
+// Sends the browser to `location`; `status` is 302, or 303 behind a POST.
+[[nodiscard]] Reply redirect(int status, const std::string& location);
 
 // The bytes of `reply`, which ends its connection. `withBody`: false for the method HEAD.
 [[nodiscard]] std::string encodeReply(const Reply& reply, bool withBody);

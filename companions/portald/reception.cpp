@@ -159,14 +159,14 @@ void Reception::admit(ostrel::Fd socket, SSL_CTX* tls) {
     if (peer.address.empty() || (connections_.size() >= limits_.connections && !makeRoom())) {
         return;
     }
-    std::size_t& ofAddress = byAddress_[peer.address];
-    if (ofAddress >= limits_.perAddress) {
+    const auto ofAddress = byAddress_.find(peer.address);
+    if (ofAddress != byAddress_.end() && ofAddress->second >= limits_.perAddress) {
         return;
     }
-    ++ofAddress;
     const ConnectionId id = ++last_;
     Connection& connection =
         connections_.try_emplace(id, id, Channel(std::move(socket), tls), peer).first->second;
+    ++byAddress_[peer.address];
     enter(connection, Stage::receiving, limits_.receiving);
     receive(connection);
 }
