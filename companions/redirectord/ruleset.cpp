@@ -181,8 +181,9 @@ table inet vesta {
         meta mark { 2, 4 } meta l4proto { tcp, udp } th dport 53 redirect to :8053
     }
     chain services {
-        # The forwarder is there for stations alone.
+        # The forwarder is there for stations alone, also where the uplink is in their bridge.
         iifname != @networks meta l4proto { tcp, udp } th dport 8053 drop
+        meta mark != { 1, 2, 4 } meta l4proto { tcp, udp } th dport 8053 drop
         meta mark != { 2, 4 } accept
         tcp dport { 8888, 8443, 8053 } accept
         udp dport { 67, 547, 8053 } accept
