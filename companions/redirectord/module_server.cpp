@@ -24,6 +24,8 @@ using std::chrono::seconds;
 constexpr int kBacklog = 4096;
 constexpr std::size_t kMostConnections = 256;
 constexpr int kAcceptsAtOnce = 256;
+// Somebody may remove the runtime directory.
+constexpr seconds kBetweenLooks{1};
 // Who connected to a text file and writes nothing loses its place.
 constexpr seconds kSilence{5};
 // The longest request has 1,036 bytes; a text line is shorter.
@@ -37,6 +39,10 @@ constexpr std::size_t kDatagramBytes = 2048;
 
 ModuleServer::ModuleServer(companion::EventLoop& loop)
     : loop_(loop), directory_(ostrel::runtimeDirectory() + "/modules") {
+    takePlace();
+}
+
+void ModuleServer::takePlace() {
     if (!ostrel::makeDirectories(directory_, 0750)) {
         fail(directory_);
     }
@@ -56,12 +62,8 @@ ModuleServer::ModuleServer(companion::EventLoop& loop)
 
 ModuleServer::~ModuleServer() {
     loop_.cancel(sweep_);
-    for (const Place* const place : {&redirector_, &shaper_, &wifiAuth_}) {
-        if (place->fd.valid()) {
-            loop_.forget(place->fd.get());
-            unlink(place->path.c_str());
-        }
-    }
+    loop_.cancel(look_);
+    leave();
     for (const auto& [fd, connection] : connections_) {
         loop_.forget(fd);
     }
@@ -86,10 +88,37 @@ ModuleServer::Place ModuleServer::listenAt(const std::string& name) const {
 
 void ModuleServer::start(Handlers handlers) {
     handlers_ = std::move(handlers);
+    watch();
+    sweep_ = loop_.every(kSilence, [this] { closeSilent(); });
+    look_ = loop_.every(kBetweenLooks, [this] { look(); });
+}
+
+void ModuleServer::watch() {
     loop_.whenReadable(redirector_.fd.get(), [this] { acceptRedirector(); });
     loop_.whenReadable(shaper_.fd.get(), [this] { acceptText(shaper_, handlers_.shaper); });
     loop_.whenReadable(wifiAuth_.fd.get(), [this] { acceptText(wifiAuth_, handlers_.wifiAuth); });
-    sweep_ = loop_.every(kSilence, [this] { closeSilent(); });
+}
+
+// The connections that there are live on.
+void ModuleServer::look() {
+    if (access(redirector_.path.c_str(), F_OK) == 0 || errno != ENOENT) {
+        return;
+    }
+    leave();
+    takePlace();
+    watch();
+    ostrel::report(ostrel::LogLevel::warning, "%s was gone; it is made again",
+                   redirector_.path.c_str());
+}
+
+void ModuleServer::leave() {
+    for (Place* const place : {&redirector_, &shaper_, &wifiAuth_}) {
+        if (place->fd.valid()) {
+            loop_.forget(place->fd.get());
+            unlink(place->path.c_str());
+            place->fd.reset();
+        }
+    }
 }
 
 void ModuleServer::acceptRedirector() {

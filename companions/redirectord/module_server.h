@@ -43,6 +43,10 @@ private:
         ostrel::Fd fd;
     };
 
+    void takePlace();
+    void leave();
+    void watch();
+    void look();
     Place listenAt(const std::string& name) const;
     void acceptRedirector();
     void serveRedirector(int fd);
@@ -65,6 +69,7 @@ private:
     };
     std::map<int, Connection> connections_;
     companion::EventLoop::TimerId sweep_ = 0;
+    companion::EventLoop::TimerId look_ = 0;
 };
 
 }  // namespace redirectord

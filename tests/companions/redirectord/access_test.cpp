@@ -91,6 +91,8 @@ TEST_F(AccessTest, a_dropped_station_is_mute_and_deaf_to_arp_too) {
     net_->ap.run("ip neigh flush all; ping -c1 -W1 " + station(1).ip + " >/dev/null || true");
     EXPECT_EQ(net_->ap.output("ip neigh show " + station(1).ip + " nud reachable"), "");
     ASSERT_EQ(daemon_->tell(Request::pass, station(1)), 0);
+    station(1).space.run("ip neigh flush all");
+    net_->ap.run("ip neigh flush all");
     EXPECT_EQ(reach(1, 443), 0);
 }
 

@@ -94,5 +94,12 @@ TEST_F(RestartTest, removed_tables_are_put_up_again) {
     EXPECT_EQ(reach(1, 443), 0);
 }
 
+TEST_F(RestartTest, sockets_that_somebody_removed_are_made_again) {
+    std::filesystem::remove_all(runtime_.path("modules"));
+    ASSERT_TRUE(redirector_->process().waitForText("is made again"));
+    daemon_ = std::make_unique<DaemonSide>();
+    EXPECT_EQ(daemon_->tell(Request::pass, station(1)), 0);
+}
+
 }  // namespace
 }  // namespace vesta::testing
