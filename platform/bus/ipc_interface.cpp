@@ -33,9 +33,9 @@ std::string shortened(const std::string& text) {
 }
 
 void runCommand(const IpcInterface::Command& command, const std::string& name, Arrival& arrival,
-                json_object* node) {
+                char* text, json_object* node) {
     try {
-        command(arrival.frame.payload.data(), node, static_cast<int>(arrival.frame.sender));
+        command(text, node, static_cast<int>(arrival.frame.sender));
     } catch (const std::exception& problem) {
         report(LogLevel::error, "bus: command %s from %s failed: %s", name.c_str(),
                arrival.from->peerName().c_str(), problem.what());
@@ -47,6 +47,7 @@ void runCommand(const IpcInterface::Command& command, const std::string& name, A
 
 void dispatch(const IpcInterface::CommandTable& commands, JsonReader& reader, Arrival& arrival) {
     Json node;
+    char* text = arrival.frame.payload.data();
     switch (reader.read(arrival.frame.payload, node)) {
         case JsonReader::Kind::notJson:
             condemnForGarbage(arrival);
@@ -55,6 +56,12 @@ void dispatch(const IpcInterface::CommandTable& commands, JsonReader& reader, Ar
             report(LogLevel::debug, "bus: a frame of %s holds no object, dropped",
                    arrival.from->peerName().c_str());
             return;
+        case JsonReader::Kind::tooLarge:
+            report(LogLevel::warning,
+                   "bus: a frame of %s is nested too deep or has too many values",
+                   arrival.from->peerName().c_str());
+            text = nullptr;
+            break;
         case JsonReader::Kind::object:
             break;
     }
@@ -65,7 +72,7 @@ void dispatch(const IpcInterface::CommandTable& commands, JsonReader& reader, Ar
                shortened(name).c_str(), arrival.from->peerName().c_str());
         return;
     }
-    runCommand(entry->second, name, arrival, node.get());
+    runCommand(entry->second, name, arrival, text, node.get());
 }
 
 enum class Kept { no, yes };
@@ -78,7 +85,7 @@ Kept lookForConfiguration(JsonReader& reader, const Arrival& arrival, Json& conf
         condemnForGarbage(arrival);
         return Kept::no;
     }
-    if (kind != JsonReader::Kind::object || commandOf(node.get()) != "initial-config") {
+    if (node == nullptr || commandOf(node.get()) != "initial-config") {
         return Kept::yes;
     }
     json_object* config = nullptr;

@@ -1,6 +1,9 @@
 #include "json_text.h"
 
 #include <new>
+#include <optional>
+
+#include "json_outline.h"
 
 namespace ostrel::bus {
 namespace {
@@ -30,16 +33,18 @@ JsonReader::JsonReader() : tokener_(json_tokener_new_ex(kMaxJsonDepth)) {
 
 JsonReader::Kind JsonReader::read(const std::string& text, Json& object) {
     object.reset();
-    json_tokener_reset(tokener_.get());
-    // The terminator is part of what is parsed: it ends a bare number, and a text that stops too
-    // early is an error instead of "to be continued".
-    Json node(
-        json_tokener_parse_ex(tokener_.get(), text.c_str(), static_cast<int>(text.size() + 1)));
-    if (json_tokener_get_error(tokener_.get()) != json_tokener_success) {
-        return Kind::notJson;
+    // A value takes two bytes at least, with what stands in front of it.
+    if (text.size() > 2 * kMaxJsonNodes && exceedsNodes(text)) {
+        return readOutline(text, object);
     }
-    if (text.find_first_not_of(kWhiteSpace, json_tokener_get_parse_end(tokener_.get())) !=
-        std::string::npos) {
+    Json node = parse(text);
+    const json_tokener_error error = json_tokener_get_error(tokener_.get());
+    if (error == json_tokener_error_depth) {
+        return readOutline(text, object);
+    }
+    if (error != json_tokener_success ||
+        text.find_first_not_of(kWhiteSpace, json_tokener_get_parse_end(tokener_.get())) !=
+            std::string::npos) {
         return Kind::notJson;
     }
     if (json_object_get_type(node.get()) != json_type_object) {
@@ -47,6 +52,27 @@ JsonReader::Kind JsonReader::read(const std::string& text, Json& object) {
     }
     object = std::move(node);
     return Kind::object;
+}
+
+Json JsonReader::parse(const std::string& text) {
+    json_tokener_reset(tokener_.get());
+    // The terminator is part of what is parsed: it ends a bare number, and a text that stops too
+    // early is an error instead of "to be continued".
+    return Json(
+        json_tokener_parse_ex(tokener_.get(), text.c_str(), static_cast<int>(text.size() + 1)));
+}
+
+JsonReader::Kind JsonReader::readOutline(const std::string& text, Json& object) {
+    std::optional<std::string> outline = jsonOutline(text, WithContext::yes);
+    if (!outline || outline->empty()) {
+        return outline ? Kind::notObject : Kind::notJson;
+    }
+    object = parse(*outline);
+    if (object == nullptr) {
+        // The context itself is too deep.
+        object = parse(jsonOutline(text, WithContext::no).value_or(""));
+    }
+    return object != nullptr ? Kind::tooLarge : Kind::notJson;
 }
 
 std::string commandOf(json_object* object) {

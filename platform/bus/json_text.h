@@ -18,18 +18,24 @@ struct JsonRelease {
 };
 using Json = std::unique_ptr<json_object, JsonRelease>;
 
-inline constexpr int kMaxJsonDepth = 64;
+inline constexpr int kMaxJsonDepth = 31;
 
 class JsonReader {
 public:
     JsonReader();
 
-    enum class Kind { notJson, notObject, object };
+    // tooLarge: nested deeper than kMaxJsonDepth, or of more than kMaxJsonNodes values.
+    enum class Kind { notJson, notObject, object, tooLarge };
 
-    // Reads `text`; `object` is set for Kind::object alone.
+    // Reads `text`. `object` is set for Kind::object, and for Kind::tooLarge, where it has the
+    // members "command", "cmd" and "context" alone.
     [[nodiscard]] Kind read(const std::string& text, Json& object);
 
 private:
+    // Null when `text` is not one JSON text; the tokener knows why.
+    Json parse(const std::string& text);
+    Kind readOutline(const std::string& text, Json& object);
+
     struct TokenerRelease {
         void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
     };

@@ -22,8 +22,12 @@ json_object* nodeOf(MessageEntry& entry) {
     return static_cast<json_object*>(entry.getRowMessage());
 }
 
-// The bus has parsed the text already; it hands null where that is left to us.
+// The bus has parsed the text already; it hands null where that is left to us. Throws for a text
+// that is no object, or that the bus gave up reading.
 std::shared_ptr<MessageEntry> requestOf(const char* text, void* parsed) {
+    if (text == nullptr) {
+        throw ENTRY_WRONG_TYPE;
+    }
     auto request =
         parsed != nullptr ? std::make_shared<JsonEntry>(parsed) : std::make_shared<JsonEntry>(text);
     if (json_object_is_type(nodeOf(*request), json_type_object) == 0) {
@@ -38,6 +42,17 @@ void answerInsertContext(MessageEntry& request, MessageEntry& answer) {
     if (json_object_object_get_ex(nodeOf(request), kContext, &context) != 0) {
         answer.insertObjectValue(kContext, std::make_shared<JsonEntry>(context));
     }
+}
+
+// `text` with the context of the request, which may be null.
+std::string failureAnswer(const char* text, void* request) {
+    if (json_object_object_get_ex(static_cast<json_object*>(request), kContext, nullptr) == 0) {
+        return text;
+    }
+    JsonEntry asked(request);
+    JsonEntry answer(text);
+    answerInsertContext(asked, answer);
+    return json_object_to_json_string_ext(nodeOf(answer), JSON_C_TO_STRING_PLAIN);
 }
 
 void logRequest(const char* operation, const char* text) {
@@ -96,12 +111,14 @@ void IPCEventListener::ipcHandleFunction(void* message, void* parsed, int sender
                        quotedForLog(answer).c_str());
     }
     if (!ipc_->send(answer, sender)) {
-        // A text too long for a frame; whoever asked must not wait in vain.
-        ipc_->send(std::string(kAnyFailure), sender);
+        // A text too long for a frame, perhaps by its context; whoever asked must not wait in vain.
+        static_cast<void>(ipc_->send(failureAnswer(kAnyFailure, parsed), sender) ||
+                          ipc_->send(std::string(kAnyFailure), sender));
     }
 }
 
 std::string IPCEventListener::makeAnswer(const char* text, void* parsed, AnswerHandler handler) {
+    const char* failure = kAnyFailure;
     try {
         const Entry request = requestOf(text, parsed);
         logRequest("ipcHandleFunction", text);
@@ -113,13 +130,13 @@ std::string IPCEventListener::makeAnswer(const char* text, void* parsed, AnswerH
         // Without blanks: thousands of clients must fit into one frame.
         return json_object_to_json_string_ext(nodeOf(*answer), JSON_C_TO_STRING_PLAIN);
     } catch (const ENTRY_EXCEPTION_TYPE&) {
-        return kParseFailure;
-    } catch (const std::exception& failure) {
-        logger().Error("%s failed: %s\n", "ipcHandleFunction", failure.what());
+        failure = kParseFailure;
+    } catch (const std::exception& problem) {
+        logger().Error("%s failed: %s\n", "ipcHandleFunction", problem.what());
     } catch (...) {
         logger().Error("%s failed: %s\n", "ipcHandleFunction", "no standard exception");
     }
-    return kAnyFailure;
+    return failureAnswer(failure, parsed);
 }
 
 void IPCEventListener::ipcNoAnserHandleFunction(void* message, void* parsed, int sender,
@@ -131,7 +148,7 @@ void IPCEventListener::ipcNoAnserHandleFunction(void* message, void* parsed, int
         (this->*handler)(request);
     } catch (const ENTRY_EXCEPTION_TYPE&) {
         logger().Warning("%s: message of module %d can't be read: %s\n", "ipcNoAnserHandleFunction",
-                         sender, quotedForLog(text).c_str());
+                         sender, quotedForLog(text != nullptr ? text : "").c_str());
     } catch (const std::exception& failure) {
         logger().Error("%s failed: %s\n", "ipcNoAnserHandleFunction", failure.what());
     } catch (...) {

@@ -48,6 +48,12 @@ TEST_F(DispatcherTest, AnswersARequestThatFails) {
         (listener_.*adapter)(std::string(request).data(), nullptr, kPeer);
         EXPECT_EQ(peer_.next(), answer) << request.substr(0, 40);
     }
+    // Beyond the bounds of the bus there is no text, but what is answered to.
+    const auto outline = message(R"({"command": "get", "context": {"a": [7]}})");
+    listener_.ipcHandleVestadState(nullptr, outline->getRowMessage(), kPeer);
+    const json refusal = json::parse(peer_.next());
+    EXPECT_EQ(refusal["error"], "IPCListener failed on parse message");
+    EXPECT_EQ(refusal["context"], json::parse(R"({"a": [7]})"));
 }
 
 TEST_F(DispatcherTest, StopsAlsoBeforeItHasBegunToListen) {

@@ -32,7 +32,9 @@ ipc_module_t ipc_tool_module();
 class IpcInterface {
 public:
     // message: the JSON text, zero-terminated. parsed: the same as a json_object*. Both belong to
-    // the bus and live for the call. sender: the sender's module number.
+    // the bus and live for the call. sender: the sender's module number. Of a text beyond the
+    // bounds (31 levels, 500,000 values) the message is null, and "command", "cmd" and "context"
+    // are all that is parsed: enough to refuse it.
     using Command = std::function<void(void* message, void* parsed, int sender)>;
     using CommandTable = std::map<std::string, Command>;
     // response: the answer as a json_object*. It belongs to the bus, lives for the call and may be

@@ -56,6 +56,14 @@ std::string nested(int depth) {
     return std::string(count, '[') + std::string(count, ']');
 }
 
+std::string repeated(std::string_view part, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        text += part;
+    }
+    return text;
+}
+
 TEST(JsonTextTest, IsOneTextAndNothingBehindAndNamesItsCommand) {
     const struct {
         std::string text;
@@ -73,7 +81,15 @@ TEST(JsonTextTest, IsOneTextAndNothingBehindAndNamesItsCommand) {
         {"5", Kind::notObject},
         {"null", Kind::notObject},
         {"[{}]", Kind::notObject},
-        {nested(60), Kind::notObject},
+        {nested(31), Kind::notObject},
+        {nested(100000), Kind::notObject},
+        {"{\"a\": " + nested(30) + "}", Kind::object},
+        {R"({"command": "get", "a": )" + nested(31) + "}", Kind::tooLarge, "get"},
+        {R"({"a": {"command": "x"}, "cmd": "b", "context": )" + nested(40) + "}", Kind::tooLarge,
+         "b"},
+        {R"({"command": "get", "a": [)" + repeated("1,", 499996) + "1]}", Kind::object, "get"},
+        {R"({"command": "get", "a": [)" + repeated("1,", 499997) + "1]}", Kind::tooLarge, "get"},
+        {R"({"command": "get", "a": ")" + repeated(",{", 500001) + "\"}", Kind::object, "get"},
         {"", Kind::notJson},
         {"  ", Kind::notJson},
         {"{\"a\": 1", Kind::notJson},
@@ -84,14 +100,16 @@ TEST(JsonTextTest, IsOneTextAndNothingBehindAndNamesItsCommand) {
         {std::string("{\"a\0b\": 1}", 10), Kind::notJson},
         {"{\"ssid\": \"caf\xe9\"}", Kind::notJson},
         {"GET / HTTP/1.1", Kind::notJson},
-        {nested(100000), Kind::notJson},
+        {nested(100000) + "x", Kind::notJson},
+        {std::string(100000, '['), Kind::notJson},
+        {"{\"a\": " + nested(40), Kind::notJson},
     };
     JsonReader reader;
     for (const auto& each : cases) {
         SCOPED_TRACE(each.text.substr(0, 60));
         Json object;
         EXPECT_EQ(reader.read(each.text, object), each.kind);
-        ASSERT_EQ(object != nullptr, each.kind == Kind::object);
+        ASSERT_EQ(object != nullptr, each.kind == Kind::object || each.kind == Kind::tooLarge);
         if (object != nullptr) {
             EXPECT_EQ(commandOf(object.get()), each.command);
         }

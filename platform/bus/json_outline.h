@@ -1,0 +1,27 @@
+#pragma once
+
+// What can be told of a JSON text without building it: whether it is too wide, and who must be
+// answered. Nothing here recurses or allocates more than the outline.
+//
+// Threads: functions without state.
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace ostrel::bus {
+
+// Values of a text at most, the containers among them: built, a value takes up to 200 bytes.
+inline constexpr std::size_t kMaxJsonNodes = 500000;
+
+[[nodiscard]] bool exceedsNodes(std::string_view json);
+
+enum class WithContext { no, yes };
+
+// An object with the members "command", "cmd" and, `context`, "context" of the object `json`, those
+// of up to 4 KiB; "" when `json` is another value. Nothing when its brackets or strings don't
+// close.
+[[nodiscard]] std::optional<std::string> jsonOutline(std::string_view json, WithContext context);
+
+}  // namespace ostrel::bus
