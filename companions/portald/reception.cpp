@@ -1,13 +1,11 @@
 #include "portald/reception.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <system_error>
+
+#include "portald/endpoint.h"
 
 namespace portald {
 namespace {
@@ -18,89 +16,20 @@ constexpr std::chrono::milliseconds kSweepPeriod{100};
 // For a peer to take the answer to a request that was not read to its end; its unread rest would
 // make the kernel reset the connection and the answer be lost.
 constexpr std::chrono::milliseconds kDraining{1000};
-constexpr int kBacklog = 1024;
 // Connections taken at a time, so that those which are there get their turn.
 constexpr int kAcceptedAtOnce = 64;
 // A handshake costs as much as hundreds of redirects.
 constexpr int kAcceptedAtOnceTls = 4;
 
-[[noreturn]] void fail(const std::string& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-ostrel::Fd boundSocket(int family, const sockaddr* address, socklen_t size) {
-    ostrel::Fd socket(::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    const int on = 1;
-    const int off = 0;
-    if (!socket.valid() ||
-        setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-        (family == AF_INET6 &&
-         setsockopt(socket.get(), IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off) != 0) ||
-        bind(socket.get(), address, size) != 0) {
-        socket.reset();
-    }
-    return socket;
-}
-
-ostrel::Fd listeningSocket(std::uint16_t port) {
-    sockaddr_in6 both{};
-    both.sin6_family = AF_INET6;
-    both.sin6_port = htons(port);
-    ostrel::Fd socket = boundSocket(AF_INET6, reinterpret_cast<sockaddr*>(&both), sizeof both);
-    if (!socket.valid() && errno != EADDRINUSE) {
-        sockaddr_in four{};
-        four.sin_family = AF_INET;
-        four.sin_port = htons(port);
-        socket = boundSocket(AF_INET, reinterpret_cast<sockaddr*>(&four), sizeof four);
-    }
-    if (!socket.valid() || ::listen(socket.get(), kBacklog) != 0) {
-        fail("port " + std::to_string(port) + " can't be listened on");
-    }
-    return socket;
-}
-
-// One of IPv4 in its own form also where it comes to an IPv6 socket.
-std::string textOf(const sockaddr_storage& address) {
-    std::array<char, INET6_ADDRSTRLEN> text{};
-    if (address.ss_family == AF_INET) {
-        const auto& four = reinterpret_cast<const sockaddr_in&>(address);
-        inet_ntop(AF_INET, &four.sin_addr, text.data(), text.size());
-        return text.data();
-    }
-    const auto& six = reinterpret_cast<const sockaddr_in6&>(address);
-    if (IN6_IS_ADDR_V4MAPPED(&six.sin6_addr)) {
-        inet_ntop(AF_INET, &six.sin6_addr.s6_addr[12], text.data(), text.size());
-    } else {
-        inet_ntop(AF_INET6, &six.sin6_addr, text.data(), text.size());
-    }
-    return text.data();
-}
-
-struct End {
-    std::string address;  // "" when the connection has none any more
-    unsigned int device;  // index of the interface, of link-local addresses alone
-};
-
-End endOf(int socket, int (*ask)(int, sockaddr*, socklen_t*)) {
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    if (ask(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        return {"", 0};
-    }
-    const bool ipv6 = address.ss_family == AF_INET6;
-    return {textOf(address),
-            ipv6 ? reinterpret_cast<const sockaddr_in6&>(address).sin6_scope_id : 0};
-}
-
 }  // namespace
 
 struct Reception::Connection {
-    Connection(ConnectionId itsId, Channel itsChannel, End itsPeer)
+    Connection(ConnectionId itsId, Channel itsChannel, Endpoint itsPeer)
         : id(itsId), channel(std::move(itsChannel)), peer(std::move(itsPeer)) {}
 
     const ConnectionId id;
     Channel channel;
-    const End peer;
+    const Endpoint peer;
     Stage stage = Stage::receiving;
     Clock::time_point deadline;
     Channel::Step watched = Channel::Step::done;  // done: for nothing
@@ -131,14 +60,7 @@ std::uint16_t Reception::listen(std::uint16_t port, SSL_CTX* tls) {
     const int socket = listeners_.back().socket.get();
     loop_.whenReadable(socket,
                        [this, index = listeners_.size() - 1] { accept(listeners_[index]); });
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        fail("getsockname");
-    }
-    return ntohs(address.ss_family == AF_INET
-                     ? reinterpret_cast<const sockaddr_in&>(address).sin_port
-                     : reinterpret_cast<const sockaddr_in6&>(address).sin6_port);
+    return portOf(socket);
 }
 
 void Reception::accept(const Listener& listener) {
@@ -155,7 +77,7 @@ void Reception::accept(const Listener& listener) {
 }
 
 void Reception::admit(ostrel::Fd socket, SSL_CTX* tls) {
-    const End peer = endOf(socket.get(), getpeername);
+    const Endpoint peer = peerOf(socket.get());
     if (peer.address.empty() || (connections_.size() >= limits_.connections && !makeRoom())) {
         return;
     }
@@ -218,7 +140,7 @@ void Reception::hand(Connection& connection) {
     enter(connection, Stage::deciding, limits_.deciding);
     asked->peer = connection.peer.address;
     asked->peerDevice = connection.peer.device;
-    asked->local = endOf(connection.channel.fd(), getsockname).address;
+    asked->local = localOf(connection.channel.fd()).address;
     asked->secure = connection.channel.secure();
     handler_(connection.id, *asked);
 }
