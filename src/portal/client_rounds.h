@@ -20,7 +20,7 @@ public:
 
     // After each statistics answer: a station that has not come up in it is disconnected.
     void checkClientsExpired();
-    // Once a second while no answer comes: those who are connected count as being there still.
+    // Once a second while monitord gives no answer: whoever is connected counts as still there.
     void checkClientsWithoutStatistics();
     // Once a second.
     void makeClientsPeriodicUpdate();

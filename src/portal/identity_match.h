@@ -1,8 +1,8 @@
 #pragma once
 
-// Which client an identity with several keys means. The session id decides; without one the MAC
-// does; without that what is left. The other keys must match too: a laptop that is named by its MAC
-// and its user's name is never taken for the same user's phone.
+// Finds the client that an identity with several keys means. The session id decides; without one,
+// the MAC; without both, whatever it has. The other keys must match too: a laptop that is named by
+// its MAC and its user's name is never taken for the same user's phone.
 //
 // Threads: under the lock of the client's instance.
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// Whoever hears of an instance's stations, in the order in which they hear.
+// The informators of an instance, in the order in which they are told of its stations.
 //
 // Threads: under the lock of the instance.
 
@@ -23,8 +23,8 @@ public:
     using ClientPtr = std::shared_ptr<Client>;
     using Call = bool (Informator::*)(ClientPtr, ClientStatisticInfo&);
 
-    // Puts an instance's informators together, in the one order that there is; its own, too, may be
-    // null. Whoever is added later stands behind them.
+    // Puts the instance's own informators and the shared ones in their order. Each may be null. One
+    // that is added later comes last.
     Informators(std::shared_ptr<Informator> accounting, std::shared_ptr<Informator> shaper,
                 const SharedInformators& shared);
 

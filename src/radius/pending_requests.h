@@ -57,8 +57,8 @@ public:
     // `askAgain`: stations whose request ended without a decision are kept for takeDue().
     explicit PendingRequests(bool askAgain) : askAgain_(askAgain) {}
 
-    // Adds a request. What was pending for the client is forgotten, and so is its place among the
-    // clients to be asked about again.
+    // Adds a request. An older request for the client is forgotten, and the client is no longer
+    // among those to be asked about again.
     void add(const Key& key, ClientPtr client, RadiusStation station) EXCLUDES(mutex_);
     [[nodiscard]] std::optional<RadiusStation> findStation(const Key& key) const EXCLUDES(mutex_);
     // Puts the next request of the same login, which answers a challenge, in the place of `oldKey`.

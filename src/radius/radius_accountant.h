@@ -20,7 +20,7 @@ public:
         : channel_(channel), config_(config) {}
 
     // Each is false when nothing was sent though it should have been; the reason is logged. An
-    // update that is not due yet is none that should have been sent.
+    // update that is not due yet gives true.
     [[nodiscard]] bool sendAccountingStartMessage(const Client& client);
     [[nodiscard]] bool sendAccountingUpdateMessage(const Client& client,
                                                    const ClientStatisticInfo& statistics);

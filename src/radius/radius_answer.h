@@ -1,6 +1,6 @@
 #pragma once
 
-// What a RADIUS server says about a station. Values.
+// What a RADIUS server says about a station: plain values.
 
 #include <memory>
 #include <optional>

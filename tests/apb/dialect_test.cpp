@@ -3,12 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <utility>
-#include <vector>
 
 #include "apb/apbd_dialect.h"
 #include "client/client.h"
-#include "core/json_entry.h"
 #include "core/temporary_log.h"
 #include "scenario/manageable_scenario_sequence.h"
 #include "support/fake_clock.h"

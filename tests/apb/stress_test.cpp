@@ -1,15 +1,8 @@
 // What the daemon's threads do, all at once, against three instances with a few hundred stations.
 // Meant for the thread sanitizer; without it, it still finds a deadlock or a lost station.
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <functional>
-#include <thread>
-
 #include "apb/apbd_fixture.h"
 #include "platform/librad/support.h"
-#include "radius/radius_listener.h"
 #include "scenario/access_scenario_constraints.h"
 #include "station/command_info.h"
 #include "support/radius_instance.h"

@@ -4,12 +4,10 @@
 #include "auth/authenticator.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "auth/portal_mac_authenticator.h"
 #include "auth/radius_authenticator.h"
 #include "radius/worker_fixture.h"
-#include "station/client_statistic_info.h"
 
 namespace vesta {
 namespace {

@@ -6,11 +6,9 @@
 #include <iterator>
 #include <random>
 #include <set>
-#include <vector>
 
 #include "client/client.h"
 #include "scenario/manageable_scenario_sequence.h"
-#include "scenario/scenario.h"
 #include "support/fake_portal_instance.h"
 #include "support/keyed_scenarios.h"
 

@@ -7,9 +7,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <iterator>
 #include <set>
 

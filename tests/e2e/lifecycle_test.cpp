@@ -1,8 +1,3 @@
-#include <signal.h>
-
-#include <filesystem>
-#include <fstream>
-
 #include "daemon_test.h"
 
 namespace vesta::testing {

@@ -1,8 +1,6 @@
 // The demo's two access points, each with a vestad and an apbd process, and a broker between them:
 // what its roads do not show. Stations walk while the broker or an apbd is gone.
 
-#include <unistd.h>
-
 #include "apsim/input.h"
 #include "apsim/road.h"
 #include "apsim/road_player.h"

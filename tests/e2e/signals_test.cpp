@@ -1,9 +1,4 @@
-#include <signal.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <filesystem>
 #include <thread>
 
 #include "daemon_test.h"

@@ -1,9 +1,5 @@
 // What traps and the wifi-auth file get.
 
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-
 #include "inform/ostrel_wifi_auth_informator.h"
 #include "inform/trap_informator.h"
 #include "platform/modules/fake_server.h"

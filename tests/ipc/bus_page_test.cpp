@@ -1,7 +1,6 @@
 // The examples of docs/bus.md, played in their order.
 
 #include <regex>
-#include <vector>
 
 #include "portal_fixture.h"
 #include "support/bus_peer.h"

@@ -3,7 +3,6 @@
 #include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <utility>
 
 #include "core/logger.h"

@@ -1,6 +1,3 @@
-#include <string>
-#include <utility>
-
 #include "core/temporary_log.h"
 #include "portal_fixture.h"
 #include "support/bus_peer.h"

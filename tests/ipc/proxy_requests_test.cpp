@@ -1,4 +1,3 @@
-#include <string>
 #include <utility>
 
 #include "kernel/kernel_white_list_store.h"

@@ -1,5 +1,3 @@
-#include <chrono>
-
 #include "core/logger.h"
 #include "kernel/redirector_fixture.h"
 #include "kernel/redirector_module_worker.h"

@@ -1,7 +1,5 @@
 #include "kernel/shaper_module_worker.h"
 
-#include <gtest/gtest.h>
-
 #include "platform/modules/fake_server.h"
 #include "support/fake_portal_instance.h"
 #include "support/test_client.h"

@@ -3,13 +3,11 @@
 #include "portal/portal_instance.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <map>
 #include <sstream>
 
-#include "client/client.h"
 #include "platform/librad/support.h"
 #include "scenario/access_scenario_constraints.h"
 #include "scenario/scenario.h"

@@ -3,21 +3,15 @@
 #include "portal/portal.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <thread>
 
 #include "apsim/event_log.h"
 #include "apsim/module_server.h"
 #include "kernel/kernel_white_list_store.h"
-#include "messages/dump_dialect.h"
 #include "ostrel/ipc.h"
-#include "station/client_identity.h"
-#include "station/client_statistic_info.h"
 #include "station/command_info.h"
 #include "support/collected.h"
-#include "support/fake_clock.h"
-#include "support/no_deauth_tool.h"
 #include "support/portal_document.h"
 #include "support/radius_instance.h"
 #include "support/runtime_directory.h"

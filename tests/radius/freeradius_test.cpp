@@ -1,8 +1,6 @@
 // An instance against a server that others have written.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <poll.h>
 
 #include "station/command_info.h"
 #include "support/freeradius_process.h"

@@ -1,7 +1,5 @@
 // What the accounting server hears of a session.
 
-#include <gtest/gtest.h>
-
 #include <map>
 
 #include "station/client_statistic_info.h"

@@ -2,8 +2,6 @@
 
 #include "radius/radius_das_handler.h"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 
 #include "platform/librad/support.h"

@@ -1,9 +1,5 @@
 #include "statistics/ipc_information_collector.h"
 
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-
 #include "support/bus_peer.h"
 #include "support/fake_clock.h"
 

@@ -1,8 +1,5 @@
 #include "apsim/road.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "apsim/road_player.h"
 #include "e2e/daemon_test.h"
 

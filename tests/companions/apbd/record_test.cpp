@@ -1,7 +1,5 @@
 #include "apbd/record.h"
 
-#include <gtest/gtest.h>
-
 #include "companions/apbd/fakes.h"
 #include "support/fake_clock.h"
 

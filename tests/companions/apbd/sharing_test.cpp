@@ -1,9 +1,6 @@
 #include "apbd/sharing.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
-#include <map>
 #include <sstream>
 
 #include "companions/apbd/fakes.h"

@@ -1,7 +1,6 @@
 // What travels between a bus and its peers, by hand on one side.
 
 #include <map>
-#include <stdexcept>
 
 #include "bus_fixture.h"
 

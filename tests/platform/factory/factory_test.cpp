@@ -1,7 +1,6 @@
 #include "ostrel/factory.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "factory/machine.h"
 #include "ostrel/runtime.h"

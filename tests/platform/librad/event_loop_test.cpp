@@ -1,6 +1,5 @@
 #include <poll.h>
 
-#include <atomic>
 #include <future>
 #include <thread>
 
