@@ -45,9 +45,9 @@ endfunction()
 # [TIMEOUT seconds]): one test program; every test of it is a ctest entry. INSIDE names the libraries
 # whose private headers it sees. STARTS names the programs that it runs as processes; of those that
 # are targets it gets the path, as VESTAD_PROGRAM for vestad. A cross build leaves a test with STARTS
-# out: its tests run under an emulator, which can't start further programs of that processor. The
-# sources are remembered, so that a test file that nobody registered fails the configuration (see
-# tests/CMakeLists.txt).
+# out: its tests run under an emulator, which can't start further programs of that processor. It also
+# leaves out the test of a library that it does not build. The sources are remembered, so that a test
+# file that nobody registered fails the configuration (see tests/CMakeLists.txt).
 function(vesta_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK;INSIDE;STARTS" ${ARGN})
     foreach(source ${ARG_SOURCES})
@@ -58,6 +58,12 @@ function(vesta_test name)
         message(STATUS "${name} is left out: it starts ${ARG_STARTS}")
         return()
     endif()
+    foreach(library ${ARG_LINK})
+        if(CMAKE_CROSSCOMPILING AND NOT TARGET ${library})
+            message(STATUS "${name} is left out: ${library} is not built")
+            return()
+        endif()
+    endforeach()
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 60)
     endif()
