@@ -1,4 +1,3 @@
-#include "core/temporary_log.h"
 #include "portal_fixture.h"
 #include "support/bus_peer.h"
 
@@ -78,21 +77,6 @@ TEST_F(DispatcherTest, KnowsAStationByItsSsidAndByItsInterface) {
     ASSERT_EQ(left.size(), 2U);
     EXPECT_EQ(left["0"]["ip"], "10.0.0.1");
     EXPECT_EQ(left["1"]["ip"], "10.0.0.3");
-}
-
-TEST_F(DispatcherTest, ReportsWhatApbdCouldNotDo) {
-    const TemporaryLog log(2);
-    const auto failed = message(R"({"status": "failed"})");
-    listener_.handleAPBAddResponce(failed);
-    listener_.handleAPBUpdateResponce(failed);
-    listener_.handleAPBDeleteResponce(failed);
-    listener_.handleAPBAddResponce(message(R"({"status": "success"})"));
-    listener_.handleAPBSubscribeResponce(failed);
-    EXPECT_EQ(log.records(),
-              (TemporaryLog::Records{"|WARNING|Try to add client on apbd server was failed!",
-                                     "|WARNING|Try to update client on apbd server was failed!",
-                                     "|WARNING|Try to delete client on apbd server was failed!",
-                                     "|WARNING|Try to connect to apbd server was failed!"}));
 }
 
 }  // namespace

@@ -55,35 +55,9 @@ TEST(Scenario, NamesAndBridgesWhatItsMessageLacks) {
 }
 
 TEST(ScenarioFactory, SkipsAMessageWithoutAValidType) {
-    const TemporaryLog log(kErrorsAndWarnings);
     for (const char* const text : {"{}", R"({"type": "Allow"})", R"({"type": 1})", "no JSON"}) {
         EXPECT_FALSE(scenario(text)) << text;
     }
-    EXPECT_EQ(log.records(), Records(4,
-                                     "|WARNING|Scenario without specify type: "
-                                     "allow, forbid or drop, skip it"));
-}
-
-TEST(Scenario, SaysWhenAKindIsAskedForWhatItDoesNotHold) {
-    const TemporaryLog log(kErrorsAndWarnings);
-    const auto login = scenario(
-        R"({"type": "forbid", "id": 1, "name": "login", "url": "u", "portal": "p", "auth": "a",
-            "white-list": "w", "white-list-data": ""})");
-    AccessScenarioConstraints limits;
-    EXPECT_EQ(login->get_name_deauth_scenario(), "");
-    EXPECT_FALSE(login->clearExpireReason());
-    EXPECT_EQ(login->getTxMaxSpeed(), 0U);
-    login->updateScenarioConstraints(limits);
-    EXPECT_EQ(login->getAwayTimeout(), 0);
-
-    Records expected;
-    for (const char* const operation : {"get_name_deauth_scenario", "clearExpireReason",
-                                        "getTxMaxSpeed", "updateScenarioConstraints"}) {
-        expected.push_back(std::string("|ERROR|Calling ") + operation +
-                           " for scenario login whoes not store needed attribute! Something gone "
-                           "wrong, this must not gonna happend!");
-    }
-    EXPECT_EQ(log.records(), expected);
 }
 
 TEST(AccessScenario, ExpiresOnlyBeyondItsLimits) {
