@@ -28,10 +28,17 @@ std::string addressOf(const companion::Neighbour& neighbour) {
 std::vector<Neighbours::Owner> Neighbours::ownersOf(const std::string& address,
                                                     unsigned int device) {
     const std::int64_t age = ostrel::monotonicMilliseconds() - readAt_;
-    const bool known = ipv6_.count(address) != 0 && age < kKnownFor;
-    if (readAt_ < 0 || (!known && age >= kReadEvery)) {
+    std::vector<Owner> owners = lookUp(address, device);
+    const std::int64_t readEvery = owners.empty() ? kReadEvery : kKnownFor;
+    if (readAt_ < 0 || age >= readEvery) {
         refresh();
+        owners = lookUp(address, device);
     }
+    return owners;
+}
+
+std::vector<Neighbours::Owner> Neighbours::lookUp(const std::string& address,
+                                                  unsigned int device) const {
     const auto found = ipv6_.find(address);
     if (found == ipv6_.end()) {
         return {};

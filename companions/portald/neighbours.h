@@ -37,6 +37,7 @@ private:
     // A station: the interface's index, and the MAC.
     using Key = std::pair<unsigned int, companion::Mac>;
 
+    [[nodiscard]] std::vector<Owner> lookUp(const std::string& address, unsigned int device) const;
     void refresh();
 
     const Source source_;
