@@ -14,8 +14,8 @@ constexpr std::size_t kFrameOverheadBytes = 128;
 
 }  // namespace
 
-Connection::Connection(Fd socket, std::uint64_t id, int epoll, pid_t peerProcess)
-    : id_(id), epoll_(epoll), peerProcess_(peerProcess), socket_(std::move(socket)) {}
+Connection::Connection(Fd socket, std::uint64_t id, int epoll, const Peer& peer)
+    : id_(id), epoll_(epoll), peer_(peer), socket_(std::move(socket)) {}
 
 void Connection::start() {
     MutexLock lock(mutex_);
@@ -147,7 +147,7 @@ void Connection::close() {
 
 std::string Connection::peerName() const {
     const std::uint32_t module = peerModule_;
-    const std::string process = "process " + std::to_string(peerProcess_);
+    const std::string process = "process " + std::to_string(peer_.process);
     return module == 0 ? process : "module " + std::to_string(module) + " (" + process + ")";
 }
 

@@ -23,6 +23,7 @@
 #include "frame.h"
 #include "ostrel/mutex.h"
 #include "ostrel/runtime.h"
+#include "sockets.h"
 
 namespace ostrel::bus {
 
@@ -34,7 +35,7 @@ inline constexpr std::size_t kMaxUnhandledBytes = 4 * 1024 * 1024;
 class Connection {
 public:
     // `socket` is connected and non-blocking; events are asked of `epoll` under `id`.
-    Connection(Fd socket, std::uint64_t id, int epoll, pid_t peerProcess);
+    Connection(Fd socket, std::uint64_t id, int epoll, const Peer& peer);
 
     // Asks for events from now on.
     void start() EXCLUDES(mutex_);
@@ -70,6 +71,8 @@ public:
     // For reports: "module 11 (process 712)".
     [[nodiscard]] std::string peerName() const;
     [[nodiscard]] std::uint64_t id() const { return id_; }
+    // The peer runs as root or as our own user.
+    [[nodiscard]] bool trusted() const { return peer_.trusted; }
     [[nodiscard]] const FrameReader& reader() const { return reader_; }
 
 private:
@@ -80,7 +83,7 @@ private:
 
     const std::uint64_t id_;
     const int epoll_;
-    const pid_t peerProcess_;
+    const Peer peer_;
     std::atomic<std::uint32_t> peerModule_{0};  // 0 until the peer has shown one
     FrameReader reader_;                        // of the I/O thread
 

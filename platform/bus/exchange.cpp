@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ostrel/ipc.h"
 #include "utf8.h"
 
 namespace ostrel::bus {
@@ -32,6 +33,13 @@ std::int64_t realMilliseconds() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
                std::chrono::steady_clock::now().time_since_epoch())
         .count();
+}
+
+// The daemons whose word counts: configuration, apbd, monitord. vestad's own number is not among
+// them, since nobody obeys it.
+bool isModule(std::uint32_t sender) {
+    return sender == IPC_MODULE_CONFIGURATION || sender == IPC_MODULE_APBD ||
+           sender == IPC_MODULE_MONITORD_TRAPS || sender == IPC_MODULE_MONITORD_STATISTICS;
 }
 
 std::runtime_error loopError() {
@@ -166,7 +174,7 @@ void Exchange::admit(Fd socket) {
         report(LogLevel::warning, "bus: process %d is one connection too many, closed",
                static_cast<int>(peer.process));
     } else {
-        open(std::move(socket), peer.process);
+        open(std::move(socket), peer);
     }
 }
 
@@ -227,6 +235,11 @@ void Exchange::readFrom(const std::shared_ptr<Connection>& connection, bool hung
     std::vector<Frame> frames;
     const Connection::Read result = connection->read(buffer_, frames);
     for (Frame& frame : frames) {
+        if (isModule(frame.sender) && !connection->trusted()) {
+            report(LogLevel::warning, "bus: %s may not speak as module %u, its frame is dropped",
+                   connection->peerName().c_str(), frame.sender);
+            continue;
+        }
         connection->setPeer(frame.sender);
         peers_.show(frame.sender, connection);
         sink_(Arrival(std::move(frame), connection));
@@ -258,9 +271,9 @@ void Exchange::closeConnection(const std::shared_ptr<Connection>& connection) {
     connection->close();
 }
 
-std::shared_ptr<Connection> Exchange::open(Fd socket, pid_t process) {
+std::shared_ptr<Connection> Exchange::open(Fd socket, const Peer& peer) {
     auto connection =
-        std::make_shared<Connection>(std::move(socket), nextId_++, epoll_.get(), process);
+        std::make_shared<Connection>(std::move(socket), nextId_++, epoll_.get(), peer);
     peers_.add(connection);
     connection->start();
     return connection;
@@ -288,7 +301,7 @@ std::shared_ptr<Connection> Exchange::reach(std::uint32_t module, bool& fresh) {
     }
     absent_.erase(module);
     fresh = true;
-    const std::shared_ptr<Connection> connection = open(std::move(socket), peer.process);
+    const std::shared_ptr<Connection> connection = open(std::move(socket), peer);
     connection->setPeer(module);
     peers_.show(module, connection);
     return connection;

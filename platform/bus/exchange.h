@@ -59,7 +59,7 @@ private:
     void handleConnection(const std::shared_ptr<Connection>& connection, std::uint32_t events);
     void readFrom(const std::shared_ptr<Connection>& connection, bool hungUp);
     void closeConnection(const std::shared_ptr<Connection>& connection);
-    std::shared_ptr<Connection> open(Fd socket, pid_t process);
+    std::shared_ptr<Connection> open(Fd socket, const Peer& peer);
     std::shared_ptr<Connection> reach(std::uint32_t module, bool& fresh) EXCLUDES(connecting_);
     void reportAbsent(std::uint32_t module, const char* reason) REQUIRES(connecting_);
 

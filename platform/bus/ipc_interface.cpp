@@ -88,6 +88,11 @@ Kept lookForConfiguration(JsonReader& reader, const Arrival& arrival, Json& conf
     if (node == nullptr || commandOf(node.get()) != "initial-config") {
         return Kept::yes;
     }
+    if (!arrival.from->trusted()) {
+        report(LogLevel::warning, "bus: %s may not configure this process",
+               arrival.from->peerName().c_str());
+        return Kept::no;
+    }
     json_object* config = nullptr;
     if (json_object_object_get_ex(node.get(), "config", &config) == 0 ||
         json_object_get_type(config) != json_type_object) {

@@ -59,9 +59,10 @@ Peer peerOf(int socket, const std::string& directory) {
     if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &bytes) != 0) {
         return Peer{};
     }
-    Peer peer{credentials.pid, credentials.uid, false};
+    Peer peer{credentials.pid, credentials.uid, false, false};
     if (peer.user == 0 || peer.user == geteuid()) {
         peer.welcome = true;
+        peer.trusted = true;
         return peer;
     }
     struct stat status {};

@@ -20,6 +20,8 @@ struct Peer {
     uid_t user = 0;
     // root, our own user, or in the group that owns the bus directory (primary or supplementary)
     bool welcome = false;
+    // root or our own user: may configure us, and be one of the modules that we obey
+    bool trusted = false;
 };
 [[nodiscard]] Peer peerOf(int socket, const std::string& directory);
 

@@ -69,7 +69,8 @@ IPCEventListener::IPCEventListener(std::shared_ptr<Portal> portal,
     : VestaEventListener(std::move(portal), std::move(apbd)), ipc_(std::move(ipc)) {
     using Self = IPCEventListener;
     name_ = "ipcListener";
-    const auto add = [this](const char* command, void (Self::*adapter)(void*, void*, int)) {
+    using Adapter = void (Self::*)(void*, void*, int);
+    const auto add = [this](const char* command, Adapter adapter) {
         commands_[command] = [this, adapter](void* message, void* parsed, int sender) {
             (this->*adapter)(message, parsed, sender);
         };
@@ -81,16 +82,26 @@ IPCEventListener::IPCEventListener(std::shared_ptr<Portal> portal,
     add("update-scenario", &Self::ipcHandleUpdateScenario);
     add("get", &Self::ipcHandleVestadState);
     add("get-scenarios", &Self::ipcHandleVestadStateScenarios);
-    add("connected", &Self::ipcHandleAPBConnectedResponce);
-    add("disconnected", &Self::ipcHandleAPBDisconnectedResponce);
-    add("subscribe-response", &Self::ipcHandleAPBSubscribeResponce);
-    add("add-response", &Self::ipcHandleAPBAddResponce);
-    add("update-response", &Self::ipcHandleAPBUpdateResponce);
-    add("del-response", &Self::ipcHandleAPBDeleteResponce);
-    add("add-notify", &Self::ipcHandleAPBAddNotify);
-    add("update-notify", &Self::ipcHandleAPBUpdateNotify);
-    add("del-notify", &Self::ipcHandleAPBDeleteNotify);
     add("cp-del-client", &Self::ipcHandleDelClient);
+    const auto addOfApbd = [this](const char* command, Adapter adapter) {
+        commands_[command] = [this, command, adapter](void* message, void* parsed, int sender) {
+            if (sender == IPC_MODULE_APBD) {
+                (this->*adapter)(message, parsed, sender);
+            } else {
+                logger().Warning("\"%s\" of module %d is ignored: it is for apbd to say\n", command,
+                                 sender);
+            }
+        };
+    };
+    addOfApbd("connected", &Self::ipcHandleAPBConnectedResponce);
+    addOfApbd("disconnected", &Self::ipcHandleAPBDisconnectedResponce);
+    addOfApbd("subscribe-response", &Self::ipcHandleAPBSubscribeResponce);
+    addOfApbd("add-response", &Self::ipcHandleAPBAddResponce);
+    addOfApbd("update-response", &Self::ipcHandleAPBUpdateResponce);
+    addOfApbd("del-response", &Self::ipcHandleAPBDeleteResponce);
+    addOfApbd("add-notify", &Self::ipcHandleAPBAddNotify);
+    addOfApbd("update-notify", &Self::ipcHandleAPBUpdateNotify);
+    addOfApbd("del-notify", &Self::ipcHandleAPBDeleteNotify);
 }
 
 bool IPCEventListener::handle() {

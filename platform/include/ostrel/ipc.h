@@ -57,9 +57,9 @@ public:
     IpcInterface& operator=(const IpcInterface&) = delete;
 
     // Asks module 1 for the configuration once a second until an "initial-config" frame arrives,
-    // from whoever sends it. Returns its "config" as a json_object* of which the caller owns one
-    // reference; null when stop() was called first. Other frames that arrive meanwhile are kept for
-    // process().
+    // from a process of root or of our own user. Returns its "config" as a json_object* of which
+    // the caller owns one reference; null when stop() was called first. Other frames that arrive
+    // meanwhile are kept for process().
     [[nodiscard]] void* receive_initial_config();
 
     // Handles frames on the calling thread, in order of arrival, until stop(). A frame that is no

@@ -90,7 +90,7 @@ public:
     std::size_t writeUntilStalled(std::string_view bytes, std::size_t limit) {
         std::size_t taken = 0;
         pollfd wanted{socket_.get(), POLLOUT, 0};
-        while (taken < limit && poll(&wanted, 1, 200) == 1) {
+        while (taken < limit && poll(&wanted, 1, 1000) == 1) {
             const std::string_view rest = bytes.substr(taken % bytes.size());
             const ssize_t count =
                 send(socket_.get(), rest.data(), rest.size(), MSG_NOSIGNAL | MSG_DONTWAIT);

@@ -124,6 +124,7 @@ TEST_F(MisuseTest, OnlyTheGroupOfTheDirectoryMayConnect) {
             const bool changed = setgroups(1, &each.supplementary) == 0 &&
                                  setgid(each.primary) == 0 && setuid(4000) == 0;
             RawPeer peer = RawPeer::connectedTo(kServer);
+            peer.tryWrite(handMadeFrame(2, R"({"cmd":"ping"})"));  // apbd it is not
             peer.tryWrite(handMadeFrame(65536 + 4000, R"({"cmd":"ping"})"));
             _exit(!changed ? 2 : peer.readFrame().first == kServer ? 1 : 0);
         }
@@ -131,7 +132,9 @@ TEST_F(MisuseTest, OnlyTheGroupOfTheDirectoryMayConnect) {
         waitpid(child, &status, 0);
         EXPECT_EQ(WEXITSTATUS(status), each.welcome ? 1 : 0) << each.primary;
     }
-    EXPECT_THAT(reports_.waitFor(1), ElementsAre(HasSubstr("of user 4000 may not connect")));
+    EXPECT_THAT(reports_.waitFor(3), ElementsAre(HasSubstr("of user 4000 may not connect"),
+                                                 HasSubstr("may not speak as module 2"),
+                                                 HasSubstr("may not speak as module 2")));
 }
 
 }  // namespace
