@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "redirectord/links.h"
+#include "netlink/neighbours.h"
 
 namespace redirectord {
 namespace {
@@ -18,6 +18,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kGather{10};
 // A pass through a large table may take a tenth of our time.
 constexpr int kPausePerPass = 9;
+constexpr milliseconds kLongestPause{1000};
 constexpr int kReadsAtOnce = 8;
 
 nlmsghdr* putRequest(NetlinkBuffer& space, int type, std::uint16_t flags, std::uint8_t family) {
@@ -29,6 +30,10 @@ nlmsghdr* putRequest(NetlinkBuffer& space, int type, std::uint16_t flags, std::u
     generic->nfgen_family = family;
     generic->version = NFNETLINK_V0;
     return message;
+}
+
+std::string bytesOf(in_addr address) {
+    return {reinterpret_cast<const char*>(&address), sizeof address};
 }
 
 // True when a tuple of the flow has one of these addresses.
@@ -58,11 +63,16 @@ Flows::~Flows() {
 void Flows::cut(const ostrel::MacBytes& mac, in_addr ip) {
     macs_.insert(mac);
     if (ip.s_addr != 0) {
-        addresses_.emplace(reinterpret_cast<const char*>(&ip), sizeof ip);
+        addresses_.insert(bytesOf(ip));
     }
     if (!scheduled_ && !reading_) {
         schedule();
     }
+}
+
+void Flows::spare(const ostrel::MacBytes& mac, in_addr ip) {
+    macs_.erase(mac);
+    addresses_.erase(bytesOf(ip));
 }
 
 void Flows::schedule() {
@@ -77,9 +87,10 @@ void Flows::begin() {
     began_ = Clock::now();
     sought_ = std::exchange(addresses_, {});
     const std::set<ostrel::MacBytes> macs = std::exchange(macs_, {});
-    for (auto& [mac, address] : neighbours()) {
-        if (macs.count(mac) != 0) {
-            sought_.insert(address);
+    for (const companion::Neighbour& one : companion::NeighbourTables().neighbours()) {
+        if (macs.count(one.mac) != 0) {
+            const std::size_t size = one.family == AF_INET ? sizeof(in_addr) : sizeof(in6_addr);
+            sought_.emplace(reinterpret_cast<const char*>(one.address.data()), size);
         }
     }
     alignas(nlmsghdr) NetlinkBuffer space;
@@ -157,7 +168,7 @@ void Flows::finish() {
     sought_.clear();
     reading_ = false;
     const Clock::time_point now = Clock::now();
-    notBefore_ = now + kPausePerPass * (now - began_);
+    notBefore_ = now + std::min<Clock::duration>(kPausePerPass * (now - began_), kLongestPause);
     if (!macs_.empty()) {
         schedule();
     }

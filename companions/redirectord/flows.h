@@ -28,6 +28,8 @@ public:
     // Deletes the flows of the addresses that the station with this MAC has: `ip`, and those in the
     // neighbour tables. Those of many stations in one pass through the table, shortly after.
     void cut(const ostrel::MacBytes& mac, in_addr ip);
+    // It is authorised again: what has not been cut yet may stay.
+    void spare(const ostrel::MacBytes& mac, in_addr ip);
 
 private:
     using Clock = companion::EventLoop::Clock;

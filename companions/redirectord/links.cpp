@@ -188,25 +188,4 @@ int gatewayTo(in_addr address, in_addr& gateway) {
     });
 }
 
-std::vector<std::pair<MacBytes, std::string>> neighbours() {
-    std::vector<std::pair<MacBytes, std::string>> found;
-    Netlink netlink(NETLINK_ROUTE);
-    alignas(nlmsghdr) NetlinkBuffer space;
-    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
-    putDump<ndmsg>(message, RTM_GETNEIGH)->ndm_family = AF_UNSPEC;
-    netlink.request(message, [&found](const nlmsghdr* answer) {
-        MacBytes mac{};
-        std::string address;
-        eachAttribute(attributesOf(answer, sizeof(ndmsg)), [&](const NetlinkAttribute& one) {
-            if (one.type == NDA_LLADDR) {
-                mac = one.as<MacBytes>();
-            } else if (one.type == NDA_DST) {
-                address = one.bytes;
-            }
-        });
-        found.emplace_back(mac, address);
-    });
-    return found;
-}
-
 }  // namespace redirectord

@@ -77,7 +77,4 @@ std::optional<in_addr> addressOn(const std::set<std::string>& interfaces);
 // or minus the error number (-ENETUNREACH).
 int gatewayTo(in_addr address, in_addr& gateway);
 
-// The addresses (4 or 16 bytes) that the neighbour tables give for a MAC, together with the MAC.
-std::vector<std::pair<ostrel::MacBytes, std::string>> neighbours();
-
 }  // namespace redirectord

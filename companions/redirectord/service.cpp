@@ -67,6 +67,7 @@ Service::Service(companion::EventLoop& loop, const Options& options, Nft& nft, N
       shaper_(shaper),
       stations_({[this](const StationKey& key) { announcements_.push(key); },
                  [this](const StationKey& key, in_addr ip) { flows_.cut(key.mac, ip); },
+                 [this](const StationKey& key, in_addr ip) { flows_.spare(key.mac, ip); },
                  [this](const StationKey& key) {
                      lists_.forgetStation(key);
                      shaper_.forgetStation(key);

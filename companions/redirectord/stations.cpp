@@ -115,6 +115,8 @@ int Stations::tell(const StationKey& key, Access access, in_addr ip, Clock::time
     station.ip = station.ip.s_addr == 0 ? ip : station.ip;
     if (before.access == Access::pass && access != Access::pass) {
         callbacks_.cut(key, station.ip);
+    } else if (access == Access::pass) {
+        callbacks_.spare(key, station.ip);
     }
     return 0;
 }

@@ -51,6 +51,8 @@ public:
         std::function<void(const StationKey&)> announce;
         // Its authorisation has ended: its flows are to end, too.
         std::function<void(const StationKey&, in_addr)> cut;
+        // It is authorised.
+        std::function<void(const StationKey&, in_addr)> spare;
         // It was forgotten.
         std::function<void(const StationKey&)> forgotten;
     };

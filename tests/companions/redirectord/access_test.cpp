@@ -77,9 +77,8 @@ TEST_F(AccessTest, a_running_download_ends_with_the_authorisation) {
         ASSERT_EQ(daemon_->tell(end, station(1)), 0);
         download.flow(Milliseconds(0));  // what was on its way
         EXPECT_EQ(download.flow(Milliseconds(200)), 0U);
-        EXPECT_EQ(
-            net_->ap.output("grep 'ESTABLISHED src=" + station(1).ip + " ' /proc/net/nf_conntrack"),
-            "");
+        net_->ap.run("for i in $(seq 50); do grep -q 'ESTABLISHED src=" + station(1).ip +
+                     " ' /proc/net/nf_conntrack || exit 0; sleep 0.1; done; exit 1");
     }
 }
 

@@ -32,7 +32,7 @@ protected:
                 stations_->announced(key, now_);
             },
             [this](const StationKey& key, in_addr) { cut_.push_back(ostrel::macText(key.mac)); },
-            [](const StationKey&) {}});
+            [](const StationKey&, in_addr) {}, [](const StationKey&) {}});
     }
     static StationKey key(std::uint32_t number) {
         ostrel::MacBytes mac{2, 0};
