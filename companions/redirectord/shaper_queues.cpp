@@ -37,13 +37,14 @@ std::uint32_t ofDownloads(std::uint64_t wireBytesPerSecond) {
 }
 
 // The queue of a class, in bytes: a quarter of a second, because TCP needs that much to keep a slow
-// class busy; but room for an initial window of TCP, and no more than two packets as large as the
-// kernel joins them (64 KB) unless that is less than a twentieth of a second.
+// class busy, or a twentieth, where that has room for a packet as large as the kernel joins them
+// (64 KB). Much more than half of TCP's initial window makes it send twice at 128 kbit/s. A longer
+// queue is no better: what is lost at its end holds up what follows for as long as the queue is.
 std::uint32_t queueBytes(std::uint32_t bytesPerSecond) {
     constexpr std::uint32_t kUnlimitedQueue = 1'500'000;
-    constexpr std::uint32_t kInitialWindow = 16'000;
-    constexpr std::uint32_t kTwoJoinedPackets = 140'000;
-    const std::uint32_t slow = std::clamp(bytesPerSecond / 4, kInitialWindow, kTwoJoinedPackets);
+    constexpr std::uint32_t kShortest = 10'000;
+    constexpr std::uint32_t kJoinedPacket = 70'000;
+    const std::uint32_t slow = std::clamp(bytesPerSecond / 4, kShortest, kJoinedPacket);
     return bytesPerSecond == 0 ? kUnlimitedQueue : std::max(slow, bytesPerSecond / 20);
 }
 

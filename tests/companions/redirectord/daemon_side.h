@@ -155,7 +155,7 @@ public:
 
 private:
     const AccessPointNetwork& net_;
-    std::vector<std::string> words_;
+    std::vector<std::string> words_{"--uplink", "up0"};
     ChildProcess process_;
 };
 
