@@ -43,6 +43,14 @@ std::string ownAddress(const Asked& asked, const Station& station) {
     return told && told->s_addr != 0 ? station.accessPointIp : asked.local;
 }
 
+// Over TLS where the certificate's name is known; a browser would refuse it for an address.
+std::string base(const Asked& asked, const Station& station, const Settings& settings) {
+    return settings.tlsPort != 0 && !settings.name.empty()
+               ? "https://" + settings.name + ":" + std::to_string(settings.tlsPort)
+               : "http://" + inUrl(ownAddress(asked, station)) + ":" +
+                     std::to_string(settings.port);
+}
+
 bool isOwnHost(const std::string& host, const Asked& asked, const Station& station,
                const Settings& settings) {
     return host == asked.local || host == station.accessPointIp ||
@@ -70,18 +78,14 @@ std::string redirectLocation(const Asked& asked, const Station& station, const S
     if (!isOwn(url, asked, station, settings)) {
         return station.redirectUrl;
     }
-    return "http://" + inUrl(ownAddress(asked, station)) + ":" + std::to_string(settings.port) +
-           (url.usable ? url.path : "/");
+    return base(asked, station, settings) + (url.usable ? url.path : "/");
 }
 
 std::string portalUrl(const Asked& asked, const Station& station, const Settings& settings) {
     if (!station.admitted && !hasPagesHere(asked, station, settings)) {
         return station.redirectUrl;
     }
-    const std::string host =
-        settings.name.empty() ? inUrl(ownAddress(asked, station)) : settings.name;
-    return settings.tlsPort != 0 ? "https://" + host + ":" + std::to_string(settings.tlsPort) + "/"
-                                 : "http://" + host + ":" + std::to_string(settings.port) + "/";
+    return base(asked, station, settings) + "/";
 }
 
 std::string apiUrl(const Settings& settings) {

@@ -22,7 +22,8 @@ namespace portald {
                                 const Settings& settings);
 
 // Where the browser of a station without access is to go: the configured URL; where that leads to
-// this portal, its path at the address that vestad gives, as in "redirect-location".
+// this portal, its path at the address that vestad gives, as in "redirect-location", or over TLS at
+// this portal's name if it has both.
 [[nodiscard]] std::string redirectLocation(const Asked& asked, const Station& station,
                                            const Settings& settings);
 

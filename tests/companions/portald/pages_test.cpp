@@ -9,6 +9,7 @@
 #include "portald/attempts.h"
 #include "portald/options.h"
 #include "portald/page_set.h"
+#include "portald/places.h"
 #include "portald/token.h"
 #include "support/fake_clock.h"
 
@@ -176,6 +177,26 @@ TEST(Attempts, areCountedByStationAndMinute) {
         static_cast<void>(attempts.count(std::to_string(i)));
     }
     EXPECT_EQ(attempts.stations(), Attempts::kMostStations);
+}
+
+TEST(Places, areOverTlsWhereThereIsACertificateWithItsName) {
+    Asked asked;
+    asked.local = "fe80::1";
+    Station station;
+    Settings settings;
+    const auto locationOf = [&](const char* accessPoint, const char* url) {
+        station.accessPointIp = accessPoint;
+        station.redirectUrl = url;
+        return redirectLocation(asked, station, settings);
+    };
+    EXPECT_EQ(locationOf("10.1.0.1", "http://10.1.0.1/a"), "http://10.1.0.1:8888/a");
+    EXPECT_EQ(locationOf("10.1.0.1", "http://10.1.0.1:80/a"), "http://10.1.0.1:80/a");
+    EXPECT_EQ(locationOf("0.0.0.0", ""), "http://[fe80::1]:8888/");
+    settings.name = "portal.example";
+    EXPECT_EQ(locationOf("10.1.0.1", "http://portal.example/a"), "http://10.1.0.1:8888/a");
+    settings.tlsPort = 8443;
+    EXPECT_EQ(locationOf("10.1.0.1", "http://10.1.0.1/a?b"), "https://portal.example:8443/a?b");
+    EXPECT_EQ(locationOf("10.1.0.1", "https://other.example/"), "https://other.example/");
 }
 
 TEST(Options, areReadAndPrintedForDnsmasq) {
