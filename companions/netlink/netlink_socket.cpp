@@ -63,28 +63,29 @@ AnswerEnd NetlinkSocket::ask(NetlinkRequest& request, const Handler& handler) {
             end.error = errno == EAGAIN ? ETIMEDOUT : errno;
             return end;
         }
-        if (!readMessages(static_cast<int>(bytes), handler, end)) {
+        if (!readMessages(static_cast<std::size_t>(bytes), handler, end)) {
             return end;
         }
     }
 }
 
-bool NetlinkSocket::readMessages(int bytes, const Handler& handler, AnswerEnd& end) {
-    for (const auto* one = reinterpret_cast<const nlmsghdr*>(buffer_.data());
-         mnl_nlmsg_ok(one, bytes); one = mnl_nlmsg_next(one, &bytes)) {
-        if (one->nlmsg_seq != sequence_) {
-            continue;  // of a request that was given up
+bool NetlinkSocket::readMessages(std::size_t bytes, const Handler& handler, AnswerEnd& end) {
+    bool goesOn = true;
+    forEachMessage(buffer_.data(), bytes, [&](const nlmsghdr& one) {
+        if (one.nlmsg_seq != sequence_) {
+            return true;  // of a request that was given up
         }
-        end.interrupted = end.interrupted || (one->nlmsg_flags & NLM_F_DUMP_INTR) != 0;
-        if (one->nlmsg_type != NLMSG_DONE && one->nlmsg_type != NLMSG_ERROR) {
-            handler(*one);
-            continue;
+        end.interrupted = end.interrupted || (one.nlmsg_flags & NLM_F_DUMP_INTR) != 0;
+        if (one.nlmsg_type != NLMSG_DONE && one.nlmsg_type != NLMSG_ERROR) {
+            handler(one);
+            return true;
         }
-        const auto* const code = headerOf<std::int32_t>(*one);
+        const auto* const code = headerOf<std::int32_t>(one);
         end.error = code == nullptr || *code > 0 ? 0 : -*code;
+        goesOn = false;
         return false;
-    }
-    return true;
+    });
+    return goesOn;
 }
 
 int NetlinkSocket::order(NetlinkRequest& request) {

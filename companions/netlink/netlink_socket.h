@@ -69,12 +69,25 @@ private:
     };
 
     // False when the answer has come to its end.
-    bool readMessages(int bytes, const Handler& handler, AnswerEnd& end);
+    bool readMessages(std::size_t bytes, const Handler& handler, AnswerEnd& end);
 
     std::unique_ptr<mnl_socket, Close> socket_;
     std::vector<char> buffer_;
     unsigned int sequence_ = 0;
 };
+
+// Visits the messages in `bytes` bytes from `first` on, until `visit` gives false. Stops at one
+// that passes the end; mnl_nlmsg_ok() takes a length above 2 GiB for a short one.
+template <typename Visit>
+void forEachMessage(const void* first, std::size_t bytes, const Visit& visit) {
+    const auto* message = static_cast<const nlmsghdr*>(first);
+    while (bytes >= sizeof *message && message->nlmsg_len >= sizeof *message &&
+           message->nlmsg_len <= bytes && visit(*message)) {
+        const std::size_t step = NLMSG_ALIGN(std::size_t{message->nlmsg_len});
+        bytes -= std::min(bytes, step);
+        message = reinterpret_cast<const nlmsghdr*>(reinterpret_cast<const char*>(message) + step);
+    }
+}
 
 // Visits the attributes in `bytes` bytes from `first` on. Stops at one that passes the end.
 template <typename Visit>

@@ -42,10 +42,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     std::memcpy(words.data(), data, size);
-    auto left = static_cast<int>(size);
-    for (const auto* one = reinterpret_cast<const nlmsghdr*>(words.data()); mnl_nlmsg_ok(one, left);
-         one = mnl_nlmsg_next(one, &left)) {
-        readMessage(*one);
-    }
+    companion::forEachMessage(words.data(), size, [](const nlmsghdr& message) {
+        readMessage(message);
+        return true;
+    });
     return 0;
 }
