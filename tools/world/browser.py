@@ -5,19 +5,17 @@ import itertools
 import json
 import os
 import queue
-import shutil
 import subprocess
 import threading
 import time
 
 from hosts import Unexpected
 
-PROGRAMS = ("chromium-headless-shell", "chromium")
+PROGRAM = "chromium-headless-shell"
 
 
 class Browser:
     def __init__(self, station):
-        program = next(filter(shutil.which, PROGRAMS))
         home = station.directory / "browser"
         home.mkdir()
         requests_out, self._requests = os.pipe()
@@ -26,7 +24,7 @@ class Browser:
         pipes = 'exec "${@:3}" 3<&"$1" 4>&"$2" 2>>"$HOME/log"'
         self._process = subprocess.Popen(
             ["bash", "-c", pipes, "bash", str(requests_out), str(answers_in),
-             *station.command(program, "--headless", "--no-sandbox", "--disable-gpu",
+             *station.command(PROGRAM, "--headless", "--no-sandbox", "--disable-gpu",
                               "--hide-scrollbars", "--window-size=412,620",
                               "--force-device-scale-factor=2", "--no-first-run",
                               "--disable-component-update", "--disable-background-networking",

@@ -90,7 +90,8 @@ class Road:
     def see_first_page(self):
         self.pictures.mkdir()
         self.browser = Browser(self.cara)
-        self.browser.open("http://www.example/")
+        # What a telephone asks to find out whether there is a portal.
+        self.browser.open("http://connectivitycheck.gstatic.com/generate_204")
         self.browser.screenshot(self.pictures / "login.png")
         demand(":8888/" in self.browser.url, f"the browser is at {self.browser.url}")
         demand(self.browser.ask("!!document.querySelector('form input[type=password]')"),
@@ -130,7 +131,7 @@ class Road:
         seconds = self.wait_until_admitted(self.cara)
         self.browser.screenshot(self.pictures / "welcome.png")
         demand("online" in self.browser.title, f"the page after the login is {self.browser.text}")
-        return f"refused, then admitted in {seconds:.1f} s"
+        return f"refused; then in {seconds:.1f} s"
 
     def fill_in_login(self, password):
         self.browser.type("#login", "cara")
