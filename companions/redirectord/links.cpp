@@ -14,9 +14,11 @@ namespace {
 
 using ostrel::MacBytes;
 
-Link linkIn(const nlmsghdr* message) {
+// Nothing when the message is one of a radio's events, which says nothing else of the device.
+std::optional<Link> linkIn(const nlmsghdr* message) {
     Link link;
-    eachAttribute(attributesOf(message, sizeof(ifinfomsg)), [&link](const NetlinkAttribute& one) {
+    bool event = false;
+    eachAttribute(attributesOf(message, sizeof(ifinfomsg)), [&](const NetlinkAttribute& one) {
         switch (one.type) {
             case IFLA_IFNAME:
                 link.name = one.bytes.substr(0, one.bytes.find('\0'));
@@ -30,11 +32,14 @@ Link linkIn(const nlmsghdr* message) {
             case IFLA_ADDRESS:
                 link.mac = one.as<MacBytes>();
                 break;
+            case IFLA_WIRELESS:
+                event = true;
+                break;
             default:
                 break;
         }
     });
-    return link;
+    return event ? std::nullopt : std::optional(link);
 }
 
 template <typename Header>
@@ -101,11 +106,12 @@ bool Links::note(const nlmsghdr* message) {
     if (message->nlmsg_type == RTM_DELLINK) {
         return links_.erase(info->ifi_index) != 0;
     }
-    Link link = linkIn(message);
-    Link& known = links_[info->ifi_index];
-    const bool changed = !(known == link);
-    known = std::move(link);
-    return changed;
+    const std::optional<Link> link = linkIn(message);
+    if (!link || links_[info->ifi_index] == *link) {
+        return false;
+    }
+    links_[info->ifi_index] = *link;
+    return true;
 }
 
 bool Links::isCaptive(const std::string& name) const {
