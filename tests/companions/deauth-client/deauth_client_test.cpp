@@ -72,13 +72,19 @@ TEST_F(DeauthClientTest, CutsTheFlowsOfTheStationAlone) {
     ap.run(
         "nft 'add table inet t; add chain inet t in { type filter hook input priority 0; };"
         " add rule inet t in ct state new counter'");
-    ap.run("ip link add br0 type bridge && ip link set br0 up && ip addr add 10.1.0.1/24 dev br0");
+    // With an address of its own: one that it takes from its ports may change with the next port,
+    // and then the kernel forgets all neighbours.
+    ap.run(
+        "ip link add br0 address 02:00:00:00:00:ff type bridge && ip link set br0 up"
+        " && ip addr add 10.1.0.1/24 dev br0");
     std::vector<NetNamespace> stations(2);
     for (std::size_t i = 0; i < stations.size(); ++i) {
         const std::string number = std::to_string(i + 1);
         ap.run("ip link add va" + number + " type veth peer name eth0 netns /proc/" +
                std::to_string(getpid()) + "/fd/" + std::to_string(stations[i].fd()) +
                " && ip link set va" + number + " master br0 up");
+        // One that speaks only when it is asked to: each frame teaches the bridge anew.
+        stations[i].run("sysctl -qw net.ipv6.conf.eth0.disable_ipv6=1");
         stations[i].run("ip link set eth0 address 02:00:00:00:00:0" + number +
                         " up && ip addr add 10.1.0.10" + number +
                         "/24 dev eth0 && ping -qc1 -W5 10.1.0.1 >/dev/null");
