@@ -75,10 +75,11 @@ void Stations::takeCounters(const CounterSample& sample, Time now) {
     if (sample.extent != Extent::all) {
         return;
     }
+    const bool areRulesNew = sample.up.empty() && sample.down.empty();
     for (auto& [name, device] : devices_) {
         for (auto& [mac, record] : device.records) {
             if (record.pass != pass_ && record.uncounted == 0) {
-                record.uncounted = now;
+                record.uncounted = areRulesNew ? now : now - kUncountedMs;
             }
         }
     }

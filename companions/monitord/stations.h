@@ -51,7 +51,8 @@ public:
     static constexpr std::size_t kMost = 65536;
     // A station whose counter is new is there for so long, though its radio may not have told yet.
     static constexpr Time kNewMs = 2000;
-    // Rules that are made anew have their stations told anew within this time.
+    // When nobody has a counter any more the rules are made anew, and their stations told anew
+    // within this time. A station that alone has lost its counter was forgotten by the daemon.
     static constexpr Time kUncountedMs = 10000;
 
     // `goneAfterMs`: after so long without a proof a station is gone.

@@ -75,20 +75,28 @@ TEST_F(StationsTest, WhatIsSentToAStationDoesNotProveIt) {
     EXPECT_EQ(there(60), List{});
 }
 
-TEST_F(StationsTest, OnlyAWholeSampleEndsAStationAndOnlyAfterATime) {
+TEST_F(StationsTest, OnlyAWholeSampleEndsAStation) {
     count(0, {kAnna, kBob}, 1);
     EXPECT_EQ(there(0).size(), 2U);
     count(1, {kAnna}, 2, Extent::some);
     count(2, {}, 0, Extent::none);
     count(3, {}, 0, Extent::noTable);
-    count(14, {kAnna}, 3, Extent::some);
-    EXPECT_EQ(there(14), (List{"01 14", "02 14"}));
-    count(15, {kAnna}, 4);
-    EXPECT_EQ(there(24), (List{"01 24", "02 24"})) << "its rules may be made anew";
-    EXPECT_EQ(there(25), (List{"01 25"}));
+    EXPECT_EQ(there(3), (List{"01 3", "02 3"}));
+    count(4, {kAnna}, 3);
+    EXPECT_EQ(there(4), (List{"01 4"}));
     EXPECT_EQ(stations.count(), 1U);
-    count(30, {kAnna, kBob}, 1);
-    EXPECT_EQ(there(31), (List{"01 1", "02 1"})) << "counters that begin anew are a new connection";
+    count(9, {kAnna, kBob}, 1);
+    EXPECT_EQ(there(10), (List{"01 1", "02 1"})) << "counters that begin anew: a new connection";
+}
+
+TEST_F(StationsTest, RulesThatAreMadeAnewEndNobodyWhoIsToldInTime) {
+    count(0, {kAnna, kBob}, 5);
+    EXPECT_EQ(there(0).size(), 2U);
+    count(1, {}, 0);
+    count(2, {kAnna}, 6);
+    EXPECT_EQ(there(10), (List{"01 8", "02 10"}));
+    count(11, {kAnna}, 6);
+    EXPECT_EQ(there(11), (List{"01 9"}));
 }
 
 TEST_F(StationsTest, ARadioDecidesButANewCounterIsThereAtOnce) {
