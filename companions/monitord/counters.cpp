@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <system_error>
 
 namespace monitord {
 
@@ -152,6 +153,9 @@ CounterSample CounterReader::read() {
         end.error = other.error;
         end.interrupted = end.interrupted || other.interrupted;
         stripLinkHeaders(sample.down);
+    }
+    if (end.error == EPERM) {
+        throw std::system_error(EPERM, std::generic_category(), "the counters can't be read");
     }
     if (end.error == 0) {
         sample.extent = end.interrupted ? Extent::some : Extent::all;

@@ -44,7 +44,8 @@ class CounterReader {
 public:
     CounterReader() : socket_(NETLINK_NETFILTER) {}
 
-    // Bytes are those of both directions without Ethernet headers.
+    // Bytes are those of both directions without Ethernet headers. Throws std::system_error where
+    // CAP_NET_ADMIN is missing.
     [[nodiscard]] CounterSample read();
 
 private:

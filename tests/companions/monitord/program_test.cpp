@@ -139,6 +139,15 @@ TEST_F(MonitordTest, TellsWhoIsThereThroughSilenceAndRestartUntilTheyLeave) {
     EXPECT_LE(again["uptime"], 2);
 }
 
+TEST_F(MonitordTest, DoesNotBeginWhereItCanReadNoCounters) {
+    network->ap.inside([this] {
+        monitord.start({"setpriv", "--bounding-set=-net_admin", MONITORD_PROGRAM},
+                       ChildProcess::Output::heard);
+    });
+    EXPECT_EQ(monitord.waitForEnd(), 1);
+    EXPECT_NE(monitord.said().find("counters can't be read"), std::string::npos) << monitord.said();
+}
+
 TEST(Monitord, RefusesWrongWordsAndASecondOne) {
     const vesta::testing::RuntimeDirectory runtime;
     ChildProcess first;
