@@ -8,9 +8,9 @@
 namespace vesta::bench {
 namespace {
 
-// The number behind "<name>:" in a status file of /proc; -1 without it.
-long statusNumber(const std::string& directory, const std::string& name) {
-    std::ifstream file(directory + "/status");
+// The number behind "<name>:" in a file of /proc; -1 without it.
+long numberIn(const std::string& path, const std::string& name) {
+    std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
         if (line.rfind(name + ":", 0) == 0) {
             return std::stol(line.substr(name.size() + 1));
@@ -22,7 +22,11 @@ long statusNumber(const std::string& directory, const std::string& name) {
 }  // namespace
 
 long residentKiB(pid_t process) {
-    return statusNumber("/proc/" + std::to_string(process), "VmRSS");
+    return numberIn("/proc/" + std::to_string(process) + "/status", "VmRSS");
+}
+
+long proportionalKiB(pid_t process) {
+    return numberIn("/proc/" + std::to_string(process) + "/smaps_rollup", "Pss");
 }
 
 std::vector<long> sleeps(pid_t process) {
@@ -30,7 +34,7 @@ std::vector<long> sleeps(pid_t process) {
     for (const auto& task :
          std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
         byThread[std::stoi(task.path().filename())] =
-            statusNumber(task.path(), "voluntary_ctxt_switches");
+            numberIn(task.path() / "status", "voluntary_ctxt_switches");
     }
     std::vector<long> counts;
     for (const auto& [thread, count] : byThread) {

@@ -9,6 +9,8 @@
 namespace vesta::bench {
 
 [[nodiscard]] long residentKiB(pid_t process);
+// A page that several processes share counts for each by its part.
+[[nodiscard]] long proportionalKiB(pid_t process);
 // For each thread, in order of its making: how often it went to sleep so far.
 [[nodiscard]] std::vector<long> sleeps(pid_t process);
 
