@@ -211,7 +211,7 @@ void announce(const testing::SimulatedStation& station, std::size_t from, std::s
                                       mac + ip + std::string(6, '\0') + std::string{10, 77, 1, 1};
             (void)!sendto(raw.get(), frame.data(), frame.size(), 0,
                           reinterpret_cast<const sockaddr*>(&where), sizeof where);
-            if (number % 50 == 0) {
+            if (number % 10 == 0) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }
         }
