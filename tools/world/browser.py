@@ -9,7 +9,7 @@ import subprocess
 import threading
 import time
 
-from hosts import Unexpected
+from hosts import Unexpected, wait_for
 
 PROGRAM = "chromium-headless-shell"
 
@@ -71,11 +71,17 @@ class Browser:
         os.write(self._requests, json.dumps(request).encode() + b"\0")
         return self._next(lambda message: message.get("id") == number, 20)["result"]
 
+    def _forget_events(self):
+        """A page that went on by itself has left some."""
+        while not self._events.empty():
+            self._events.get()
+
     def _wait_for_page(self):
         self._next(lambda message: message.get("method") == "Page.loadEventFired", 15)
 
     def open(self, url):
         """Goes to `url` and waits for the page that comes of it."""
+        self._forget_events()
         problem = self._call("Page.navigate", url=url).get("errorText")
         if problem:
             raise Unexpected(f"the browser can't open {url}: {problem}")
@@ -97,6 +103,7 @@ class Browser:
 
     def press_enter(self):
         """Enter in the field that has the focus; waits for the page behind."""
+        self._forget_events()
         for kind in ("keyDown", "keyUp"):
             self._call("Input.dispatchKeyEvent", type=kind, key="Enter", code="Enter",
                        text="\r" if kind == "keyDown" else "", windowsVirtualKeyCode=13)
@@ -113,6 +120,19 @@ class Browser:
     @property
     def text(self):
         return self.ask("document.body.innerText")
+
+    def wait_for_text(self, text, seconds=10):
+        """Some pages go on by themselves until the one with `text` comes."""
+        def shown():
+            try:
+                return text in self.text
+            except Unexpected:  # between two pages
+                return False
+
+        try:
+            wait_for(shown, seconds, text)
+        except Unexpected:
+            raise Unexpected(f"not \"{text}\" but {self.text}") from None
 
     def screenshot(self, path):
         picture = self._call("Page.captureScreenshot", format="png")["data"]

@@ -87,7 +87,7 @@ class Program:
         return f"{self.name} ended with status {status}: {self.last_words()}"
 
     def last_words(self):
-        lines = pathlib.Path(self.log).read_text(errors="replace").splitlines()
+        lines = self.log.read_text(errors="replace").splitlines()
         return lines[-1] if lines else "(no output)"
 
 
@@ -144,13 +144,16 @@ class Host:
         self.programs.append(program)
         return program
 
-    def stop(self):
+    def stop_programs(self):
         """Ends what runs here, the last first. Returns what did not end well."""
         badly = [program.stop() for program in reversed(self.programs)]
         self.programs.clear()
+        return [f"{self.name}: {words}" for words in badly if words]
+
+    def remove(self):
+        """The host is gone, with the cables to it."""
         self._holder.kill()
         self._holder.wait()
-        return [words for words in badly if words]
 
 
 def connect(host, device, other, other_device, mac=None):

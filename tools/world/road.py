@@ -123,14 +123,14 @@ class Road:
     def log_in_by_browser(self):
         """The first time with a wrong password."""
         self.fill_in_login("library cart")
+        self.browser.wait_for_text("not right")
         self.browser.screenshot(self.pictures / "refused.png")
-        demand("not right" in self.browser.text and not self.access_point.admits(self.cara),
-               f"a wrong password leads to {self.browser.text}")
+        demand(not self.access_point.admits(self.cara), "a wrong password lets cara in")
         self.cara.login_at = time.time()
         self.fill_in_login(PASSWORD)
         seconds = self.wait_until_admitted(self.cara)
+        self.browser.wait_for_text("You are online")
         self.browser.screenshot(self.pictures / "welcome.png")
-        demand("online" in self.browser.title, f"the page after the login is {self.browser.text}")
         return f"refused; then in {seconds:.1f} s"
 
     def fill_in_login(self, password):
@@ -224,10 +224,11 @@ class Road:
         told = [int(stop[f"Acct-{way}-Octets"]) + (int(stop.get(f"Acct-{way}-Gigawords", 0)) << 32)
                 for way in ("Input", "Output")]
         radio = self.ben.traffic()
-        # vestad reads the counters once a second, so the last moment may be missing.
+        # vestad reads the counters once a second, so the last moment may be missing. What the queue
+        # of a speed limit drops, and TCP sends again, has been counted already.
         for counted, real, speed, what in zip(told, radio, (SPEED_UP, SPEED_DOWN), ("sent", "got")):
             missing = 1.5 * speed * 1e6 / 8
-            demand(0.98 * real - missing < counted < 1.02 * real,
+            demand(0.98 * real - missing < counted < 1.15 * real,
                    f"{counted} octets {what} in the Stop, {real} at the radio")
         return f"{told[0] / 1e6:.1f} MB up, {told[1] / 1e6:.1f} MB down"
 

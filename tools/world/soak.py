@@ -74,7 +74,8 @@ class Soak:
             with self._lock:
                 self.visits += 1
         finally:
-            station.stop()
+            station.stop_programs()
+            station.remove()
 
     def resident(self):
         """KiB of each daemon."""

@@ -46,8 +46,6 @@ class Internet(Host):
         self._start_ours("internet", self.directory / "requests")
         self.start("iperf3", "iperf3", "-s", well=(1,))
         self._begin_radius()
-        wait_for(lambda: "Ready to process" in (self.directory / "freeradius.out").read_text(), 10,
-                 "FreeRADIUS")
 
     def _start_ours(self, name, *arguments):
         self.start(name, "python3", "-B", HERE / f"{name}.py", *arguments, well=(-signal.SIGTERM,))
@@ -57,7 +55,11 @@ class Internet(Host):
         (self.directory / "dictionary").touch()
         fill_in("radiusd.conf", self.directory)
         self.directory.chmod(0o700)
-        self.start("freeradius", "freeradius", "-f", "-l", "stdout", "-d", self.directory)
+        radius = self.start("freeradius", "freeradius", "-f", "-l", "stdout", "-d", self.directory)
+        try:
+            wait_for(lambda: "Ready to process" in radius.log.read_text(), 20, "FreeRADIUS")
+        except Unexpected as late:
+            raise Unexpected(f"{late}: {radius.last_words()}") from None
 
     def requests(self):
         """What the web server was asked for so far."""
@@ -182,4 +184,7 @@ class World:
     def end(self):
         """Ends everything. Returns what did not end well."""
         hosts = (*self.stations, self.access_point, self.internet, self.air)
-        return [f"{host.name}: {words}" for host in hosts for words in host.stop()]
+        badly = [words for host in hosts for words in host.stop_programs()]
+        for host in hosts:
+            host.remove()
+        return badly
