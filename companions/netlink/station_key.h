@@ -26,9 +26,6 @@ struct StationKey {
     StationKey(std::string_view name, const Mac& address);
 
     [[nodiscard]] std::string_view deviceName() const { return device.data(); }
-    bool operator==(const StationKey& other) const {
-        return mac == other.mac && device == other.device;
-    }
 };
 
 struct MacHash {
