@@ -119,7 +119,8 @@ class Host:
 
     def command(self, *argv):
         """The command line that runs `argv` on this host, as the same process."""
-        return ["nsenter", "--target", str(self.pid), "--net", "--mount", "--",
+        # In a chroot the mounts' own root would be another one.
+        return ["nsenter", "--target", str(self.pid), "--net", "--mount", "--root", "--",
                 *(str(word) for word in argv)]
 
     def run(self, *argv, text="", seconds=20, check=True):
