@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <map>
 
 #include "common/event_loop.h"
 #include "common/privileges.h"
@@ -45,8 +46,10 @@ int flush() {
     return open(nft) ? kOk : kFailed;
 }
 
-// False when everything is to be put up again.
-bool serve(const Options& options) {
+using Limits = std::map<StationKey, SpeedLimits>;
+
+// False when everything is to be put up again, with these speed limits: nobody tells of them again.
+bool serve(const Options& options, Limits& limits) {
     companion::EventLoop loop;
     NewsListener news(loop);
     ModuleServer server(loop);
@@ -58,10 +61,14 @@ bool serve(const Options& options) {
     const DnsUdp dnsUdp(loop, servers, lists, kDnsPort);
     const DnsTcp dnsTcp(loop, servers, lists, kDnsPort);
     Shaper shaper(nft, options.uplink, options.interfaces);
+    for (const auto& [station, limit] : limits) {
+        shaper.setLimits(station, limit);
+    }
     loop.every(kBetweenLooks, [&shaper] { shaper.look(); });
     Service service(loop, options, nft, news, server, lists, shaper);
     ostrel::report(ostrel::LogLevel::debug, "ready");
     loop.run();
+    limits = shaper.limits();
     if (!service.lostTables() && options.openOnExit) {
         std::ignore = open(nft);  // it has reported
     }
@@ -82,7 +89,8 @@ int main(int argc, char** argv) {
         if (options->flush) {
             return flush();
         }
-        while (!serve(*options)) {
+        Limits limits;
+        while (!serve(*options, limits)) {
         }
         return kOk;
     } catch (const std::exception& error) {

@@ -164,6 +164,14 @@ void Shaper::forgetStation(const StationKey& station) {
     setLimits(station, SpeedLimits{});
 }
 
+std::map<StationKey, SpeedLimits> Shaper::limits() const {
+    std::map<StationKey, SpeedLimits> all;
+    for (const auto& [key, station] : stations_) {
+        all[key] = station.limits;
+    }
+    return all;
+}
+
 void Shaper::setLimits(const StationKey& key, const SpeedLimits& limits) {
     auto found = stations_.find(key);
     const bool limited = limits.toStation != 0 || limits.fromStation != 0;

@@ -34,6 +34,9 @@ public:
     void shaperLine(std::string_view line) override;
     void deviceAppeared(const std::string& device) override;
     void forgetStation(const StationKey& station) override;
+    // What holds; for a successor in the same process, whose tables somebody has removed.
+    [[nodiscard]] std::map<StationKey, SpeedLimits> limits() const;
+    void setLimits(const StationKey& key, const SpeedLimits& limits);
     // To be called once a second: gives the limits to an uplink that has come, or come again, and
     // to a device whose operator has removed the queues that were in our way.
     void look();
@@ -52,7 +55,6 @@ private:
     void takeOver(Nft& nft);
     void takeOverClasses();
     void forgetUnlimited();
-    void setLimits(const StationKey& key, const SpeedLimits& limits);
     std::uint16_t takeMinor();
     void setClass(const std::string& device, QueueRoot root, std::uint16_t minor,
                   std::uint32_t limit);

@@ -279,6 +279,22 @@ TEST_F(ShaperTest, queues_of_somebody_else_stay) {
     EXPECT_THAT(queues("up0"), ::testing::HasSubstr("tbf 1:"));
 }
 
+TEST_F(ShaperTest, limits_outlive_the_tables) {
+    begin();
+    limit(1, kFast, kSlow);
+    const auto limits = shaper->limits();
+    inAp([this] { ASSERT_TRUE(nft->run(removeRuleset() + baseRuleset())) << nft->error(); });
+    restart();
+    inAp([&] {
+        for (const auto& [key, one] : limits) {
+            shaper->setLimits(key, one);
+        }
+    });
+    EXPECT_THAT(net->ap.output("nft list map inet vesta shape_classes"),
+                ::testing::HasSubstr("\"va1\" . 02:00:00:00:01:01 : 7e52:1"));
+    EXPECT_THAT(queues("va1"), ::testing::HasSubstr("htb 7e51:1 root"));
+}
+
 TEST_F(ShaperTest, a_bad_line_costs_one_report_and_nothing_else) {
     begin();
     limit(1, kFast, kFast);
