@@ -79,6 +79,9 @@ Shaper::Shaper(Nft& nft, std::string uplink, const std::vector<std::string>& cap
     if (!nft.run(kRules)) {
         throw std::runtime_error("the rules of the speed limits: " + nft.error());
     }
+    if (uplink_.empty()) {
+        ostrel::report(LogLevel::warning, "without --uplink nothing limits what stations send");
+    }
     takeOver(nft);
     look();
 }

@@ -19,7 +19,7 @@ namespace redirectord {
 // The major number of a root, by which it is known as ours.
 enum class QueueRoot : std::uint16_t { toStations = 0x7e51, fromStations = 0x7e52 };
 
-// What the root class "minor" of a root is called in a packet's priority.
+// A class below a root, as a packet's priority names it.
 constexpr std::uint32_t classId(QueueRoot root, std::uint16_t minor) {
     return static_cast<std::uint32_t>(root) << 16U | minor;
 }
