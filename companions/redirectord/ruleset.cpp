@@ -96,6 +96,8 @@ table netdev vesta {
     chain from_station {
         meta mark set 2
         meta mark set iifname . ether saddr map @stations
+        # Counted, so that it does not seem to have gone.
+        meta mark 3 iifname . ether saddr @up
         meta mark 3 goto dropped
         iifname . ether saddr . ip saddr != @known jump news
         arp saddr ip != 0.0.0.0 iifname . ether saddr . arp saddr ip != @known jump news_arp
