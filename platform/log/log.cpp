@@ -148,10 +148,15 @@ bool tellLost(Log& log) {
     return true;
 }
 
-void flush(Log& log) {
+void tend(Log& log) {
     if (moved.exchange(false, std::memory_order_relaxed)) {
         log.file.reopen();
+        descriptor.store(log.file.descriptor(), std::memory_order_release);
     }
+}
+
+void flush(Log& log) {
+    tend(log);
     if (!tellLost(log) || !log.file.append(log.record.data(), log.record.length())) {
         log.reason = errno;
         lost.fetch_add(1, std::memory_order_relaxed);
@@ -189,6 +194,10 @@ void ostrel_log_set_limit(int limitKiB) {
 
 void ostrel_log_reopen() {
     moved.store(true, std::memory_order_relaxed);
+}
+
+void ostrel_log_tend() {
+    tend(state());
 }
 
 void ostrel_log_msg_timed(const char* format, ...) {

@@ -103,6 +103,14 @@ void Logger::Error(const char* format, ...) {
     va_end(arguments);
 }
 
+void Logger::tend() {
+    {
+        const MutexLock lock(mutex_);
+        ostrel_log_tend();
+    }
+    ostrel::reportLeftOut();
+}
+
 void Logger::writeLog(const std::string& levelName, const char* format, va_list arguments) {
     const MutexLock lock(mutex_);
     ostrel_log_msg_timed("|%s|", levelName.c_str());

@@ -42,6 +42,10 @@ public:
     void Warning(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void Error(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
+    // To be called once a second: opens a log that was moved away anew, and tells what was left
+    // out.
+    void tend() EXCLUDES(mutex_);
+
     void writeLog(const std::string& levelName, const char* format, va_list arguments)
         EXCLUDES(mutex_) __attribute__((format(printf, 3, 0)));
 

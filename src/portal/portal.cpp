@@ -18,7 +18,6 @@
 #include "messages/client_message_factory.h"
 #include "messages/portal_instance_messages.h"
 #include "ostrel/clock.h"
-#include "ostrel/runtime.h"
 #include "portal/config_dialect.h"
 #include "portal/configuration_check.h"
 #include "portal/portal_configuration.h"
@@ -142,7 +141,7 @@ void Portal::checkWithoutStatistics() {
 }
 
 bool Portal::handle() {
-    ostrel::reportLeftOut();
+    logger().tend();
     askForStatistics();
     checkWithoutStatistics();
     if (const std::shared_ptr<ClientInformationStore> store = clientStore_.lock()) {

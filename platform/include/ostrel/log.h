@@ -21,9 +21,13 @@ void ostrel_log_set_filename(const char* path);
 // renamed to the same name with ".1", and a new one begins.
 void ostrel_log_set_limit(int limitKiB);
 
-// Has the file opened anew for the next record, since it was moved away. Callable from a signal
-// handler at any moment.
+// Has the file opened anew, by the next record or by ostrel_log_tend(), since it was moved away.
+// Callable from a signal handler at any moment.
 void ostrel_log_reopen();
+
+// Opens the file anew where that was asked for: a daemon that may write nothing for long calls it
+// now and then.
+void ostrel_log_tend();
 
 // Begins a record with the time, the daemon's name and the text.
 void ostrel_log_msg_timed(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -125,6 +125,19 @@ TEST_F(LogTest, TheFileIsRenamedBeforeItPassesTheLimit) {
 }
 
 // A signal handler on another thread may hold the number at any moment.
+TEST_F(LogTest, AFileThatWasMovedIsBegunAnew) {
+    logText("before");
+    const std::string moved = file + ".moved";
+    ASSERT_EQ(rename(file.c_str(), moved.c_str()), 0);
+    logText("still there");
+    ostrel_log_reopen();
+    ostrel_log_tend();
+    EXPECT_EQ(readFile(file), "");
+    logText("after");
+    EXPECT_THAT(readFile(moved), EndsWith("still there\n"));
+    EXPECT_THAT(readFile(file), EndsWith("after\n"));
+}
+
 TEST_F(LogTest, TheDescriptorKeepsItsNumberWhateverIsOpened) {
     ostrel::log::LogFile one;
     one.setPath(directory.path("a"));
