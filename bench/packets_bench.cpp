@@ -8,6 +8,7 @@
 
 #include "companions/redirectord/daemon_side.h"
 #include "flows.h"
+#include "in_namespaces.h"
 #include "ostrel/modules.h"
 #include "table.h"
 
@@ -206,15 +207,5 @@ void measure() {
 }  // namespace vesta::bench
 
 int main() {
-    if (!vesta::testing::enterOwnNamespaces()) {
-        std::fprintf(stderr, "needs root or user namespaces: there is no network to measure\n");
-        return 1;
-    }
-    try {
-        vesta::bench::measure();
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 1;
-    }
+    return vesta::bench::runInNamespaces(vesta::bench::measure);
 }

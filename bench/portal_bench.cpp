@@ -15,6 +15,7 @@
 
 #include "companions/redirectord/access_point.h"
 #include "http_station.h"
+#include "in_namespaces.h"
 #include "median.h"
 #include "process_figures.h"
 #include "support/child_process.h"
@@ -253,15 +254,5 @@ void measure() {
 }  // namespace vesta::bench
 
 int main() {
-    if (!vesta::testing::enterOwnNamespaces()) {
-        std::fprintf(stderr, "needs root or user namespaces: there is no network to measure\n");
-        return 1;
-    }
-    try {
-        vesta::bench::measure();
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 1;
-    }
+    return vesta::bench::runInNamespaces(vesta::bench::measure);
 }

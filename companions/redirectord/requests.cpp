@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <utility>
+
+#include "ostrel/modules.h"
 
 namespace redirectord {
 namespace {
@@ -24,16 +27,12 @@ enum Number : std::uint32_t {
     kGetGateway = 25,
 };
 
-constexpr std::size_t kStationBytes = 46;
 constexpr std::size_t kStationIp = 42;
 constexpr std::size_t kDevice = 6;
 constexpr std::size_t kDeviceBytes = 16;
-constexpr std::size_t kStationListBytes = 26;
 constexpr std::size_t kStationList = 22;
-constexpr std::size_t kChunkBytes = 1032;
 constexpr std::uint32_t kMostRanges = 128;
 constexpr std::size_t kRangeBytes = 8;
-constexpr std::size_t kGatewayBytes = 52;
 constexpr std::size_t kGateway = 48;
 
 // A value as it stands in memory: numbers in host order, addresses in network order.
@@ -49,28 +48,6 @@ Value valueAt(std::string_view bytes, std::size_t offset) {
 template <typename Value>
 std::string bytesOf(Value value) {
     return {reinterpret_cast<const char*>(&value), sizeof value};
-}
-
-std::size_t argumentBytes(std::uint32_t number) {
-    switch (number) {
-        case kSetUnauthed:
-        case kSetAuthed:
-        case kSetDrop:
-        case kForgetStation:
-            return kStationBytes;
-        case kSetNotifyPid:
-            return sizeof(std::uint32_t);
-        case kSetStationList:
-            return kStationListBytes;
-        case kAddAddresses:
-        case kAddDomains:
-        case kAddPatterns:
-            return kChunkBytes;
-        case kGetGateway:
-            return kGatewayBytes;
-        default:
-            return 0;
-    }
 }
 
 StationKey stationIn(std::string_view record) {
@@ -100,7 +77,8 @@ std::string Requests::handle(std::string_view request) {
     if (request.size() >= sizeof(std::uint32_t)) {
         const auto number = valueAt<std::uint32_t>(request, 0);
         const std::string_view argument = request.substr(sizeof number);
-        if (argument.size() == argumentBytes(number)) {
+        const std::optional<ostrel::RequestSizes> sizes = ostrel::requestSizes(number);
+        if (sizes && argument.size() == sizes->argument) {
             result = execute(number, argument, record);
         }
         if (result < 0) {

@@ -19,44 +19,11 @@ using modules::Health;
 
 constexpr std::chrono::seconds kAnswerBound{1};
 constexpr std::size_t kWord = sizeof(std::uint32_t);
-constexpr std::size_t kChunk = 1032;
-constexpr std::size_t kGateway = 52;
+constexpr std::size_t kLargestArgument = 1032;
+constexpr std::size_t kLargestAnswer = 52;
 constexpr std::int32_t kMaxErrno = 4095;
 constexpr unsigned long kNoRequest = 0;
 constexpr unsigned long kSetNotified = 13;
-
-// The bytes that a request takes along, and those that its answer brings behind the result.
-struct Sizes {
-    std::size_t argument;
-    std::size_t answer;
-};
-
-std::optional<Sizes> sizesOf(unsigned long number) {
-    switch (number) {
-        case 6:  // address of the proxy
-            return Sizes{0, kWord};
-        case 8:  // the states of a station
-        case 9:
-        case 10:
-        case 11:
-            return Sizes{46, 0};
-        case kSetNotified:
-            return Sizes{kWord, 0};
-        case 19:  // white list of a station
-            return Sizes{26, 0};
-        case 20:  // chunks of a white list
-        case 21:
-        case 22:
-            return Sizes{kChunk, 0};
-        case 23:  // forget all lists, all stations
-        case 24:
-            return Sizes{0, 0};
-        case 25:  // gateway towards an address
-            return Sizes{kGateway, kGateway};
-        default:
-            return std::nullopt;
-    }
-}
 
 int fail(int error) {
     errno = error;
@@ -73,9 +40,9 @@ private:
     bool isOpen() REQUIRES(mutex_);
     bool open(const Deadline& deadline) REQUIRES(mutex_);
     int issue(unsigned long number, void* argument, const Deadline& deadline) REQUIRES(mutex_);
-    bool send(unsigned long number, const Sizes& sizes, const void* argument,
+    bool send(unsigned long number, const RequestSizes& sizes, const void* argument,
               const Deadline& deadline) REQUIRES(mutex_);
-    std::optional<std::int32_t> receive(const Sizes& sizes, void* argument,
+    std::optional<std::int32_t> receive(const RequestSizes& sizes, void* argument,
                                         const Deadline& deadline) REQUIRES(mutex_);
     void drop(int error, const char* reason) REQUIRES(mutex_);
 
@@ -88,7 +55,7 @@ private:
 };
 
 int Redirector::request(unsigned long number, void* argument) {
-    const std::optional<Sizes> sizes = sizesOf(number);
+    const std::optional<RequestSizes> sizes = requestSizes(number);
     if (!sizes.has_value()) {
         return fail(EINVAL);
     }
@@ -173,7 +140,7 @@ int Redirector::issue(unsigned long number, void* argument, const Deadline& dead
     if (kernel_.valid()) {
         return ioctl(kernel_.get(), number, argument) < 0 ? -1 : 0;
     }
-    const Sizes sizes = *sizesOf(number);
+    const RequestSizes sizes = *requestSizes(number);
     if (!send(number, sizes, argument, deadline)) {
         return fail(EIO);
     }
@@ -185,9 +152,9 @@ int Redirector::issue(unsigned long number, void* argument, const Deadline& dead
     return *result == 0 ? 0 : fail(-*result);
 }
 
-bool Redirector::send(unsigned long number, const Sizes& sizes, const void* argument,
+bool Redirector::send(unsigned long number, const RequestSizes& sizes, const void* argument,
                       const Deadline& deadline) {
-    std::array<std::uint8_t, kWord + kChunk> datagram;
+    std::array<std::uint8_t, kWord + kLargestArgument> datagram;
     const std::uint32_t word = static_cast<std::uint32_t>(number);
     std::memcpy(datagram.data(), &word, kWord);
     if (sizes.argument > 0) {
@@ -205,9 +172,9 @@ bool Redirector::send(unsigned long number, const Sizes& sizes, const void* argu
 }
 
 // The result, 0 or minus errno. Nothing when the server gave no usable answer.
-std::optional<std::int32_t> Redirector::receive(const Sizes& sizes, void* argument,
+std::optional<std::int32_t> Redirector::receive(const RequestSizes& sizes, void* argument,
                                                 const Deadline& deadline) {
-    std::array<std::uint8_t, kWord + kGateway> answer;
+    std::array<std::uint8_t, kWord + kLargestAnswer> answer;
     ssize_t length = 0;
     do {
         deadline.apply(server_);

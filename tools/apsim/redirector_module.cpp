@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "ostrel/addresses.h"
+#include "ostrel/modules.h"
 
 namespace apsim {
 
@@ -29,11 +31,8 @@ enum Request : std::uint32_t {
     kGetGateway = 25,
 };
 
-constexpr std::size_t kClientBytes = 46;
 constexpr std::size_t kClientAddress = 42;
-constexpr std::size_t kClientWhiteListBytes = 26;
 constexpr std::size_t kListId = 22;
-constexpr std::size_t kChunkBytes = 1032;
 constexpr std::uint32_t kChunkAddresses = 128;
 constexpr std::size_t kGatewayBytes = 52;
 constexpr std::size_t kNameBytes = 16;
@@ -63,28 +62,6 @@ StationId stationOf(std::string_view record) {
     std::copy_n(record.begin(), mac.size(), mac.begin());
     const std::string_view name = record.substr(mac.size(), kNameBytes);
     return {std::string(name.substr(0, name.find('\0'))), ostrel::macText(mac)};
-}
-
-std::size_t recordBytes(std::uint32_t request) {
-    switch (request) {
-        case kSetUnauthed:
-        case kSetAuthed:
-        case kSetDrop:
-        case kWipeClient:
-            return kClientBytes;
-        case kSetNotifyPid:
-            return sizeof(std::uint32_t);
-        case kSetClientWhiteList:
-            return kClientWhiteListBytes;
-        case kAddAddresses:
-        case kAddDomains:
-        case kAddPatterns:
-            return kChunkBytes;
-        case kGetGateway:
-            return kGatewayBytes;
-        default:
-            return 0;
-    }
 }
 
 // The zero-terminated texts behind the list id, up to the first empty place.
@@ -137,7 +114,8 @@ std::string RedirectorModule::handle(std::string_view request) {
         const std::uint32_t wanted = number(request, 0);
         event.detail = "request " + std::to_string(wanted) + " with " +
                        std::to_string(argument.size()) + " bytes";
-        if (argument.size() == recordBytes(wanted)) {
+        const std::optional<ostrel::RequestSizes> sizes = ostrel::requestSizes(wanted);
+        if (sizes && argument.size() == sizes->argument) {
             result = execute(wanted, argument, record, event);
         }
     }

@@ -8,8 +8,10 @@
 // Nothing waits longer than one second. A server that did not answer in that time is left alone for
 // a while: a request fails at once with EIO meanwhile.
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "ostrel/runtime.h"
@@ -35,6 +37,15 @@ public:
     // but perhaps of no other request so far. Never true before a request 13.
     virtual bool renewed() = 0;
 };
+
+// The bytes that a request to the redirector takes along, and those that its answer brings behind
+// the result. For whoever asks, and for the servers that stand in for the module.
+struct RequestSizes {
+    std::size_t argument;
+    std::size_t answer;
+};
+// Nothing for a number that is no request.
+[[nodiscard]] std::optional<RequestSizes> requestSizes(unsigned long number);
 
 // Opens the redirector's control file. The caller owns it. Never null: while there is no module and
 // no server, every request fails with ENOENT; once a server has appeared, requests reach it.
