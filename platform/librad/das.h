@@ -11,7 +11,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -48,7 +48,7 @@ private:
         std::vector<std::uint8_t> answer;
         std::int64_t at;
     };
-    std::deque<Entry> entries_;
+    std::list<Entry> entries_;
 };
 
 class DasServer final : public EventSource, public std::enable_shared_from_this<DasServer> {

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -119,7 +118,7 @@ void Exchange::withdraw(const std::string& sessionId, std::uint32_t statusType, 
         return request->purpose == Purpose::accounting && request->sessionId == sessionId &&
                (statusType == 0 || request->statusType == statusType);
     };
-    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), matches), waiting_.end());
+    waiting_.remove_if(matches);
     std::vector<RequestPtr> withdrawn;
     for (const auto& [due, request] : byDeadline_) {
         if (matches(request)) {

@@ -8,7 +8,7 @@
 #include <netinet/in.h>
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -122,7 +122,7 @@ private:
     bool reportedSendError_ = false;
     UdpPorts ports_;
     std::multimap<std::int64_t, RequestPtr> byDeadline_;
-    std::deque<RequestPtr> waiting_;
+    std::list<RequestPtr> waiting_;
 };
 
 }  // namespace ostrel::radius

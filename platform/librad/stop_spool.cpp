@@ -16,7 +16,7 @@ bool StopSpool::append(MessagePtr msg, std::int64_t happenedAt, std::int64_t now
     const bool full = entries_.size() >= kCapacity;
     if (full) {
         // The first may be under way, then the next is the oldest that can go.
-        entries_.erase(entries_.begin() + (attempting_ ? 1 : 0));
+        entries_.erase(std::next(entries_.begin(), attempting_ ? 1 : 0));
     }
     if (entries_.empty()) {
         nextAttempt_ = now + kPause;
@@ -58,13 +58,20 @@ void StopSpool::ignored(MessagePtr msg, unsigned int tries, std::int64_t now) {
     entry.ignored += tries;
     if (entry.ignored >= kPatience) {
         entry.ignored = 0;
-        moveStationToEnd(std::string(entry.station));
+        moveStationToEnd(entry.station);
     }
 }
 
 void StopSpool::moveStationToEnd(const std::string& station) {
-    std::stable_partition(entries_.begin(), entries_.end(),
-                          [&](const Entry& entry) { return entry.station != station; });
+    std::list<Entry> moved;
+    for (auto entry = entries_.begin(); entry != entries_.end();) {
+        const auto next = std::next(entry);
+        if (entry->station == station) {
+            moved.splice(moved.end(), entries_, entry);
+        }
+        entry = next;
+    }
+    entries_.splice(entries_.end(), moved);
 }
 
 void StopSpool::hurry(std::int64_t now) {

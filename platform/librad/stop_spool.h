@@ -6,7 +6,7 @@
 // Threads: guarded by the owner's lock. Times are monotonic microseconds.
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <string>
 
 #include "exchange.h"
@@ -48,7 +48,7 @@ private:
 
     void moveStationToEnd(const std::string& station);
 
-    std::deque<Entry> entries_;
+    std::list<Entry> entries_;
     bool attempting_ = false;
     std::int64_t nextAttempt_ = 0;
 };

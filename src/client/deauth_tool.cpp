@@ -137,7 +137,7 @@ void DeauthTool::withdraw(const std::string& interfaceName, const std::string& m
     const auto isMeant = [&](const Order& order) {
         return order.mac == mac && order.interfaceName == interfaceName;
     };
-    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), isMeant), waiting_.end());
+    waiting_.remove_if(isMeant);
 }
 
 void DeauthTool::stop() {

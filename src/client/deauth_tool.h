@@ -9,7 +9,7 @@
 // ends the process.
 
 #include <chrono>
-#include <deque>
+#include <list>
 #include <string>
 #include <thread>
 #include <vector>
@@ -76,7 +76,7 @@ private:
     const ostrel::Fd wake_;  // readable when there is an order, or the end
 
     Mutex mutex_;
-    std::deque<Order> waiting_ GUARDED_BY(mutex_);
+    std::list<Order> waiting_ GUARDED_BY(mutex_);
     bool stopped_ GUARDED_BY(mutex_) = false;
     bool refusing_ GUARDED_BY(mutex_) = false;
     std::thread thread_ GUARDED_BY(mutex_);
