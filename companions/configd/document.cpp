@@ -1,6 +1,8 @@
 #include "configd/document.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -67,8 +69,9 @@ Document readDocument(const std::string& path) {
         document.problem = path + ": " + (error ? error.message() : "not a regular file");
         return document;
     }
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    std::string text(error ? 0 : std::min<std::uintmax_t>(size, kMaxBytes + 1), '\0');
     std::ifstream file(path, std::ios::binary);
-    std::string text(kMaxBytes + 1, '\0');
     if (!file.read(text.data(), static_cast<std::streamsize>(text.size())) && !file.eof()) {
         document.problem = path + ": " + std::strerror(errno);
         return document;
