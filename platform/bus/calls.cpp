@@ -23,6 +23,13 @@ void callBack(const Calls::Callback& callback, json_object* response, void* user
     }
 }
 
+// Further frames of the same answer follow.
+bool announcesMore(json_object* answer) {
+    json_object* more = nullptr;
+    return json_object_object_get_ex(answer, "more", &more) != 0 &&
+           json_object_is_type(more, json_type_boolean) != 0 && json_object_get_boolean(more) != 0;
+}
+
 bool contextOf(json_object* answer, std::uint32_t& number) {
     json_object* context = nullptr;
     if (json_object_object_get_ex(answer, "context", &context) == 0 ||
@@ -38,8 +45,8 @@ bool contextOf(json_object* answer, std::uint32_t& number) {
 
 // The numbers begin anywhere, so that a late answer to an earlier process of this module does not
 // match a call of ours.
-Calls::Calls(Onward onward)
-    : onward_(std::move(onward)),
+Calls::Calls(Inbox& inbox)
+    : inbox_(inbox),
       lastNumber_(static_cast<std::uint32_t>(clock().monotonicMicroseconds()) & kLargestNumber),
       thread_([this] { run(); }) {}
 
@@ -81,7 +88,7 @@ void Calls::accept(Arrival arrival) {
             return;
         }
     }
-    onward_(std::move(arrival));
+    inbox_.push(std::move(arrival));
 }
 
 void Calls::stop() {
@@ -144,16 +151,17 @@ void Calls::deliver(Arrival arrival) {
         // Nothing after an unreadable frame is handled.
     } else if (reader_.read(arrival.frame.payload, node) == JsonReader::Kind::notJson) {
         condemnForGarbage(arrival);
-    } else if (node != nullptr && answered(module, node.get(), call)) {
-        callBack(call.callback, node.get(), call.user, 0);
+    } else if (const bool more = announcesMore(node.get());
+               node != nullptr && answered(module, node.get(), !more, call)) {
+        callBack(call.callback, node.get(), call.user, more ? IPC_MORE_FOLLOWS : 0);
     } else {
-        onward_(std::move(arrival));
+        inbox_.push(std::move(arrival));
     }
     MutexLock lock(mutex_);
     ignore(module);
 }
 
-bool Calls::answered(std::uint32_t module, json_object* answer, Call& call) {
+bool Calls::answered(std::uint32_t module, json_object* answer, bool isLast, Call& call) {
     std::uint32_t number = 0;
     if (!contextOf(answer, number)) {
         return false;
@@ -163,7 +171,7 @@ bool Calls::answered(std::uint32_t module, json_object* answer, Call& call) {
     if (found == open_.end() || found->second.module != module) {
         return false;
     }
-    call = take(number);
+    call = isLast ? take(number) : found->second;
     return true;
 }
 

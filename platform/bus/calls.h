@@ -2,13 +2,12 @@
 
 // The outstanding calls of async_send(), and the thread that answers them. A frame from a module
 // with an open call goes through this thread first. An answer ends at its callback. Any other frame
-// goes on to the queue of process(), in the order in which the module sent it.
+// goes on to the inbox of process(), in the order in which the module sent it.
 //
 // Threads: any. Callbacks run on the delivery thread with no lock held, and may open new calls.
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <map>
 #include <set>
 #include <thread>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "connection.h"
+#include "inbox.h"
 #include "json_text.h"
 #include "ostrel/ipc.h"
 #include "ostrel/mutex.h"
@@ -25,10 +25,9 @@ namespace ostrel::bus {
 class Calls {
 public:
     using Callback = IpcInterface::ResponseCallback;
-    using Onward = std::function<void(Arrival)>;
 
-    // `onward` takes the frames that answer nothing; it must not block.
-    explicit Calls(Onward onward);
+    // `inbox` takes the frames that answer nothing, and outlives the calls.
+    explicit Calls(Inbox& inbox);
     ~Calls();
     Calls(const Calls&) = delete;
     Calls& operator=(const Calls&) = delete;
@@ -40,7 +39,7 @@ public:
     // Withdraws a call that was not sent; its callback is never made. False when it has expired.
     [[nodiscard]] bool withdraw(std::uint32_t number) EXCLUDES(mutex_);
 
-    // Takes a frame: to the delivery thread if its sender has an open call, else onward.
+    // Takes a frame: to the delivery thread if its sender has an open call, else to the inbox.
     void accept(Arrival arrival) EXCLUDES(mutex_);
 
     // Ends the thread; calls that are still open get no callback.
@@ -61,13 +60,14 @@ private:
     void run();
     [[nodiscard]] bool next(Work& work) EXCLUDES(mutex_);
     void deliver(Arrival arrival) EXCLUDES(mutex_);
-    [[nodiscard]] bool answered(std::uint32_t module, json_object* answer, Call& call)
+    // Finds the call that `answer` belongs to; with its last frame the call is over.
+    [[nodiscard]] bool answered(std::uint32_t module, json_object* answer, bool isLast, Call& call)
         EXCLUDES(mutex_);
     void takeExpired(std::vector<Call>& expired) REQUIRES(mutex_);
     Call take(std::uint32_t number) REQUIRES(mutex_);
     void ignore(std::uint32_t module) REQUIRES(mutex_);
 
-    const Onward onward_;
+    Inbox& inbox_;
     JsonReader reader_;  // of the delivery thread
 
     Mutex mutex_;

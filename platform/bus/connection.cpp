@@ -14,8 +14,9 @@ constexpr std::size_t kFrameOverheadBytes = 128;
 
 }  // namespace
 
-Connection::Connection(Fd socket, std::uint64_t id, int epoll, const Peer& peer)
-    : id_(id), epoll_(epoll), peer_(peer), socket_(std::move(socket)) {}
+Connection::Connection(Fd socket, std::uint64_t id, int epoll, const Peer& peer,
+                       std::atomic<std::size_t>& heldByAll)
+    : id_(id), epoll_(epoll), peer_(peer), heldByAll_(heldByAll), socket_(std::move(socket)) {}
 
 void Connection::start() {
     MutexLock lock(mutex_);
@@ -23,7 +24,7 @@ void Connection::start() {
     updateInterest();
 }
 
-Connection::Sent Connection::send(std::string_view frame) {
+Connection::Sent Connection::send(std::string_view frame, bool further) {
     bool dropsBegin = false;
     {
         MutexLock lock(mutex_);
@@ -43,9 +44,10 @@ Connection::Sent Connection::send(std::string_view frame) {
             }
         }
         const std::size_t rest = frame.size() - written;
-        if (queue_.empty() || queuedBytes_ + rest <= kMaxQueuedBytes) {
+        if (queue_.empty() || further || queuedBytes_ + rest <= kMaxQueuedBytes) {
             queue_.emplace_back(frame.substr(written));
             queuedBytes_ += rest;
+            hold(rest);
             updateInterest();
             return Sent::done;
         }
@@ -58,7 +60,7 @@ Connection::Sent Connection::send(std::string_view frame) {
     return Sent::full;
 }
 
-void Connection::flush() {
+bool Connection::flush() {
     MutexLock lock(mutex_);
     while (!queue_.empty()) {
         const std::string_view rest = std::string_view(queue_.front()).substr(frontSent_);
@@ -66,18 +68,25 @@ void Connection::flush() {
         const Written result = writeSome(rest, written);
         frontSent_ += written;
         queuedBytes_ -= written;
+        letGo(written);
         if (result == Written::broken) {
             breakOutput();
-            return;
+            return true;
         }
         if (result == Written::some) {
-            return;
+            return false;
         }
         queue_.pop_front();
         frontSent_ = 0;
     }
     dropping_ = false;
     updateInterest();
+    return true;
+}
+
+bool Connection::takesAnswers() const {
+    MutexLock lock(mutex_);
+    return queue_.empty() || condemned_;
 }
 
 Connection::Read Connection::read(std::vector<char>& buffer, std::vector<Frame>& frames) {
@@ -89,7 +98,12 @@ Connection::Read Connection::read(std::vector<char>& buffer, std::vector<Frame>&
         return Read::ended;
     }
     const std::string_view bytes(buffer.data(), static_cast<std::size_t>(count));
-    return reader_.feed(bytes, frames) ? Read::frames : Read::unreadable;
+    const bool readable = reader_.feed(bytes, frames);
+    MutexLock lock(mutex_);
+    letGo(arrivingBytes_);
+    arrivingBytes_ = reader_.heldBytes();
+    hold(arrivingBytes_);
+    return readable ? Read::frames : Read::unreadable;
 }
 
 void Connection::expectNoMore() {
@@ -101,6 +115,7 @@ void Connection::expectNoMore() {
 void Connection::charge(std::size_t bytes) {
     MutexLock lock(mutex_);
     unhandledBytes_ += bytes;
+    hold(bytes);
     if (!paused_ && unhandledBytes_ > kMaxUnhandledBytes) {
         paused_ = true;
         updateInterest();
@@ -110,10 +125,16 @@ void Connection::charge(std::size_t bytes) {
 void Connection::release(std::size_t bytes) {
     MutexLock lock(mutex_);
     unhandledBytes_ -= bytes;
+    letGo(bytes);
     if (paused_ && unhandledBytes_ <= kMaxUnhandledBytes / 2) {
         paused_ = false;
         updateInterest();
     }
+}
+
+std::size_t Connection::held() const {
+    MutexLock lock(mutex_);
+    return held_;
 }
 
 bool Connection::condemn() {
@@ -121,6 +142,8 @@ bool Connection::condemn() {
     if (std::exchange(condemned_, true)) {
         return false;
     }
+    letGo(held_);
+    counts_ = false;
     if (socket_.valid()) {
         // The hang-up that this causes brings the I/O thread here.
         shutdown(socket_.get(), SHUT_RDWR);
@@ -141,6 +164,8 @@ void Connection::close() {
         epoll_ctl(epoll_, EPOLL_CTL_DEL, socket_.get(), nullptr);
         registered_ = false;
     }
+    letGo(held_);
+    counts_ = false;
     socket_.reset();
     queue_.clear();
 }
@@ -171,6 +196,7 @@ Connection::Written Connection::writeSome(std::string_view bytes, std::size_t& w
 void Connection::breakOutput() {
     outputBroken_ = true;
     queue_.clear();
+    letGo(queuedBytes_);
     queuedBytes_ = 0;
     updateInterest();
 }
@@ -193,6 +219,20 @@ void Connection::updateInterest() {
     } else if (!wanted && registered_) {
         epoll_ctl(epoll_, EPOLL_CTL_DEL, socket_.get(), nullptr);
         registered_ = false;
+    }
+}
+
+void Connection::hold(std::size_t bytes) {
+    if (counts_) {
+        held_ += bytes;
+        heldByAll_ += bytes;
+    }
+}
+
+void Connection::letGo(std::size_t bytes) {
+    if (counts_) {
+        held_ -= bytes;
+        heldByAll_ -= bytes;
     }
 }
 

@@ -50,11 +50,13 @@ std::runtime_error loopError() {
 }  // namespace
 
 Exchange::Exchange(std::uint32_t module, bool listens, int backlog, std::string directory,
-                   Sink sink)
+                   Calls& calls, Inbox& inbox, const Limits& limits)
     : module_(module),
       backlog_(backlog),
       directory_(std::move(directory)),
-      sink_(std::move(sink)),
+      calls_(calls),
+      inbox_(inbox),
+      limits_(limits),
       epoll_(epoll_create1(EPOLL_CLOEXEC)),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       nextId_(kFirstConnection),
@@ -75,7 +77,7 @@ Exchange::~Exchange() {
     stop();
 }
 
-bool Exchange::send(std::string_view text, std::uint32_t module) {
+bool Exchange::send(std::string_view text, std::uint32_t module, bool further) {
     std::string repaired;
     const std::string_view payload = asUtf8(text, repaired);
     if (payload.empty() || payload.size() > kMaxPayloadBytes) {
@@ -92,8 +94,9 @@ bool Exchange::send(std::string_view text, std::uint32_t module) {
         if (connection == nullptr) {
             break;
         }
-        const Connection::Sent result = connection->send(frame);
+        const Connection::Sent result = connection->send(frame, further);
         if (result == Connection::Sent::done) {
+            keepToBudget();
             return true;
         }
         if (result == Connection::Sent::full) {
@@ -132,7 +135,7 @@ void Exchange::run() {
         const int timeout = listener_ ? kTendMilliseconds : -1;
         const int count =
             epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeout);
-        tendListener();
+        tend();
         for (int i = 0; i < count && !stopping_; ++i) {
             const epoll_event& event = events[static_cast<std::size_t>(i)];
             handleEvent(event.data.u64, event.events);
@@ -173,8 +176,12 @@ void Exchange::admit(Fd socket) {
     } else if (peers_.size() >= kMaxConnections) {
         report(LogLevel::warning, "bus: process %d is one connection too many, closed",
                static_cast<int>(peer.process));
+    } else if (peers_.countOf(peer.process) >= limits_.connectionsOfAProcess) {
+        report(LogLevel::warning, "bus: process %d has %zu connections, one more is closed",
+               static_cast<int>(peer.process), limits_.connectionsOfAProcess);
     } else {
-        open(std::move(socket), peer);
+        open(std::move(socket), peer)
+            ->expectFrameBy(realMilliseconds() + limits_.firstFrameMilliseconds);
     }
 }
 
@@ -185,13 +192,27 @@ void Exchange::restListener(int error) {
     listenerRests_ = true;
 }
 
-void Exchange::tendListener() {
+void Exchange::tend() {
     // The real clock: the one that a test stops does not stop a file from being removed.
     const std::int64_t now = realMilliseconds();
-    if (!listener_ || now < tendListenerAt_) {
-        return;
+    if (listener_ && now >= tendAt_) {
+        tendAt_ = now + kTendMilliseconds;
+        closeOverdue(now);
+        tendListener();
     }
-    tendListenerAt_ = now + kTendMilliseconds;
+}
+
+void Exchange::closeOverdue(std::int64_t now) {
+    for (const auto& connection : peers_.all()) {
+        if (connection->overdue(now)) {
+            report(LogLevel::warning, "bus: %s has sent no whole frame in time, connection closed",
+                   connection->peerName().c_str());
+            closeConnection(connection);
+        }
+    }
+}
+
+void Exchange::tendListener() {
     if (listener_->lost()) {
         try {
             auto next = std::make_unique<ListeningSocket>(directory_, module_, backlog_);
@@ -215,8 +236,8 @@ void Exchange::handleConnection(const std::shared_ptr<Connection>& connection,
         closeConnection(connection);
         return;
     }
-    if ((events & EPOLLOUT) != 0) {
-        connection->flush();
+    if ((events & EPOLLOUT) != 0 && connection->flush()) {
+        inbox_.lookAgain();
     }
     if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) == 0) {
         return;
@@ -241,9 +262,11 @@ void Exchange::readFrom(const std::shared_ptr<Connection>& connection, bool hung
             continue;
         }
         connection->setPeer(frame.sender);
+        connection->expectFrameBy(0);
         peers_.show(frame.sender, connection);
-        sink_(Arrival(std::move(frame), connection));
+        calls_.accept(Arrival(std::move(frame), connection));
     }
+    keepToBudget();
     switch (result) {
         case Connection::Read::frames:
         case Connection::Read::nothing:
@@ -269,11 +292,34 @@ void Exchange::readFrom(const std::shared_ptr<Connection>& connection, bool hung
 void Exchange::closeConnection(const std::shared_ptr<Connection>& connection) {
     peers_.remove(connection);
     connection->close();
+    inbox_.lookAgain();
+}
+
+void Exchange::keepToBudget() {
+    while (heldByAll_ > limits_.heldByAll) {
+        std::shared_ptr<Connection> largest;
+        std::size_t most = 0;
+        for (const auto& connection : peers_.all()) {
+            const std::size_t held = connection->held();
+            if (held > most) {
+                most = held;
+                largest = connection;
+            }
+        }
+        if (largest == nullptr) {
+            return;
+        }
+        if (largest->condemn()) {
+            report(LogLevel::warning,
+                   "bus: all connections hold more than %zu bytes, that of %s with %zu is closed",
+                   limits_.heldByAll, largest->peerName().c_str(), most);
+        }
+    }
 }
 
 std::shared_ptr<Connection> Exchange::open(Fd socket, const Peer& peer) {
     auto connection =
-        std::make_shared<Connection>(std::move(socket), nextId_++, epoll_.get(), peer);
+        std::make_shared<Connection>(std::move(socket), nextId_++, epoll_.get(), peer, heldByAll_);
     peers_.add(connection);
     connection->start();
     return connection;

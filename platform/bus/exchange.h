@@ -1,14 +1,12 @@
 #pragma once
 
-// The event loop of the bus: one thread that accepts, reads frames and hands each to the sink, and
+// The event loop of the bus: one thread that accepts, reads frames and hands each to the calls, and
 // writes what did not leave at once. It parses nothing.
 //
-// Threads: send() and dropped() from any thread; the sink is called on the I/O thread with no lock
-// held, and must not block.
+// Threads: send() and dropped() from any thread.
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -16,7 +14,9 @@
 #include <thread>
 #include <vector>
 
+#include "calls.h"
 #include "connection.h"
+#include "inbox.h"
 #include "ostrel/mutex.h"
 #include "ostrel/runtime.h"
 #include "peers.h"
@@ -28,20 +28,30 @@ namespace ostrel::bus {
 inline constexpr std::uint32_t kFirstTool = 65536;
 inline constexpr std::size_t kMaxConnections = 256;
 
+// What peers may take of a process. Whoever goes beyond loses its connection.
+struct Limits {
+    std::size_t connectionsOfAProcess = 16;
+    // Whoever has connected must send a whole frame in this time.
+    std::int64_t firstFrameMilliseconds = 30000;
+    // What all connections may hold together: frames that are arriving, that are not handled yet,
+    // and that wait to leave. The connection that holds most goes first.
+    std::size_t heldByAll = std::size_t{OSTREL_BUS_BUDGET_MIB} * 1024 * 1024;
+};
+
 class Exchange {
 public:
-    using Sink = std::function<void(Arrival)>;
-
     // `listens`: with a socket file of its own in `directory`, where those of the others are.
-    // Throws std::runtime_error when that or the event loop can't be made.
-    Exchange(std::uint32_t module, bool listens, int backlog, std::string directory, Sink sink);
+    // Throws std::runtime_error when that or the event loop can't be made. `calls` and `inbox`
+    // outlive the exchange.
+    Exchange(std::uint32_t module, bool listens, int backlog, std::string directory, Calls& calls,
+             Inbox& inbox, const Limits& limits = {});
     ~Exchange();
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    // Queues `text`, made UTF-8, as one frame; never blocks. False, and counted, when it is
-    // dropped.
-    [[nodiscard]] bool send(std::string_view text, std::uint32_t module);
+    // Queues `text`, made UTF-8, as one frame; never blocks. A `further` frame of an answer may
+    // wait behind the others, however much waits. False, and counted, when it is dropped.
+    [[nodiscard]] bool send(std::string_view text, std::uint32_t module, bool further = false);
     [[nodiscard]] unsigned long long dropped() const { return dropped_; }
 
     // Ends the thread and closes every connection.
@@ -54,8 +64,12 @@ private:
     void acceptAll();
     void admit(Fd socket);
     void restListener(int error);
-    // Once a second: has the listener listen again that rested or lost its socket file.
+    // Once a second.
+    void tend();
+    // Has the listener listen again that rested or lost its socket file.
     void tendListener();
+    void closeOverdue(std::int64_t now);
+    void keepToBudget();
     void handleConnection(const std::shared_ptr<Connection>& connection, std::uint32_t events);
     void readFrom(const std::shared_ptr<Connection>& connection, bool hungUp);
     void closeConnection(const std::shared_ptr<Connection>& connection);
@@ -66,7 +80,10 @@ private:
     const std::uint32_t module_;
     const int backlog_;
     const std::string directory_;
-    const Sink sink_;
+    Calls& calls_;
+    Inbox& inbox_;
+    const Limits limits_;
+    std::atomic<std::size_t> heldByAll_{0};
     std::unique_ptr<ListeningSocket> listener_;
     Fd epoll_;
     Fd wake_;
@@ -77,7 +94,7 @@ private:
     Mutex connecting_;  // so that two senders to one module share a connection
     std::set<std::uint32_t> absent_ GUARDED_BY(connecting_);  // reported as not there
     bool listenerRests_ = false;                              // of the I/O thread
-    std::int64_t tendListenerAt_ = 0;                         // of the I/O thread, monotonic ms
+    std::int64_t tendAt_ = 0;                                 // of the I/O thread, monotonic ms
     std::vector<char> buffer_;                                // of the I/O thread
     std::thread thread_;
 };

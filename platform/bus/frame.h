@@ -35,6 +35,9 @@ public:
     // Whether a frame has begun and not ended.
     [[nodiscard]] bool midFrame() const { return headerFilled_ > 0; }
 
+    // Of the payload of that frame, what has arrived.
+    [[nodiscard]] std::size_t heldBytes() const { return frame_.payload.size(); }
+
     // The payload length in the header that was read last.
     [[nodiscard]] std::uint32_t claimedBytes() const { return length_; }
 

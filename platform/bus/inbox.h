@@ -1,12 +1,14 @@
 #pragma once
 
-// The frames that wait for process(), in order of arrival. The limit on each connection's unhandled
-// input limits them too.
+// The frames that wait for process(). The peers are served in turn, one frame each. A peer that
+// still has answers to read waits with its further requests. The limit on each connection's
+// unhandled input limits what waits here too.
 //
 // Threads: any.
 
 #include <chrono>
 #include <deque>
+#include <list>
 
 #include "connection.h"
 #include "ostrel/mutex.h"
@@ -27,15 +29,22 @@ public:
     // Puts frames back to where they were, in front of those that came since.
     void putBack(std::deque<Arrival> arrivals) EXCLUDES(mutex_);
 
+    // To be called when a peer has read its answers, or has gone.
+    void lookAgain() EXCLUDES(mutex_);
+
     // Ends every take(), now and from now on.
     void stop() EXCLUDES(mutex_);
 
 private:
-    Take takeNow(Arrival& arrival) REQUIRES(mutex_);
+    using Lane = std::deque<Arrival>;  // of one connection, never empty
+
+    std::list<Lane>::iterator laneOf(const Arrival& arrival) REQUIRES(mutex_);
+    // False when there is none, or none whose peer takes an answer.
+    bool takeInTurn(Arrival& arrival) REQUIRES(mutex_);
 
     Mutex mutex_;
     CondVar changed_;
-    std::deque<Arrival> waiting_ GUARDED_BY(mutex_);
+    std::list<Lane> lanes_ GUARDED_BY(mutex_);  // the next to be served first
     bool stopped_ GUARDED_BY(mutex_) = false;
 };
 

@@ -113,9 +113,8 @@ ipc_module_t ipc_tool_module() {
 class IpcInterface::Bus {
 public:
     Bus(std::uint32_t module, bool listens, int backlog, const std::string& runtimeDirectory)
-        : calls([this](Arrival arrival) { inbox.push(std::move(arrival)); }),
-          exchange(module, listens, backlog, runtimeDirectory + "/bus",
-                   [this](Arrival arrival) { calls.accept(std::move(arrival)); }) {}
+        : calls(inbox),
+          exchange(module, listens, backlog, runtimeDirectory + "/bus", calls, inbox) {}
 
     // A callback may be sending, so the delivery thread ends while the exchange is still there.
     ~Bus() { calls.stop(); }
@@ -192,6 +191,10 @@ bool IpcInterface::send(void* text, int module) const {
 
 bool IpcInterface::send(const std::string& text, int module) const {
     return bus_->exchange.send(text, moduleNumber(module));
+}
+
+bool IpcInterface::sendFurther(const std::string& text, int module) const {
+    return bus_->exchange.send(text, moduleNumber(module), true);
 }
 
 bool IpcInterface::send(const JsonSource* object, int module) const {

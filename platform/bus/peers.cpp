@@ -42,6 +42,15 @@ std::size_t Peers::size() const {
     return open_.size();
 }
 
+std::size_t Peers::countOf(pid_t process) const {
+    MutexLock lock(mutex_);
+    std::size_t count = 0;
+    for (const auto& entry : open_) {
+        count += entry.second->process() == process ? 1U : 0U;
+    }
+    return count;
+}
+
 void Peers::show(std::uint32_t module, const std::shared_ptr<Connection>& connection) {
     MutexLock lock(mutex_);
     const auto last = std::find_if(routes_.rbegin(), routes_.rend(),

@@ -23,6 +23,8 @@ public:
     void remove(const std::shared_ptr<Connection>& connection) EXCLUDES(mutex_);
     [[nodiscard]] std::vector<std::shared_ptr<Connection>> all() const EXCLUDES(mutex_);
     [[nodiscard]] std::size_t size() const EXCLUDES(mutex_);
+    // Those whose peer is this process.
+    [[nodiscard]] std::size_t countOf(pid_t process) const EXCLUDES(mutex_);
 
     // Notes that the peer of `connection` calls itself `module`. The last 16 numbers of a
     // connection are kept.

@@ -26,6 +26,9 @@ enum ipc_module_t : int {
     IPC_MODULE_MONITORD_STATISTICS = 11,
 };
 
+// The status of a response that is one frame of an answer, and not its last.
+inline constexpr int IPC_MORE_FOLLOWS = 1;
+
 // The module number of a tool: 65536 plus its process id. A tool owns no socket file.
 ipc_module_t ipc_tool_module();
 
@@ -39,7 +42,8 @@ public:
     using CommandTable = std::map<std::string, Command>;
     // response: the answer as a json_object*. It belongs to the bus, lives for the call and may be
     // changed in it. Null when no answer came in time. user: the one given to async_send().
-    // status: 0, or -1 without an answer.
+    // status: 0, IPC_MORE_FOLLOWS where the answer goes on in another frame, or -1 without an
+    // answer.
     using ResponseCallback = std::function<void(void* response, void* user, int status)>;
 
     // Joins the bus as `module`. `anonymous`: without a socket file of its own, as tools do; a
@@ -62,7 +66,9 @@ public:
     // meanwhile are kept for process().
     [[nodiscard]] void* receive_initial_config();
 
-    // Handles frames on the calling thread, in order of arrival, until stop(). A frame that is no
+    // Handles frames on the calling thread until stop(): those of one connection in their order,
+    // the connections in turn. A peer that does not read what it was sent waits with its further
+    // frames until it has; only apbd, which does not ask but tell, need not. A frame that is no
     // answer goes to the entry of `commands` that its "command" member names, or else its "cmd"
     // member. A frame without an entry is dropped with a debug report. An exception out of a
     // command is reported and ends that command alone.
@@ -83,12 +89,17 @@ public:
     bool send(void* text, int module) const;
     bool send(const std::string& text, int module) const;
     bool send(const ostrel::JsonSource* object, int module) const;
+    // The same for the frames of an answer behind its first one, each a whole answer with "more":
+    // true in all but the last. No full queue refuses them, but they count against what all
+    // connections may hold together.
+    bool sendFurther(const std::string& text, int module) const;
 
     // Sends the object `message` with a fresh number under "context". `message` is a json_object*;
-    // it stays the caller's and unchanged. `callback` is called once, on the thread "bus delivery":
-    // with the frame of `module` that bears this number, or with null after `timeoutSeconds` of the
-    // monotonic clock (0: at once). A peer that goes meanwhile may come back and answer. False, and
-    // no callback, when the frame could not be queued or `message` is no object.
+    // it stays the caller's and unchanged. `callback` is called on the thread "bus delivery" with
+    // each frame of `module` that bears this number, up to and with the first that has no "more":
+    // true; or at last with null, `timeoutSeconds` of the monotonic clock (0: at once) after this
+    // call. A peer that goes meanwhile may come back and answer. False, and no callback, when the
+    // frame could not be queued or `message` is no object.
     bool async_send(void* message, int module, void* user, ResponseCallback callback,
                     int timeoutSeconds);
 

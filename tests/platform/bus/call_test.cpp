@@ -17,11 +17,12 @@ protected:
             request_, module, this,
             [this, name](void* response, void* user, int status) {
                 EXPECT_EQ(user, this);
-                EXPECT_EQ(status, response == nullptr ? -1 : 0);
+                EXPECT_EQ(status < 0, response == nullptr);
                 json_object* value = nullptr;
                 json_object_object_get_ex(static_cast<json_object*>(response), "value", &value);
                 answers_.add(std::string(name) + ":" +
-                             (value != nullptr ? json_object_get_string(value) : "none"));
+                             (value != nullptr ? json_object_get_string(value) : "none") +
+                             (status == IPC_MORE_FOLLOWS ? "..." : ""));
             },
             timeoutSeconds);
     }
@@ -59,6 +60,26 @@ TEST_F(CallTest, AnswersReachTheirOwnCalls) {
     EXPECT_THAT(answers_.waitFor(2), ElementsAre("second:2", "first:1"));
     EXPECT_STREQ(json_object_to_json_string_ext(request_, JSON_C_TO_STRING_PLAIN),
                  R"({"command":"get","context":"mine"})");
+}
+
+TEST_F(CallTest, AnAnswerOfSeveralFramesEndsWithItsLastOrItsTime) {
+    vesta::testing::FakeClock clock;
+    ASSERT_TRUE(call(11, 31, "whole"));
+    ASSERT_TRUE(call(11, 30, "cut"));
+    RawPeer peer = statistics_.accept();
+    const std::string whole = contextOfRequest(peer);
+    const std::string cut = contextOfRequest(peer);
+    const auto part = [](const std::string& context, const char* value, const char* more) {
+        return handMadeFrame(
+            11, "{\"context\":" + context + ",\"value\":" + value + ",\"more\":" + more + "}");
+    };
+    peer.write(part(whole, "1", "true") + part(cut, "2", "true") + part(whole, "3", "true"));
+    EXPECT_THAT(answers_.take(3), ElementsAre("whole:1...", "cut:2...", "whole:3..."));
+    clock.advanceSeconds(30);
+    peer.write(part("0", "4", "true"));  // wakes the delivery thread
+    EXPECT_THAT(answers_.take(1), ElementsAre("cut:none"));
+    peer.write(part(cut, "5", "false") + part(whole, "6", "false"));
+    EXPECT_THAT(answers_.take(1), ElementsAre("whole:6"));
 }
 
 TEST_F(CallTest, OnlyTheModuleThatWasAskedAnswers) {

@@ -7,6 +7,7 @@
 
 #include <future>
 
+#include "bus/exchange.h"
 #include "bus_fixture.h"
 
 namespace ostrel::bus {
@@ -21,8 +22,17 @@ protected:
         return peer.readFrame().first == kServer;
     }
 
+    // A command whose answer does not fit into a socket.
+    IpcInterface::Command answerAtLength() {
+        return [this](void* message, void*, int sender) {
+            received_.add(Message{static_cast<const char*>(message), sender});
+            bus_.send(kLongAnswer, sender);
+        };
+    }
+
+    inline static const std::string kLongAnswer = '"' + std::string(1024 * 1024 - 2, 'x') + '"';
     IpcInterface bus_{kServer, false, 50};
-    Worker worker_{bus_, {{"ping", echo(bus_)}, {"a", note()}}};
+    Worker worker_{bus_, {{"ping", echo(bus_)}, {"a", note()}, {"ask", answerAtLength()}}};
     RawPeer witness_ = RawPeer::connectedTo(kServer);
 };
 
@@ -46,23 +56,74 @@ TEST_F(MisuseTest, APeerThatNeverReadsFillsItsOwnQueue) {
     RawPeer peer = RawPeer::connectedTo(kServer);
     peer.write(handMadeFrame(9, R"({"cmd":"a"})"));
     received_.waitFor(1);
-    const std::string text = '"' + std::string(1024 * 1024 - 2, 'x') + '"';
     int taken = 0;
-    while (taken < 20 && bus_.send(text, 9)) {
+    while (taken < 20 && bus_.send(kLongAnswer, 9)) {
         ++taken;
     }
     EXPECT_GE(taken, 4);
     EXPECT_LE(taken, 6);
-    EXPECT_FALSE(bus_.send(text, 9));
+    EXPECT_FALSE(bus_.send(kLongAnswer, 9));
     EXPECT_EQ(bus_.droppedFrames(), 2U);
     EXPECT_EQ(reports_.waitFor(1).size(), 1U);
+    // The further frames of an answer are not refused.
+    EXPECT_TRUE(bus_.sendFurther(kLongAnswer, 9));
     EXPECT_TRUE(isServed(witness_));
     // What was taken arrives whole, and then there is room again.
-    for (int i = 0; i < taken; ++i) {
-        EXPECT_EQ(peer.readFrame().second, text);
+    for (int i = 0; i <= taken; ++i) {
+        EXPECT_EQ(peer.readFrame().second, kLongAnswer);
     }
     EXPECT_TRUE(bus_.send("[]", 9));
     EXPECT_EQ(peer.readFrame().second, "[]");
+}
+
+TEST_F(MisuseTest, WhoDoesNotReadIsAnsweredNoMore) {
+    constexpr std::size_t kQuestions = 20;
+    RawPeer deaf = RawPeer::connectedTo(kServer);
+    for (std::size_t i = 0; i < kQuestions; ++i) {
+        deaf.write(handMadeFrame(65537, R"({"cmd":"ask"})"));
+    }
+    received_.waitFor(1);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(isServed(witness_));
+    }
+    EXPECT_EQ(received_.waitFor(0).size(), 1U);
+    for (std::size_t i = 0; i < kQuestions; ++i) {
+        EXPECT_EQ(deaf.readFrame().second, kLongAnswer);
+    }
+    EXPECT_EQ(received_.waitFor(kQuestions).size(), kQuestions);
+    EXPECT_EQ(bus_.droppedFrames(), 0U);
+}
+
+// One frame a peer a turn. What apbd says never waits for it to read.
+TEST(InboxTest, ServesThePeersInTurnAndWaitsForThoseThatDoNotRead) {
+    std::atomic<std::size_t> held{0};
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const Fd other(ends[1]);
+    const auto deaf = std::make_shared<Connection>(Fd(ends[0]), 2, -1, Peer(), held);
+    const auto busy = std::make_shared<Connection>(Fd(), 3, -1, Peer(), held);
+    const auto quiet = std::make_shared<Connection>(Fd(), 4, -1, Peer(), held);
+    ASSERT_EQ(deaf->send(std::string(1024 * 1024, 'x'), false), Connection::Sent::done);
+    Inbox inbox;
+    const auto push = [&inbox](std::uint32_t sender, const char* text, const auto& from) {
+        inbox.push(Arrival(Frame{sender, text}, from));
+    };
+    push(65537, "deaf", deaf);
+    push(65538, "busy 1", busy);
+    push(65538, "busy 2", busy);
+    push(65538, "busy 3", busy);
+    push(65539, "quiet", quiet);
+    const auto taken = [&inbox] {
+        Arrival arrival;
+        return inbox.takeBefore({}, arrival) == Inbox::Take::arrival ? arrival.frame.payload : "";
+    };
+    for (const char* expected : {"busy 1", "quiet", "busy 2", "busy 3", ""}) {
+        EXPECT_EQ(taken(), expected);
+    }
+    EXPECT_GT(held, 0U);
+    deaf->close();
+    EXPECT_EQ(held, 0U);
+    EXPECT_EQ(taken(), "deaf");
 }
 
 TEST_F(MisuseTest, AFloodWaitsInTheSocketOfItsSender) {
@@ -84,22 +145,80 @@ TEST_F(MisuseTest, AFloodWaitsInTheSocketOfItsSender) {
     EXPECT_EQ(received_.waitFor(whole).size(), whole);
 }
 
-TEST_F(MisuseTest, ConnectionsAreLimited) {
-    std::vector<RawPeer> peers;
-    for (int i = 1; i < 256; ++i) {
-        peers.push_back(RawPeer::connectedTo(kServer));
+// A bus with limits of its own beside that of the witness.
+class LimitsTest : public MisuseTest {
+protected:
+    static constexpr int kLimited = 77;
+
+    void limit(const Limits& limits) {
+        exchange_.reset();
+        exchange_ = std::make_unique<Exchange>(kLimited, true, 50, runtime_.path("bus"), calls_,
+                                               inbox_, limits);
     }
-    EXPECT_TRUE(RawPeer::connectedTo(kServer).seesEnd());
-    EXPECT_THAT(reports_.waitFor(1), ElementsAre(HasSubstr("too many")));
-    // The place of one that left is free again, once its leaving has been noticed.
-    peers.pop_back();
-    bool admitted = false;
-    for (int attempt = 0; attempt < 1000 && !admitted; ++attempt) {
-        RawPeer next = RawPeer::connectedTo(kServer);
-        admitted = next.tryWrite(handMadeFrame(65536, R"({"cmd":"ping"})")) &&
-                   next.readFrame().first == kServer;
+    bool takesFrom(RawPeer& peer) {
+        Arrival arrival;
+        return peer.tryWrite(handMadeFrame(65536, "{}")) &&
+               inbox_.takeBefore(std::chrono::steady_clock::now() + std::chrono::seconds(1),
+                                 arrival) == Inbox::Take::arrival;
     }
-    EXPECT_TRUE(admitted);
+
+    Inbox inbox_;
+    Calls calls_{inbox_};
+    std::unique_ptr<Exchange> exchange_;
+};
+
+TEST_F(LimitsTest, ConnectionsAreLimitedInAllAndOfAProcess) {
+    Limits manyOfAProcess;
+    manyOfAProcess.connectionsOfAProcess = 1000;
+    for (const auto& [limits, places, report] :
+         {std::tuple(Limits(), 16, "has 16 connections"),
+          std::tuple(manyOfAProcess, 256, "one connection too many")}) {
+        limit(limits);
+        std::vector<RawPeer> peers;
+        for (int i = 0; i < places; ++i) {
+            peers.push_back(RawPeer::connectedTo(kLimited));
+        }
+        EXPECT_TRUE(RawPeer::connectedTo(kLimited).seesEnd());
+        EXPECT_THAT(reports_.take(1), ElementsAre(HasSubstr(report)));
+        // The place of one that left is free again, once its leaving has been noticed.
+        peers.pop_back();
+        bool admitted = false;
+        for (int attempt = 0; attempt < 1000 && !admitted; ++attempt) {
+            RawPeer next = RawPeer::connectedTo(kLimited);
+            admitted = takesFrom(next);
+        }
+        EXPECT_TRUE(admitted);
+        reports_.take();
+    }
+}
+
+TEST_F(LimitsTest, AFirstFrameComesInTime) {
+    Limits limits;
+    limits.firstFrameMilliseconds = 1;
+    limit(limits);
+    RawPeer slow = RawPeer::connectedTo(kLimited);
+    slow.write(handMadeFrame(65536, "{}").substr(0, 9));
+    EXPECT_TRUE(slow.seesEnd());
+    EXPECT_THAT(reports_.waitFor(1), ElementsAre(HasSubstr("no whole frame in time")));
+}
+
+TEST_F(LimitsTest, WhoHoldsMostOfACommonBudgetGoes) {
+    Limits limits;
+    limits.heldByAll = 1024 * 1024;
+    limit(limits);
+    const std::string half = handMadeFrame(65536, std::string(1500000, ' ')).substr(0, 750000);
+    RawPeer small = RawPeer::connectedTo(kLimited);
+    small.write(handMadeFrame(65536, "{ }").substr(0, 9));
+    RawPeer large = RawPeer::connectedTo(kLimited);
+    large.write(half);
+    RawPeer larger = RawPeer::connectedTo(kLimited);
+    larger.tryWrite(half + half.substr(8));
+    EXPECT_TRUE(larger.seesEnd());
+    EXPECT_THAT(reports_.waitFor(1), ElementsAre(HasSubstr("more than 1048576 bytes")));
+    small.write(" }");
+    Arrival arrival;
+    EXPECT_EQ(inbox_.take(arrival), Inbox::Take::arrival);
+    EXPECT_EQ(arrival.frame.payload, "{ }");
 }
 
 // Needs root, to become somebody else.
