@@ -19,7 +19,7 @@ namespace {
 // portions.
 constexpr std::size_t kPortion = 10000;
 
-std::string answerFor(std::size_t stations, std::size_t instances) {
+std::vector<std::string> answerFor(std::size_t stations, std::size_t instances) {
     apsim::Associations associations;
     for (std::size_t i = 0; i < stations; ++i) {
         const apsim::StationId id{interfaceOf(i % instances), macOf(i)};
@@ -38,9 +38,13 @@ LoadedPortal::LoadedPortal(std::size_t stations, std::size_t instances)
     for (std::size_t from = 0; from < stations; from += kPortion) {
         admit(from, std::min(stations, from + kPortion), instances);
     }
-    json_object* const answer = json_tokener_parse(statisticsAnswer_.c_str());
-    IPCInformationCollector::ipcResponseCallback(answer, portal_.get(), 0);
-    json_object_put(answer);
+    GatheredStatistics gathered;
+    for (const std::string& frame : statisticsAnswer_) {
+        json_object* const answer = json_tokener_parse(frame.c_str());
+        const int status = &frame == &statisticsAnswer_.back() ? 0 : IPC_MORE_FOLLOWS;
+        IPCInformationCollector::ipcResponseCallback(answer, portal_.get(), status, gathered);
+        json_object_put(answer);
+    }
 }
 
 std::shared_ptr<IpcInterface> LoadedPortal::bus() {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/message_entry.h"
 #include "portal/portal.h"
@@ -23,15 +24,17 @@ public:
     // The bus of this process.
     static std::shared_ptr<IpcInterface> bus();
 
-    // What monitord answers when all stations are associated.
-    [[nodiscard]] const std::string& statisticsAnswer() const { return statisticsAnswer_; }
+    // The frames that monitord answers with when all stations are associated.
+    [[nodiscard]] const std::vector<std::string>& statisticsAnswer() const {
+        return statisticsAnswer_;
+    }
 
 private:
     void admit(std::size_t from, std::size_t to, std::size_t instances);
 
     std::shared_ptr<MessageEntry> config_;
     std::shared_ptr<Portal> portal_;
-    std::string statisticsAnswer_;
+    std::vector<std::string> statisticsAnswer_;
 };
 
 }  // namespace vesta::bench

@@ -6,6 +6,8 @@
 
 #include <map>
 #include <memory>
+#include <stdexcept>
+#include <vector>
 
 #include "bus/json_text.h"
 #include "comparison.h"
@@ -25,7 +27,8 @@ LoadedPortal& portalOf(std::size_t stations) {
     static std::map<std::size_t, std::unique_ptr<LoadedPortal>> portals;
     std::unique_ptr<LoadedPortal>& portal = portals[stations];
     if (!portal) {
-        portal = std::make_unique<LoadedPortal>(stations, 1);
+        constexpr std::size_t kMostOfAnInstance = 65536;
+        portal = std::make_unique<LoadedPortal>(stations, 1 + stations / kMostOfAnInstance);
     }
     return *portal;
 }
@@ -36,21 +39,33 @@ json_object* parse(const std::string& text) {
     return answer;
 }
 
-// What the bus does with the text, and the callback that it makes.
+void parseAll(const std::vector<std::string>& frames) {
+    for (const std::string& frame : frames) {
+        json_object_put(parse(frame));
+    }
+}
+
+// What the bus does with the frames, and the callbacks that it makes.
 void pass(ostrel::bus::JsonReader& reader, LoadedPortal& loaded) {
-    ostrel::bus::Json answer;
-    if (reader.read(loaded.statisticsAnswer(), answer) == ostrel::bus::JsonReader::Kind::object) {
-        IPCInformationCollector::ipcResponseCallback(answer.get(), loaded.portal().get(), 0);
+    GatheredStatistics gathered;
+    const std::vector<std::string>& frames = loaded.statisticsAnswer();
+    for (const std::string& frame : frames) {
+        ostrel::bus::Json answer;
+        if (reader.read(frame, answer) != ostrel::bus::JsonReader::Kind::object) {
+            throw std::runtime_error("the bus does not take the statistics");
+        }
+        const int status = &frame == &frames.back() ? 0 : IPC_MORE_FOLLOWS;
+        IPCInformationCollector::ipcResponseCallback(answer.get(), loaded.portal().get(), status,
+                                                     gathered);
     }
 }
 
 void onePass(benchmark::State& state) {
     LoadedPortal& loaded = portalOf(static_cast<std::size_t>(state.range(0)));
-    const std::string& text = loaded.statisticsAnswer();
     ostrel::bus::JsonReader reader;
     Comparison comparison;
     for (auto _ : state) {
-        comparison.add([&] { pass(reader, loaded); }, [&] { json_object_put(parse(text)); });
+        comparison.add([&] { pass(reader, loaded); }, [&] { parseAll(loaded.statisticsAnswer()); });
     }
     comparison.report(state);
 }
@@ -58,7 +73,8 @@ BENCHMARK(onePass)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillise
 
 // What of the bare parse's time the release takes.
 void parseWithoutRelease(benchmark::State& state) {
-    const std::string& text = portalOf(static_cast<std::size_t>(state.range(0))).statisticsAnswer();
+    const std::string& text =
+        portalOf(static_cast<std::size_t>(state.range(0))).statisticsAnswer().front();
     Comparison comparison;
     for (auto _ : state) {
         json_object* answer = nullptr;
@@ -67,7 +83,7 @@ void parseWithoutRelease(benchmark::State& state) {
     }
     comparison.report(state);
 }
-BENCHMARK(parseWithoutRelease)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(parseWithoutRelease)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

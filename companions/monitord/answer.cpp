@@ -1,5 +1,6 @@
 #include "monitord/answer.h"
 
+#include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
 
@@ -8,6 +9,8 @@ namespace {
 
 // Of a station with ordinary numbers.
 constexpr std::size_t kUsualBytes = 160;
+// Well within what the bus takes of bytes and of values.
+constexpr std::size_t kStationsOfAFrame = 10000;
 
 // Written by hand: at 10,000 stations a tree of JSON nodes would take longer than all the rest.
 class Writer {
@@ -43,33 +46,38 @@ std::string quoted(const char* text) {
 
 }  // namespace
 
-std::string statisticsAnswer(const Stations& stations, const std::string& context, Time now) {
-    std::string text;
-    text.reserve(64 + context.size() + stations.count() * kUsualBytes);
-    Writer out(text);
-    out << "{" << (context.empty() ? "" : "\"context\":") << context.c_str()
-        << (context.empty() ? "" : ",") << "\"value\":[";
-    const char* separator = "";
+std::vector<std::string> statisticsAnswer(const Stations& stations, const std::string& context,
+                                          Time now) {
+    const std::string head = "{" + (context.empty() ? "" : "\"context\":" + context + ",");
+    std::vector<std::string> frames;
+    std::string value;
+    value.reserve(std::min(stations.count(), kStationsOfAFrame) * kUsualBytes);
+    Writer out(value);
+    std::size_t told = 0;
     std::string lastDevice;
     std::string deviceText;
     stations.forEach([&](const char* device, const Mac& mac, const Record& record) {
         if (!record.present) {
             return;
         }
+        if (told > 0 && told % kStationsOfAFrame == 0) {
+            frames.push_back(head + "\"more\":true,\"value\":[" + value + "]}");
+            value.clear();
+        }
+        ++told;
         if (device != lastDevice) {
             lastDevice = device;
             deviceText = quoted(device);
         }
         const Time uptime = std::max<Time>(now - record.since, 0) / 1000;
-        out << separator << "{\"interface\":" << deviceText.c_str() << ",\"hw-addr\":\"" << mac
-            << "\",\"uptime\":" << static_cast<std::uint64_t>(uptime)
+        out << (value.empty() ? "" : ",") << "{\"interface\":" << deviceText.c_str()
+            << ",\"hw-addr\":\"" << mac << "\",\"uptime\":" << static_cast<std::uint64_t>(uptime)
             << ",\"statistics\":{\"rx\":{\"bytes\":" << record.up.bytes
             << ",\"packets\":" << record.up.packets << "},\"tx\":{\"bytes\":" << record.down.bytes
             << ",\"packets\":" << record.down.packets << "}}}";
-        separator = ",";
     });
-    out << "]}";
-    return text;
+    frames.push_back(head + "\"value\":[" + value + "]}");
+    return frames;
 }
 
 }  // namespace monitord

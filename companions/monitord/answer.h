@@ -5,13 +5,15 @@
 // Threads: one at a time.
 
 #include <string>
+#include <vector>
 
 #include "monitord/stations.h"
 
 namespace monitord {
 
-// The answer about all stations that are there. `context` is the JSON text of the request's, or "".
-[[nodiscard]] std::string statisticsAnswer(const Stations& stations, const std::string& context,
-                                           Time now);
+// The frames of the answer about all stations that are there, with "more": true in all but the
+// last. `context` is the JSON text of the request's, or "".
+[[nodiscard]] std::vector<std::string> statisticsAnswer(const Stations& stations,
+                                                        const std::string& context, Time now);
 
 }  // namespace monitord

@@ -105,7 +105,7 @@ void Monitor::answerQuestions() {
     }
     sample();
     for (const auto& [sender, context] : questions) {
-        if (!statisticsBus_.send(statisticsAnswer(stations_, context, sampled_), sender)) {
+        if (!statisticsBus_.sendAnswer(statisticsAnswer(stations_, context, sampled_), sender)) {
             ostrel::report(ostrel::LogLevel::debug, "module %d can't be answered", sender);
         }
     }

@@ -197,6 +197,16 @@ bool IpcInterface::sendFurther(const std::string& text, int module) const {
     return bus_->exchange.send(text, moduleNumber(module), true);
 }
 
+bool IpcInterface::sendAnswer(const std::vector<std::string>& frames, int module) const {
+    bool further = false;
+    for (const std::string& frame : frames) {
+        if (!bus_->exchange.send(frame, moduleNumber(module), std::exchange(further, true))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool IpcInterface::send(const JsonSource* object, int module) const {
     return object != nullptr && bus_->exchange.send(object->toJson(), moduleNumber(module));
 }

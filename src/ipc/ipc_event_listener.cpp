@@ -2,6 +2,7 @@
 
 #include <json-c/json.h>
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -13,13 +14,24 @@ namespace vesta {
 namespace {
 
 constexpr const char* kContext = "context";
+constexpr const char* kMore = "more";
 constexpr const char* kParseFailure =
     R"({    "command": "get-response",    "result": 0,    "error": "IPCListener failed on parse message"})";
 constexpr const char* kAnyFailure =
     R"({    "command": "get-response",    "result": 0,    "error": "IPCListener failed on make anything!"})";
 
+struct Release {
+    void operator()(json_object* node) const { json_object_put(node); }
+};
+using Json = std::unique_ptr<json_object, Release>;
+
 json_object* nodeOf(MessageEntry& entry) {
     return static_cast<json_object*>(entry.getRowMessage());
+}
+
+// Without blanks: an answer may be about thousands of clients.
+std::string textOf(json_object* node) {
+    return json_object_to_json_string_ext(node, JSON_C_TO_STRING_PLAIN);
 }
 
 // The bus has parsed the text already; it hands null where that is left to us. Throws for a text
@@ -52,7 +64,18 @@ std::string failureAnswer(const char* text, void* request) {
     JsonEntry asked(request);
     JsonEntry answer(text);
     answerInsertContext(asked, answer);
-    return json_object_to_json_string_ext(nodeOf(answer), JSON_C_TO_STRING_PLAIN);
+    return textOf(nodeOf(answer));
+}
+
+// Of an object with the members "0", "1" and so on those from `begin` to before `end`.
+json_object* partOf(json_object* numbered, std::size_t begin, std::size_t end) {
+    json_object* const part = json_object_new_object();
+    for (std::size_t i = begin; i < end; ++i) {
+        const std::string key = std::to_string(i);
+        json_object* const member = json_object_object_get(numbered, key.c_str());
+        json_object_object_add(part, key.c_str(), json_object_get(member));
+    }
+    return part;
 }
 
 void logRequest(const char* operation, const char* text) {
@@ -65,8 +88,10 @@ void logRequest(const char* operation, const char* text) {
 
 IPCEventListener::IPCEventListener(std::shared_ptr<Portal> portal,
                                    std::shared_ptr<APBDCollaborator> apbd,
-                                   std::shared_ptr<IpcInterface> ipc)
-    : VestaEventListener(std::move(portal), std::move(apbd)), ipc_(std::move(ipc)) {
+                                   std::shared_ptr<IpcInterface> ipc, std::size_t frameBytes)
+    : VestaEventListener(std::move(portal), std::move(apbd)),
+      ipc_(std::move(ipc)),
+      frameBytes_(frameBytes) {
     using Self = IPCEventListener;
     name_ = "ipcListener";
     using Adapter = void (Self::*)(void*, void*, int);
@@ -116,20 +141,16 @@ void IPCEventListener::stop() {
 
 void IPCEventListener::ipcHandleFunction(void* message, void* parsed, int sender,
                                          AnswerHandler handler) {
-    const std::string answer = makeAnswer(static_cast<const char*>(message), parsed, handler);
-    if (logger().isDebug()) {
-        logger().Debug("%s for %d going to send anser %s\n", "ipcHandleFunction", sender,
-                       quotedForLog(answer).c_str());
-    }
-    if (!ipc_->send(answer, sender)) {
-        // A text too long for a frame, perhaps by its context; whoever asked must not wait in vain.
-        static_cast<void>(ipc_->send(failureAnswer(kAnyFailure, parsed), sender) ||
-                          ipc_->send(std::string(kAnyFailure), sender));
+    const char* failure = kAnyFailure;
+    if (!answer(static_cast<const char*>(message), parsed, sender, handler, failure)) {
+        // Whoever asked must not wait in vain; perhaps it is its context that fits into no frame.
+        static_cast<void>(sendText(failureAnswer(failure, parsed), sender, false) ||
+                          sendText(kAnyFailure, sender, false));
     }
 }
 
-std::string IPCEventListener::makeAnswer(const char* text, void* parsed, AnswerHandler handler) {
-    const char* failure = kAnyFailure;
+bool IPCEventListener::answer(const char* text, void* parsed, int sender, AnswerHandler handler,
+                              const char*& failure) {
     try {
         const Entry request = requestOf(text, parsed);
         logRequest("ipcHandleFunction", text);
@@ -138,8 +159,7 @@ std::string IPCEventListener::makeAnswer(const char* text, void* parsed, AnswerH
             throw ENTRY_EMPTY;
         }
         answerInsertContext(*request, *answer);
-        // Without blanks: thousands of clients must fit into one frame.
-        return json_object_to_json_string_ext(nodeOf(*answer), JSON_C_TO_STRING_PLAIN);
+        return sendAnswer(nodeOf(*answer), sender);
     } catch (const ENTRY_EXCEPTION_TYPE&) {
         failure = kParseFailure;
     } catch (const std::exception& problem) {
@@ -147,7 +167,55 @@ std::string IPCEventListener::makeAnswer(const char* text, void* parsed, AnswerH
     } catch (...) {
         logger().Error("%s failed: %s\n", "ipcHandleFunction", "no standard exception");
     }
-    return failureAnswer(failure, parsed);
+    return false;
+}
+
+bool IPCEventListener::sendAnswer(json_object* answer, int sender) {
+    const std::string text = textOf(answer);
+    return text.size() > frameBytes_ ? sendDivided(answer, text.size(), sender)
+                                     : sendText(text, sender, false);
+}
+
+// Clients, and scenarios of clients, are dealt to several frames. What can't be divided goes whole.
+bool IPCEventListener::sendDivided(json_object* answer, std::size_t bytes, int sender) {
+    json_object* const value = json_object_object_get(answer, "value");
+    const bool hasInstances = json_object_object_get_ex(value, "instances", nullptr) != 0;
+    json_object* const parent = hasInstances ? value : answer;
+    const char* const name = hasInstances ? "clients" : "value";
+    const Json all(json_object_get(json_object_object_get(parent, name)));
+    const bool divides = json_object_is_type(all.get(), json_type_object) != 0 &&
+                         json_object_object_length(all.get()) > 1;
+    const auto count =
+        divides ? static_cast<std::size_t>(json_object_object_length(all.get())) : std::size_t{1};
+    std::size_t portion = std::max<std::size_t>(count / (bytes / frameBytes_ + 1), 1);
+    for (std::size_t begin = 0; begin < count;) {
+        const std::size_t end = std::min(begin + portion, count);
+        if (divides) {
+            json_object_object_add(parent, name, partOf(all.get(), begin, end));
+            json_object_object_add(answer, kMore, json_object_new_boolean(end < count));
+        }
+        const std::string text = textOf(answer);
+        if (text.size() > frameBytes_ && portion > 1) {
+            portion /= 2;
+            continue;
+        }
+        if (!sendText(text, sender, begin > 0)) {
+            return false;
+        }
+        if (hasInstances) {
+            json_object_object_add(value, "instances", json_object_new_object());
+        }
+        begin = end;
+    }
+    return true;
+}
+
+bool IPCEventListener::sendText(const std::string& text, int sender, bool further) {
+    if (logger().isDebug()) {
+        logger().Debug("%s for %d going to send anser %s\n", "ipcHandleFunction", sender,
+                       quotedForLog(text).c_str());
+    }
+    return further ? ipc_->sendFurther(text, sender) : ipc_->send(text, sender);
 }
 
 void IPCEventListener::ipcNoAnserHandleFunction(void* message, void* parsed, int sender,

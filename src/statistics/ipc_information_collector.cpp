@@ -19,6 +19,8 @@ namespace {
 
 constexpr const char* kRequest = "{    \"command\": \"get\",    \"path\": \"associated-clients\",}";
 constexpr int kTimeoutSeconds = 30;
+// Four full instances.
+constexpr std::size_t kMostStations = std::size_t{4} * 65536;
 // One is the rule, asked every second; a peer that is this far behind is not asked more.
 constexpr std::size_t kMostUnderWay = 3;
 // An answer that is owed for longer may never come: monitord has ended, perhaps, and is back.
@@ -96,17 +98,18 @@ bool addStation(json_object* station, std::vector<ClientStatisticInfo>& statisti
     return true;
 }
 
-// Closes a request when the work on its answer has ended.
-class Closing {
-public:
-    Closing(OpenQuestions& open, std::int64_t time) : open_(open), time_(time) {}
-    ~Closing() { open_.close(time_); }
-    Closing(const Closing&) = delete;
-    Closing& operator=(const Closing&) = delete;
+// What is known of a request under way. It is closed when its callback is gone: after the work on
+// the last frame, without an answer, or unsent.
+struct Request {
+    Request(std::shared_ptr<OpenQuestions> questions, std::int64_t now)
+        : open(std::move(questions)), time(now) {}
+    ~Request() { open->close(time); }
+    Request(const Request&) = delete;
+    Request& operator=(const Request&) = delete;
 
-private:
-    OpenQuestions& open_;
-    const std::int64_t time_;
+    const std::shared_ptr<OpenQuestions> open;
+    const std::int64_t time;
+    GatheredStatistics gathered;
 };
 
 }  // namespace
@@ -138,25 +141,37 @@ void IPCInformationCollector::getClientsInformation(InformationCaller* caller) {
         return;
     }
     JsonEntry request(kRequest);
-    const auto callback = [open = open_, now](void* response, void* context, int status) {
-        const Closing closing(*open, now);
-        ipcResponseCallback(response, context, status);
+    const auto state = std::make_shared<Request>(open_, now);
+    const auto callback = [state](void* response, void* context, int status) {
+        ipcResponseCallback(response, context, status, state->gathered);
     };
-    if (!ipc_->async_send(request.getRowMessage(), IPC_MODULE_MONITORD_STATISTICS, caller, callback,
-                          kTimeoutSeconds)) {
-        open_->close(now);
-    }
+    // One that could not be sent is asked again with the next round.
+    static_cast<void>(ipc_->async_send(request.getRowMessage(), IPC_MODULE_MONITORD_STATISTICS,
+                                       caller, callback, kTimeoutSeconds));
 }
 
-void IPCInformationCollector::ipcResponseCallback(void* response, void* context, int) {
+void IPCInformationCollector::ipcResponseCallback(void* response, void* context, int status) {
+    GatheredStatistics gathered;
+    ipcResponseCallback(response, context, status, gathered);
+}
+
+void IPCInformationCollector::ipcResponseCallback(void* response, void* context, int status,
+                                                  GatheredStatistics& gathered) {
     if (response == nullptr) {
         logger().Error("%s request without answer\n", "ipcResponseCallback");
         return;
     }
     try {
-        std::vector<ClientStatisticInfo> statistics;
-        if (parseResponseData(response, statistics)) {
-            static_cast<InformationCaller*>(context)->responseCallback(statistics);
+        gathered.usable = gathered.usable && parseResponseData(response, gathered.stations) &&
+                          gathered.stations.size() <= kMostStations;
+        if (!gathered.usable) {
+            gathered.stations.clear();
+        }
+        if (status == IPC_MORE_FOLLOWS) {
+            return;
+        }
+        if (gathered.usable) {
+            static_cast<InformationCaller*>(context)->responseCallback(gathered.stations);
         }
     } catch (const std::exception& failure) {
         logger().Error("%s: statistics not taken: %s\n", "ipcResponseCallback", failure.what());

@@ -29,6 +29,12 @@ private:
     std::multiset<std::int64_t> times_ GUARDED_BY(mutex_);
 };
 
+// The stations that the frames of one answer have told so far.
+struct GatheredStatistics {
+    std::vector<ClientStatisticInfo> stations;
+    bool usable = true;
+};
+
 class IPCInformationCollector final : public InformationCollector {
 public:
     explicit IPCInformationCollector(std::shared_ptr<IpcInterface> ipc);
@@ -38,8 +44,12 @@ public:
     // may have begun anew. `caller` must outlive the bus.
     void getClientsInformation(InformationCaller* caller) override;
 
-    // `response` is the answer as a json_object*, or null when none came in time; `context` the
-    // InformationCaller. Throws nothing.
+    // `response` is a frame of the answer as a json_object*, or null when none came in time;
+    // `context` the InformationCaller, which gets the stations of all frames with the last one.
+    // An answer about more than 262,144 stations is not taken. Throws nothing.
+    static void ipcResponseCallback(void* response, void* context, int status,
+                                    GatheredStatistics& gathered);
+    // Of an answer of one frame.
     static void ipcResponseCallback(void* response, void* context, int status);
 
     // Appends one record for each station of the answer, in its order, and takes the stations out

@@ -1,4 +1,5 @@
 #include "portal_fixture.h"
+#include "requests/portal_client.h"
 #include "support/bus_peer.h"
 
 namespace vesta::testing {
@@ -50,6 +51,46 @@ TEST_F(DispatcherTest, AnswersARequestThatFails) {
     const json refusal = json::parse(peer_.next());
     EXPECT_EQ(refusal["error"], "IPCListener failed on parse message");
     EXPECT_EQ(refusal["context"], json::parse(R"({"a": [7]})"));
+}
+
+TEST_F(DispatcherTest, DividesALongAnswerAndToolsPutItTogether) {
+    constexpr int kStations = 20;
+    constexpr std::size_t kFrameBytes = 2000;
+    for (int i = 10; i < 10 + kStations; ++i) {
+        arrive("02:00:00:00:00:" + std::to_string(i), "10.0.0." + std::to_string(i));
+    }
+    IPCEventListener listener(portal_, nullptr, ipc_, kFrameBytes);
+    const struct {
+        void (IPCEventListener::*adapter)(void*, void*, int);
+        json::json_pointer stations;
+    } rows[] = {{&IPCEventListener::ipcHandleVestadState, json::json_pointer("/value/clients")},
+                {&IPCEventListener::ipcHandleVestadStateScenarios, json::json_pointer("/value")}};
+    for (const auto& [adapter, stations] : rows) {
+        (listener.*adapter)(std::string(R"({"context": "mine"})").data(), nullptr, kPeer);
+        json all = json::object();
+        std::size_t told = 0;
+        std::size_t instances = 0;
+        json frame;
+        do {
+            frame = peer_.next("get-response");
+            ASSERT_EQ(frame["result"], 1);
+            EXPECT_EQ(frame["context"], "mine");
+            EXPECT_LT(frame.dump().size(), kFrameBytes);
+            told += frame[stations].size();
+            all.update(frame[stations]);
+            instances += frame["value"].value("instances", json::object()).size();
+        } while (frame["more"] == true);
+        EXPECT_EQ(told, kStations);
+        EXPECT_EQ(all.size(), kStations);
+        EXPECT_EQ(all[std::to_string(kStations - 1)]["ip"], "10.0.0.29");
+        EXPECT_EQ(instances, stations.to_string() == "/value" ? 0 : 2);
+    }
+    ASSERT_TRUE(listener.run());
+    tools::PortalClient tool;
+    EXPECT_EQ((*tool.status())["value"]["clients"], clients());
+    EXPECT_EQ((*tool.scenarios())["value"], scenarios("{}"));
+    listener.stop();
+    listener.join();
 }
 
 TEST_F(DispatcherTest, StopsAlsoBeforeItHasBegunToListen) {

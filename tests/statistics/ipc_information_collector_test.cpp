@@ -59,6 +59,24 @@ TEST_F(CollectorTest, AsksForTheStationsWithAtMostThreeRequestsUnderWay) {
     EXPECT_EQ(requestsOf(2).size(), 2U);
 }
 
+TEST_F(CollectorTest, TellsTheStationsOfAllFramesTogether) {
+    const std::vector<json> asked = requestsOf(2);
+    const auto frame = [&](const json& request, const json& value, bool more) {
+        const json text{{"context", request.at("context")}, {"value", value}, {"more", more}};
+        EXPECT_TRUE(monitord.ipc.send(text.dump(), IPC_MODULE_VESTAD));
+    };
+    const json one = json::parse(R"([{"interface": "w", "hw-addr": "02:00:00:00:00:01"}])");
+    frame(asked[0], one, true);
+    frame(asked[1], one, true);
+    frame(asked[1], "no list", true);
+    frame(asked[0], one, true);
+    frame(asked[1], one, false);
+    frame(asked[0], one, false);
+    EXPECT_EQ(caller.sizes.waitFor(1), std::vector<std::size_t>{3});
+    // The last answer may still be under way here.
+    EXPECT_EQ(requestsOf(3).size() / 2, 1U);
+}
+
 // One that ended with requests unanswered is not waited for until their time is over.
 TEST_F(CollectorTest, AsksEveryTwoSecondsWhereAnAnswerIsOwed) {
     FakeClock clock;

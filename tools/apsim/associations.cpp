@@ -1,5 +1,7 @@
 #include "apsim/associations.h"
 
+#include <algorithm>
+
 namespace apsim {
 
 namespace {
@@ -7,6 +9,8 @@ namespace {
 constexpr std::uint64_t kPacketBytes = 1500;
 // One element of the answer is about this long.
 constexpr std::size_t kElementBytes = 320;
+// Well within what the bus takes of bytes and of values.
+constexpr std::size_t kStationsOfAFrame = 10000;
 
 void appendNumber(std::string& text, const char* name, std::uint64_t value) {
     text += '"';
@@ -69,31 +73,33 @@ std::size_t Associations::size() const {
     return stations_.size();
 }
 
-std::string Associations::statisticsAnswer(const std::string& context) const {
+std::vector<std::string> Associations::statisticsAnswer(const std::string& context) const {
     const auto now = std::chrono::steady_clock::now();
-    std::string text = "{";
-    if (!context.empty()) {
-        text += "\"context\":" + context + ',';
-    }
-    text += "\"value\":[";
+    const std::string head = "{" + (context.empty() ? "" : "\"context\":" + context + ',');
+    std::vector<std::string> frames;
+    std::string value;
     ostrel::MutexLock lock(mutex_);
-    text.reserve(text.size() + stations_.size() * kElementBytes + 2);
-    const char* separator = "";
+    value.reserve(std::min(stations_.size(), kStationsOfAFrame) * kElementBytes);
+    std::size_t told = 0;
     for (const auto& [name, station] : stations_) {
-        text += separator;
-        text += "{\"interface\":\"" + station.id.interface + "\",\"hw-addr\":\"" + station.id.mac;
-        text += "\",\"statistics\":{";
-        appendDirection(text, "rx", station.counters.rxBytes, station.counters.rxPackets);
-        text += "},";
-        appendDirection(text, "tx", station.counters.txBytes, station.counters.txPackets);
-        text += ",\"lost-packets\":\"0\"}},";
+        if (told > 0 && told % kStationsOfAFrame == 0) {
+            frames.push_back(head + "\"more\":true,\"value\":[" + value + "]}");
+            value.clear();
+        }
+        ++told;
+        value += value.empty() ? "" : ",";
+        value += "{\"interface\":\"" + station.id.interface + "\",\"hw-addr\":\"" + station.id.mac;
+        value += "\",\"statistics\":{";
+        appendDirection(value, "rx", station.counters.rxBytes, station.counters.rxPackets);
+        value += "},";
+        appendDirection(value, "tx", station.counters.txBytes, station.counters.txPackets);
+        value += ",\"lost-packets\":\"0\"}},";
         const auto uptime = std::chrono::duration_cast<std::chrono::seconds>(now - station.since);
-        appendNumber(text, "uptime", static_cast<std::uint64_t>(uptime.count()));
-        text += '}';
-        separator = ",";
+        appendNumber(value, "uptime", static_cast<std::uint64_t>(uptime.count()));
+        value += '}';
     }
-    text += "]}";
-    return text;
+    frames.push_back(head + "\"value\":[" + value + "]}");
+    return frames;
 }
 
 }  // namespace apsim

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "apsim/event_log.h"
 #include "ostrel/mutex.h"
@@ -36,9 +37,11 @@ public:
     [[nodiscard]] Counters counters(const StationId& id) const EXCLUDES(mutex_);
     [[nodiscard]] std::size_t size() const EXCLUDES(mutex_);
 
-    // The answer to a statistics request: {"context": `context`, "value": [...]}, one element a
-    // station, every number as text. `context` is a JSON text; empty leaves it out.
-    [[nodiscard]] std::string statisticsAnswer(const std::string& context) const EXCLUDES(mutex_);
+    // The frames of the answer to a statistics request: {"context": `context`, "value": [...]}, one
+    // element a station, every number as text. `context` is a JSON text; empty leaves it out. All
+    // frames but the last have "more": true.
+    [[nodiscard]] std::vector<std::string> statisticsAnswer(const std::string& context) const
+        EXCLUDES(mutex_);
 
 private:
     struct Association {

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "ostrel/ipc.h"
 
@@ -23,6 +24,10 @@ public:
 
     // Never blocks; false when the frame was dropped. Also callable from a command.
     bool send(const std::string& text, int module) const { return ipc_.send(text, module); }
+    // The frames of one answer.
+    bool sendAnswer(const std::vector<std::string>& frames, int module) const {
+        return ipc_.sendAnswer(frames, module);
+    }
 
 private:
     IpcInterface ipc_;

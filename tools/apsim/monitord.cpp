@@ -57,7 +57,7 @@ void Monitord::answerStatistics(const char* text, int sender) {
         }
     }
     const auto context = request.find("context");
-    statistics_.send(
+    statistics_.sendAnswer(
         associations_.statisticsAnswer(context == request.end() ? "" : context->dump()), sender);
     ostrel::MutexLock lock(mutex_);
     ++answers_;

@@ -21,6 +21,19 @@ PortalClient::Answer answerOf(void* response) {
     return answer.is_discarded() ? std::nullopt : PortalClient::Answer(std::move(answer));
 }
 
+// Adds what another frame of the same answer tells.
+void join(Json& whole, const Json& frame) {
+    for (const auto& [name, value] : frame.items()) {
+        if (whole.contains(name) && whole[name].is_object() && value.is_object()) {
+            join(whole[name], value);
+        } else if (whole.contains(name) && whole[name].is_array() && value.is_array()) {
+            whole[name].insert(whole[name].end(), value.begin(), value.end());
+        } else {
+            whole[name] = value;
+        }
+    }
+}
+
 Json addressed(const char* command, const std::string& ip) {
     return {{"command", command}, {"params", {{"ipaddr", ip}}}};
 }
@@ -34,8 +47,16 @@ bool PortalClient::requestLater(const Json& message, Callback callback) {
     const JsonC object(json_tokener_parse(message.dump().c_str()), json_object_put);
     return ipc_.async_send(
         object.get(), IPC_MODULE_VESTAD, nullptr,
-        [callback = std::move(callback)](void* response, void*, int) {
-            callback(answerOf(response));
+        [callback = std::move(callback), whole = std::make_shared<Json>(Json::object())](
+            void* response, void*, int status) {
+            const Answer frame = answerOf(response);
+            if (frame) {
+                join(*whole, *frame);
+            }
+            if (status != IPC_MORE_FOLLOWS) {
+                whole->erase("more");
+                callback(frame ? Answer(std::move(*whole)) : std::nullopt);
+            }
         },
         timeoutSeconds_);
 }

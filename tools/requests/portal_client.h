@@ -30,8 +30,9 @@ public:
     explicit PortalClient(int timeoutSeconds = 5,
                           const std::string& runtimeDirectory = ostrel::runtimeDirectory());
 
-    // Sends `message` (an object; "context" is put in by the bus) and waits for the answer. Nothing
-    // when the daemon isn't there or gave none in time.
+    // Sends `message` (an object; "context" is put in by the bus) and waits for the answer, which
+    // is put together where it comes in several frames. Nothing when the daemon isn't there or gave
+    // none in time.
     Answer request(const Json& message);
     // The same without waiting; `callback` gets nothing after the time. False, and no callback,
     // when the daemon isn't there.

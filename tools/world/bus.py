@@ -13,8 +13,23 @@ def ask(runtime, request, module=3, seconds=3):
         bus.connect(f"{runtime}/bus/{module}")
         text = json.dumps(request).encode()
         bus.sendall(struct.pack(">II", len(text), random.randrange(65536, 2**31)) + text)
-        length, _ = struct.unpack(">II", _exactly(bus, 8))
-        return json.loads(_exactly(bus, length))
+        answer = {}
+        while True:
+            length, _ = struct.unpack(">II", _exactly(bus, 8))
+            _join(answer, json.loads(_exactly(bus, length)))
+            if not answer.pop("more", False):
+                return answer
+
+
+def _join(answer, frame):
+    """Adds what another frame of the same answer tells."""
+    for name, value in frame.items():
+        if isinstance(value, dict) and isinstance(answer.get(name), dict):
+            _join(answer[name], value)
+        elif isinstance(value, list) and isinstance(answer.get(name), list):
+            answer[name] += value
+        else:
+            answer[name] = value
 
 
 def _exactly(bus, length):

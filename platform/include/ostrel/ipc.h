@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ostrel/json_source.h"
 #include "ostrel/runtime.h"
@@ -93,6 +94,8 @@ public:
     // true in all but the last. No full queue refuses them, but they count against what all
     // connections may hold together.
     bool sendFurther(const std::string& text, int module) const;
+    // All frames of an answer; false as soon as one is dropped.
+    bool sendAnswer(const std::vector<std::string>& frames, int module) const;
 
     // Sends the object `message` with a fresh number under "context". `message` is a json_object*;
     // it stays the caller's and unchanged. `callback` is called on the thread "bus delivery" with

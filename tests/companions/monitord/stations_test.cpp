@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "monitord/answer.h"
 #include "monitord/station_file.h"
@@ -39,7 +40,7 @@ protected:
         const Time now = kStart + seconds * kSecond;
         stations.judge(now);
         std::vector<std::string> found;
-        const auto answer = nlohmann::json::parse(statisticsAnswer(stations, "7", now));
+        const auto answer = nlohmann::json::parse(statisticsAnswer(stations, "7", now).at(0));
         EXPECT_EQ(answer["context"], 7);
         for (const auto& one : answer["value"]) {
             found.push_back(one["hw-addr"].get<std::string>().substr(15) + " " +
@@ -168,8 +169,19 @@ TEST_F(StationsTest, TheAnswerOfTheMostStationsFitsIntoOneFrame) {
     stations.takeCounters(sample, kStart);
     stations.judge(kStart);
     EXPECT_EQ(stations.count(), Stations::kMost);
-    EXPECT_LT(statisticsAnswer(stations, "2147483647", kStart + INT64_C(3153600000) * 1000).size(),
-              kFrame);
+    const std::vector<std::string> frames =
+        statisticsAnswer(stations, "2147483647", kStart + INT64_C(3153600000) * 1000);
+    std::set<std::string> told;
+    for (const std::string& frame : frames) {
+        EXPECT_LT(frame.size(), kFrame);
+        const auto answer = nlohmann::json::parse(frame);
+        EXPECT_EQ(answer["context"], 2147483647);
+        EXPECT_EQ(answer.value("more", false), frame != frames.back());
+        for (const auto& station : answer["value"]) {
+            EXPECT_TRUE(told.insert(station["hw-addr"]).second);
+        }
+    }
+    EXPECT_EQ(told.size(), Stations::kMost);
 }
 
 }  // namespace
