@@ -18,9 +18,9 @@ from hosts import Unexpected, wait_for
 from station import Download, Station
 from world import World
 
-# etc/soak.json: a station that is silent is forgotten after so long, seconds.
+# Seconds. A station that is silent is forgotten after so long (etc/soak.json); one loads at most so long.
 FORGOTTEN = 60
-LOADING = 20
+LOADING = 400
 OURS = ("netdev", "inet")
 
 
@@ -65,7 +65,7 @@ class Soak:
             wait_for(lambda: station.find_addresses() or station.address, 20, "an address")
             station.log_in("guest", "guest")
             wait_for(lambda: self.world.access_point.admits(station), 10, f"{mac} admitted")
-            download = Download(station, "http://www.example/endless")
+            download = Download(station, "http://www.example/endless", LOADING)
             time.sleep(random.uniform(0.2, 1) * LOADING)
             size = download.size
             download.stop()

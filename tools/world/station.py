@@ -47,12 +47,13 @@ class Answer:
 
 
 class Download:
-    """A download that goes on until its end or stop(); its progress can be asked at any time."""
+    """A download that goes on until its end or stop(), `seconds` at most; its progress can be asked at
+    any time."""
 
-    def __init__(self, station, url):
+    def __init__(self, station, url, seconds=120):
         self._samples = [(time.monotonic(), 0)]
         self._process = subprocess.Popen(
-            station.command("curl", "-sN", "--max-time", "120", url), stdout=subprocess.PIPE,
+            station.command("curl", "-sN", "--max-time", str(seconds), url), stdout=subprocess.PIPE,
             start_new_session=True)
         self._thread = threading.Thread(target=self._read, daemon=True)
         self._thread.start()
