@@ -7,7 +7,7 @@
 // Threads: any. Callbacks run on the delivery thread with no lock held, and may open new calls.
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <set>
 #include <thread>
@@ -76,7 +76,7 @@ private:
     std::set<std::pair<std::int64_t, std::uint32_t>> deadlines_ GUARDED_BY(mutex_);
     // By module: its open calls and its frames on their way through the delivery thread.
     std::map<std::uint32_t, std::size_t> attention_ GUARDED_BY(mutex_);
-    std::deque<Arrival> waiting_ GUARDED_BY(mutex_);
+    std::list<Arrival> waiting_ GUARDED_BY(mutex_);
     std::uint32_t lastNumber_ GUARDED_BY(mutex_);
     bool stopped_ GUARDED_BY(mutex_) = false;
     std::thread thread_;

@@ -14,7 +14,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -110,7 +110,7 @@ private:
 
     mutable Mutex mutex_;
     Fd socket_;  // written under the mutex by the I/O thread alone, which may read it without
-    std::deque<std::string> queue_ GUARDED_BY(mutex_);
+    std::list<std::string> queue_ GUARDED_BY(mutex_);
     std::size_t frontSent_ GUARDED_BY(mutex_) = 0;  // bytes of queue_.front() that have left
     std::size_t queuedBytes_ GUARDED_BY(mutex_) = 0;
     std::size_t unhandledBytes_ GUARDED_BY(mutex_) = 0;

@@ -44,7 +44,7 @@ Inbox::Take Inbox::takeBefore(std::chrono::steady_clock::time_point deadline, Ar
     return stopped_ ? Take::stopped : Take::arrival;
 }
 
-void Inbox::putBack(std::deque<Arrival> arrivals) {
+void Inbox::putBack(std::list<Arrival> arrivals) {
     MutexLock lock(mutex_);
     for (; !arrivals.empty(); arrivals.pop_back()) {
         const auto lane = laneOf(arrivals.back());

@@ -7,7 +7,6 @@
 // Threads: any.
 
 #include <chrono>
-#include <deque>
 #include <list>
 
 #include "connection.h"
@@ -27,7 +26,7 @@ public:
         EXCLUDES(mutex_);
 
     // Puts frames back to where they were, in front of those that came since.
-    void putBack(std::deque<Arrival> arrivals) EXCLUDES(mutex_);
+    void putBack(std::list<Arrival> arrivals) EXCLUDES(mutex_);
 
     // To be called when a peer has read its answers, or has gone.
     void lookAgain() EXCLUDES(mutex_);
@@ -36,7 +35,7 @@ public:
     void stop() EXCLUDES(mutex_);
 
 private:
-    using Lane = std::deque<Arrival>;  // of one connection, never empty
+    using Lane = std::list<Arrival>;  // of one connection, never empty
 
     std::list<Lane>::iterator laneOf(const Arrival& arrival) REQUIRES(mutex_);
     // False when there is none, or none whose peer takes an answer.

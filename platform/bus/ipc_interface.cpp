@@ -3,8 +3,8 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <deque>
 #include <exception>
+#include <list>
 #include <string_view>
 #include <utility>
 
@@ -135,7 +135,7 @@ IpcInterface::~IpcInterface() = default;
 void* IpcInterface::receive_initial_config() {
     JsonReader reader;
     Json configuration;
-    std::deque<Arrival> kept;
+    std::list<Arrival> kept;
     auto nextRequest = std::chrono::steady_clock::now();
     while (configuration == nullptr) {
         if (std::chrono::steady_clock::now() >= nextRequest) {

@@ -19,7 +19,21 @@ constexpr std::int64_t kReopenSeconds = 5;
 // and a write raises no SIGPIPE.
 int accessMode(const std::string& path) {
     struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) ? O_RDWR : O_WRONLY;
+    return lstat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) ? O_RDWR : O_WRONLY;
+}
+
+// A link might lead into any file of the system. A new file is its owner's alone, whatever the
+// umask; an existing one keeps the mode that somebody gave it.
+int openFile(const char* path, int access) {
+    const int flags = access | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    int file = open(path, flags);
+    if (file < 0 && errno == ENOENT) {
+        file = open(path, flags | O_CREAT | O_EXCL, 0600);
+        if (file >= 0) {
+            fchmod(file, 0600);
+        }
+    }
+    return file;
 }
 
 std::size_t writeOnce(int fd, const char* bytes, std::size_t length) {
@@ -89,8 +103,7 @@ bool LogFile::rotate() {
 }
 
 bool LogFile::open() {
-    const int flags = accessMode(path_) | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    const int opened = ::open(path_.c_str(), flags, 0600);
+    const int opened = openFile(path_.c_str(), accessMode(path_));
     if (opened < 0 || !adopt(opened)) {
         return fail(errno);
     }

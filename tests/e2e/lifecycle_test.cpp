@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include "daemon_test.h"
 
 namespace vesta::testing {
@@ -34,6 +36,34 @@ TEST_F(LifecycleTest, WaitsForItsConfigurationThenServesUntilItIsEnded) {
     EXPECT_EQ(logged("|Started").size(), 1U);
 }
 
+TEST_F(LifecycleTest, EndsBesideALivingDaemonAndTakesTheFileOfADeadOne) {
+    const mode_t before = umask(0077);
+    serve(config(7));
+    umask(before);
+    struct stat status {};
+    ASSERT_EQ(stat(pidFile().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644U);
+
+    ChildProcess second;
+    const RuntimeDirectory elsewhere;
+    apsim::AccessPoint another(config(7));
+    second.start(isolated(VESTAD_PROGRAM, runDirectory()), ChildProcess::Output::heard);
+    EXPECT_EQ(second.waitForEnd(), 1);
+    EXPECT_THAT(second.said(), HasSubstr("another vestad is running"));
+    EXPECT_EQ(ostrel::testing::readFile(pidFile()), std::to_string(daemon_.pid()));
+
+    daemon_.end(SIGKILL);
+    second.start(isolated(VESTAD_PROGRAM, runDirectory()), ChildProcess::Output::heard);
+    ASSERT_TRUE(another.waitForDaemon(std::chrono::seconds(30)));
+    ASSERT_TRUE(another.monitord().waitForAnswers(1, std::chrono::seconds(30)));
+    EXPECT_EQ(ostrel::testing::readFile(pidFile()), std::to_string(second.pid()));
+    // What is not its own any more stays.
+    std::filesystem::remove(pidFile());
+    std::ofstream(pidFile()) << "1";
+    EXPECT_EQ(second.end(SIGTERM), 0);
+    EXPECT_EQ(ostrel::testing::readFile(pidFile()), "1");
+}
+
 TEST_F(LifecycleTest, IsKilledByASignalWhileItWaits) {
     start();
     ASSERT_TRUE(daemon_.waitForText("waiting"));
@@ -56,6 +86,21 @@ TEST_F(LifecycleTest, ServesWithoutAPidFileAndWithoutALog) {
     EXPECT_EQ(end(), 0);
     EXPECT_TRUE(exists(pidFile()));
     EXPECT_THAT(logged("could not create PID-file(/var/run/vestad.pid)"), ::testing::SizeIs(1));
+    std::filesystem::remove(pidFile());
+
+    // Neither a pipe that nobody reads nor the file behind a link is written to, or removed.
+    const std::string target = directory_.path("target");
+    std::ofstream(target) << "x";
+    ASSERT_EQ(mkfifo(pidFile().c_str(), 0600), 0);
+    serve(config(1));
+    EXPECT_EQ(end(), 0);
+    EXPECT_TRUE(std::filesystem::is_fifo(pidFile()));
+    std::filesystem::remove(pidFile());
+    std::filesystem::create_symlink(target, pidFile());
+    serve(config(1));
+    EXPECT_EQ(end(), 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(pidFile()));
+    EXPECT_EQ(ostrel::testing::readFile(target), "x");
     std::filesystem::remove(pidFile());
 
     Json document = config(7);

@@ -7,6 +7,8 @@
 
 #include <cerrno>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 
 #include "log/log_file.h"
 #include "log/log_stamp.h"
@@ -174,6 +176,22 @@ TEST_F(LogTest, WhatNoFileTakesIsCountedAndToldByTheNextThatDoes) {
     logText("written");
     EXPECT_THAT(readFile(later), HasSubstr("|WARNING|1 log records were lost: No such file"));
     EXPECT_THAT(readFile(later), EndsWith("|written\n"));
+}
+
+TEST_F(LogTest, LeadsThroughNoLinkAndIsItsOwnersAloneWhateverTheUmask) {
+    const std::string target = directory.path("target");
+    const std::string link = directory.path("link");
+    std::ofstream(target) << "x";
+    std::filesystem::create_symlink(target, link);
+    ostrel_log_set_filename(link.c_str());
+    logText("lost");
+    EXPECT_EQ(readFile(target), "x");
+    const mode_t before = umask(0277);
+    const std::string fresh = directory.path("fresh");
+    ostrel_log_set_filename(fresh.c_str());
+    umask(before);
+    using std::filesystem::perms;
+    EXPECT_EQ(std::filesystem::status(fresh).permissions(), perms::owner_read | perms::owner_write);
 }
 
 // A pipe takes a short write whole or not at all, so the head of a record would be there if it went
