@@ -13,7 +13,7 @@ demo_packages="mosquitto iproute2"
 access_point_packages="$demo_packages nftables dnsmasq-base udhcpc iperf3 curl python3 freeradius
 freeradius-utils chromium-headless-shell"
 # Needed to build and run the tests and benchmarks besides.
-test_packages="libgtest-dev libgmock-dev libbenchmark-dev iputils-ping $access_point_packages"
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev iputils-ping mosquitto-clients $access_point_packages"
 # Needed by the presets that build with clang.
 clang_packages="clang libclang-rt-dev"
 # Needed by the presets of the board, beside its compiler.

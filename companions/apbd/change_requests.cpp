@@ -46,6 +46,10 @@ void ChangeRequests::handle(const Json& request, bool isLoaded) {
         ostrel::report(LogLevel::warning, "%s without a station of this access point",
                        textOf(request, "cmd").c_str());
         vestad_.answer(answerTo(request), request, false);
+    } else if (!isWithin(kRecordBounds, request["user"].dump())) {
+        ostrel::report(LogLevel::warning, "%s for %s: a record too large or too deep to be shared",
+                       textOf(request, "cmd").c_str(), key->mac.c_str());
+        vestad_.answer(answerTo(request), request, false);
     } else if (!isLoaded) {
         keep(request);
     } else {

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
 #include <stdexcept>
 #include <utility>
 
+#include "apbd/record.h"
 #include "ostrel/runtime.h"
 
 namespace apbd {
@@ -18,6 +20,8 @@ using Milliseconds = std::chrono::milliseconds;
 
 constexpr int kKeepAliveSeconds = 30;
 constexpr std::uint32_t kSessionSeconds = 7 * 24 * 3600;
+// The broker keeps larger packets to itself: a payload, a topic of at most 65,535 bytes, the rest.
+constexpr std::uint32_t kMostPacket = kPublicationBounds.bytes + (66 << 10);
 constexpr int kLoopMilliseconds = 1000;
 constexpr Milliseconds kFirstPause{500};
 constexpr Milliseconds kLongestPause{30000};
@@ -32,15 +36,17 @@ const char* orNull(const std::string& text) {
     return text.empty() ? nullptr : text.c_str();
 }
 
-// MQTT properties with one number.
-class Property {
+// MQTT properties, each with a number.
+class Properties {
 public:
-    Property(int identifier, std::uint32_t value) {
-        mosquitto_property_add_int32(&list_, identifier, value);
+    Properties(std::initializer_list<std::pair<int, std::uint32_t>> numbers) {
+        for (const auto& [identifier, value] : numbers) {
+            mosquitto_property_add_int32(&list_, identifier, value);
+        }
     }
-    ~Property() { mosquitto_property_free_all(&list_); }
-    Property(const Property&) = delete;
-    Property& operator=(const Property&) = delete;
+    ~Properties() { mosquitto_property_free_all(&list_); }
+    Properties(const Properties&) = delete;
+    Properties& operator=(const Properties&) = delete;
 
     [[nodiscard]] const mosquitto_property* get() const { return list_; }
 
@@ -101,7 +107,7 @@ bool MqttBroker::stop(Milliseconds patience) {
         stopping_ = true;
         changed_.notifyAll();
     }
-    const Property forgetSession(MQTT_PROP_SESSION_EXPIRY_INTERVAL, 0);
+    const Properties forgetSession{{MQTT_PROP_SESSION_EXPIRY_INTERVAL, 0}};
     mosquitto_disconnect_v5(client_.get(), MQTT_RC_NORMAL_DISCONNECTION, forgetSession.get());
     const auto deadline = std::chrono::steady_clock::now() + patience;
     const ostrel::MutexLock lock(mutex_);
@@ -141,7 +147,8 @@ void MqttBroker::run() {
 }
 
 int MqttBroker::connect() {
-    const Property keepSession(MQTT_PROP_SESSION_EXPIRY_INTERVAL, kSessionSeconds);
+    const Properties keepSession{{MQTT_PROP_SESSION_EXPIRY_INTERVAL, kSessionSeconds},
+                                 {MQTT_PROP_MAXIMUM_PACKET_SIZE, kMostPacket}};
     return mosquitto_connect_bind_v5(client_.get(), options_.host.c_str(), options_.port,
                                      kKeepAliveSeconds, nullptr, keepSession.get());
 }

@@ -53,6 +53,24 @@ std::int64_t wholeSeconds(std::int64_t milliseconds) {
 
 }  // namespace
 
+bool isWithin(const Bounds& bounds, std::string_view json) {
+    int level = 0;
+    bool quoted = false;
+    for (std::size_t i = 0; i < json.size() && level <= bounds.levels; ++i) {
+        const char byte = json[i];
+        if (quoted && byte == '\\') {
+            ++i;
+        } else if (byte == '"') {
+            quoted = !quoted;
+        } else if (!quoted && (byte == '{' || byte == '[')) {
+            ++level;
+        } else if (!quoted && (byte == '}' || byte == ']')) {
+            --level;
+        }
+    }
+    return json.size() <= bounds.bytes && level <= bounds.levels;
+}
+
 std::string textOf(const Json& object, const char* key) {
     const auto member = object.find(key);
     return member != object.end() && member->is_string() ? member->get<std::string>() : "";
@@ -83,6 +101,9 @@ std::string encode(const Record& record) {
 }
 
 std::optional<Record> decode(const Key& key, const std::string& payload) {
+    if (!isWithin(kPublicationBounds, payload)) {
+        return std::nullopt;
+    }
     const Json publication = Json::parse(payload, nullptr, false);
     if (!publication.is_object() || !publication.contains("user") ||
         !(keyOf(publication["user"]) == key)) {

@@ -9,11 +9,13 @@
 // (the record, always whole) and "session-time" (that of the record, in milliseconds).
 // docs/roaming.md shows one.
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <tuple>
 
 namespace apbd {
@@ -75,6 +77,19 @@ inline constexpr const char* kDisassoc = "disassoc";
 inline constexpr const char* kUpdate = "update";
 inline constexpr const char* kReset = "reset";
 
+// How large a publication may be, in bytes, and how deeply nested; a record in it leaves some room.
+// Nobody shares more: a single message must not hold up the others, nor the bus to vestad, which
+// takes 31 levels.
+struct Bounds {
+    std::size_t bytes;
+    int levels;
+};
+inline constexpr Bounds kPublicationBounds{64 << 10, 16};
+inline constexpr Bounds kRecordBounds{63 << 10, 15};
+
+// Whether a JSON text keeps to the bounds. It is not parsed for that.
+[[nodiscard]] bool isWithin(const Bounds& bounds, std::string_view json);
+
 // The text under `key`; "" when there is none.
 [[nodiscard]] std::string textOf(const Json& object, const char* key);
 
@@ -84,7 +99,7 @@ inline constexpr const char* kReset = "reset";
 
 [[nodiscard]] std::string encode(const Record& record);
 // The record of `key` that `payload` holds, with its age by the two clocks. Nothing when it isn't
-// one, or names another station than its topic.
+// one, is too large or too deep, or names another station than its topic.
 [[nodiscard]] std::optional<Record> decode(const Key& key, const std::string& payload);
 
 // The client record with the session time that it has by now.

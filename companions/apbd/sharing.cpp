@@ -187,7 +187,8 @@ void Sharing::settleAll(const Loading::State& state) {
 void Sharing::receivedRecord(const Key& key, const std::string& payload) {
     std::optional<Record> record;
     if (!payload.empty() && !(record = decode(key, payload))) {
-        ostrel::report(LogLevel::warning, "%s holds no record of its station, ignored",
+        ostrel::report(LogLevel::warning,
+                       "%s holds no record of its station, or too large a one, ignored",
                        topics_.record(key).c_str());
     } else if (loading_.isRunning()) {
         loading_.addRecord(key, std::move(record));

@@ -40,7 +40,7 @@ void Subscription::answer(const Ledger::Records& records, const WhiteLists& list
     for (const auto& [key, record] : records) {
         users.push_back(agedUser(record));
     }
-    const Json entries = lists.entries(scopes_);
+    const std::vector<Json> entries = lists.entries(scopes_);
     ostrel::report(LogLevel::debug, "subscription: %zu records, %zu white lists", users.size(),
                    entries.size());
     vestad_.answerSubscription(users, entries);

@@ -19,15 +19,22 @@ Json withoutScenarios(const Record& record) {
     return user;
 }
 
-// The next users from `from` on, which moves behind them.
-Json batch(const std::vector<Json>& users, std::size_t& from, std::size_t most) {
+// The next of `all` from `from` on, which moves behind them.
+Json batch(const std::vector<Json>& all, std::size_t& from, std::size_t most) {
     Json taken = Json::array();
     std::size_t bytes = 0;
-    while (from < users.size() && taken.size() < most && bytes < kMostFrameBytes) {
-        bytes += users[from].dump().size();
-        taken.push_back(users[from++]);
+    while (from < all.size() && taken.size() < most && bytes < kMostFrameBytes) {
+        bytes += all[from].dump().size();
+        taken.push_back(all[from++]);
     }
     return taken;
+}
+
+Json subscribeResponse(Json users, Json whiteLists) {
+    return {{"command", "subscribe-response"},
+            {"status", "success"},
+            {"user", std::move(users)},
+            {"permitted-ip-list", std::move(whiteLists)}};
 }
 
 }  // namespace
@@ -53,16 +60,17 @@ void VestadSide::answer(const char* command, const Json& request, bool success) 
     say(message);
 }
 
-void VestadSide::answerSubscription(const std::vector<Json>& users, const Json& whiteLists) {
-    std::size_t next = 0;
-    say({{"command", "subscribe-response"},
-         {"status", "success"},
-         {"user", batch(users, next, kMostUsers)},
-         {"permitted-ip-list", whiteLists}});
+void VestadSide::answerSubscription(const std::vector<Json>& users,
+                                    const std::vector<Json>& whiteLists) {
+    std::size_t user = 0;
+    std::size_t list = 0;
+    say(subscribeResponse(batch(users, user, kMostUsers),
+                          batch(whiteLists, list, whiteLists.size())));
     subscribed_ = true;
     hasLost_ = false;
-    while (next < users.size()) {
-        say({{"command", "add-notify"}, {"user", batch(users, next, kUsersInNotification)}});
+    tellWhiteLists(whiteLists, list);
+    while (user < users.size()) {
+        say({{"command", "add-notify"}, {"user", batch(users, user, kUsersInNotification)}});
     }
 }
 
@@ -71,12 +79,9 @@ void VestadSide::refuseSubscription(const Json& request) {
     answer("subscribe-response", request, false);
 }
 
-void VestadSide::tellWhiteLists(const Json& whiteLists) {
-    if (subscribed_ && !whiteLists.empty()) {
-        say({{"command", "subscribe-response"},
-             {"status", "success"},
-             {"user", Json::array()},
-             {"permitted-ip-list", whiteLists}});
+void VestadSide::tellWhiteLists(const std::vector<Json>& whiteLists, std::size_t from) {
+    while (subscribed_ && from < whiteLists.size()) {
+        say(subscribeResponse(Json::array(), batch(whiteLists, from, whiteLists.size())));
     }
 }
 

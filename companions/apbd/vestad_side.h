@@ -35,10 +35,10 @@ public:
     void announce(const char* command);
     // The answer `command` to `request`, with its "context".
     void answer(const char* command, const Json& request, bool success);
-    void answerSubscription(const std::vector<Json>& users, const Json& whiteLists);
+    void answerSubscription(const std::vector<Json>& users, const std::vector<Json>& whiteLists);
     void refuseSubscription(const Json& request);
     // These do nothing without a subscription.
-    void tellWhiteLists(const Json& whiteLists);
+    void tellWhiteLists(const std::vector<Json>& whiteLists, std::size_t from = 0);
     void notifyAdded(const Record& record);
     void notifyUpdated(const Record& record);
     void notifyDeleted(const Record& record);

@@ -7,6 +7,8 @@
 namespace apbd {
 namespace {
 
+constexpr std::size_t kMostLists = 1024;
+
 bool isText(const std::string& bytes) {
     try {
         static_cast<void>(Json(bytes).dump());
@@ -32,8 +34,15 @@ Json entryOf(const WhiteLists::List& list, const Scopes& scopes) {
 
 bool WhiteLists::put(Lists& lists, const std::string& topic, const Topics::Place& place,
                      const std::string& payload) {
-    if (!isText(payload)) {
-        ostrel::report(ostrel::LogLevel::warning, "%s holds no UTF-8 text, ignored", topic.c_str());
+    if (payload.size() > kPublicationBounds.bytes || !isText(payload)) {
+        ostrel::report(ostrel::LogLevel::warning,
+                       "%s holds no UTF-8 text of at most %zu bytes, ignored", topic.c_str(),
+                       kPublicationBounds.bytes);
+        return false;
+    }
+    if (lists.size() >= kMostLists && lists.count(topic) == 0) {
+        ostrel::report(ostrel::LogLevel::warning, "there are %zu white lists, %s is ignored",
+                       lists.size(), topic.c_str());
         return false;
     }
     if (payload.empty()) {
@@ -44,8 +53,8 @@ bool WhiteLists::put(Lists& lists, const std::string& topic, const Topics::Place
     return true;
 }
 
-Json WhiteLists::entries(const std::string& topic, const Scopes& scopes) const {
-    Json entries = Json::array();
+std::vector<Json> WhiteLists::entries(const std::string& topic, const Scopes& scopes) const {
+    std::vector<Json> entries;
     const auto list = lists_.find(topic);
     if (list != lists_.end()) {
         entries.push_back(entryOf(list->second, scopes));
@@ -53,16 +62,16 @@ Json WhiteLists::entries(const std::string& topic, const Scopes& scopes) const {
     return entries;
 }
 
-Json WhiteLists::entries(const Scopes& scopes) const {
-    Json entries = Json::array();
+std::vector<Json> WhiteLists::entries(const Scopes& scopes) const {
+    std::vector<Json> entries;
     for (const auto& [topic, list] : lists_) {
         entries.push_back(entryOf(list, scopes));
     }
     return entries;
 }
 
-Json WhiteLists::replace(Lists lists, const Scopes& scopes) {
-    Json changed = Json::array();
+std::vector<Json> WhiteLists::replace(Lists lists, const Scopes& scopes) {
+    std::vector<Json> changed;
     for (const auto& [topic, list] : lists) {
         const auto known = lists_.find(topic);
         if (known == lists_.end() || known->second.values != list.values) {

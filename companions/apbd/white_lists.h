@@ -6,6 +6,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "apbd/record.h"
 #include "apbd/topics.h"
@@ -20,17 +21,18 @@ public:
     };
     using Lists = std::map<std::string, List>;
 
-    // Takes what was published: "" ends the list. False, with a warning, when it is no UTF-8 text.
+    // Takes what was published: "" ends the list. False, with a warning, when it is no UTF-8 text,
+    // or too much.
     static bool put(Lists& lists, const std::string& topic, const Topics::Place& place,
                     const std::string& payload);
 
     [[nodiscard]] Lists& lists() { return lists_; }
     // That list, or all of them, as vestad is told.
-    [[nodiscard]] Json entries(const std::string& topic, const Scopes& scopes) const;
-    [[nodiscard]] Json entries(const Scopes& scopes) const;
+    [[nodiscard]] std::vector<Json> entries(const std::string& topic, const Scopes& scopes) const;
+    [[nodiscard]] std::vector<Json> entries(const Scopes& scopes) const;
     void clear() { lists_.clear(); }
     // Takes `lists` in place of those before. Returns those that are new or have changed.
-    [[nodiscard]] Json replace(Lists lists, const Scopes& scopes);
+    [[nodiscard]] std::vector<Json> replace(Lists lists, const Scopes& scopes);
 
 private:
     Lists lists_;

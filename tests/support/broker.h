@@ -25,6 +25,20 @@ public:
     static bool possible() { return access(kProgram, X_OK) == 0; }
 
     void start() { process_.start({kProgram, "-c", configuration_}); }
+    // Keeps `payload` at `topic`, as any client can.
+    void retain(const std::string& topic, const std::string& payload) const {
+        const std::string file = configuration_ + ".payload";
+        ostrel::testing::writeFile(file, payload);
+        int status = 1;
+        // A broker that has just been started may not listen yet.
+        for (int i = 0; status != 0 && i < 100; ++i) {
+            ChildProcess client;
+            client.start({"mosquitto_pub", "-p", port_, "-r", "-t", topic, "-f", file});
+            status = client.end(0);
+            usleep(status == 0 ? 0 : 100000);
+        }
+        EXPECT_EQ(status, 0) << topic;
+    }
     // It forgets what it held.
     void stop() { EXPECT_EQ(process_.end(SIGTERM), 0); }
     [[nodiscard]] const std::string& port() const { return port_; }

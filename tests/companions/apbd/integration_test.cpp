@@ -73,6 +73,15 @@ TEST(IntegrationTest, AStateOfManyRecordsArrivesWhole) {
     const ostrel::testing::TempDirectory directory;
     Broker broker(directory.path());
     broker.start();
+    // What others may have left there, by mistake or not, must not hold it up.
+    const std::string deep =
+        userOf(macOf(kCount))
+            .dump()
+            .insert(1, R"("x":)" + std::string(29, '[') + std::string(29, ']') + ',');
+    const std::string scope = "test/vestad/hall/Guest/";
+    broker.retain(scope + macOf(kCount), R"({"action":"add","instance":"x","user":)" + deep + '}');
+    broker.retain(scope + macOf(kCount + 1), std::string(100000, '['));
+    broker.retain(scope + macOf(kCount + 2), std::string(17U << 20, ' '));
     Member a(directory.path("a"), broker.port());
     Member b(directory.path("b"), broker.port());
     a.stateOf(0);

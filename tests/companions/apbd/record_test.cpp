@@ -17,16 +17,31 @@ std::string publication(const Json& changes) {
     return object.dump();
 }
 
+// A record of so many levels.
+std::string nested(std::size_t levels) {
+    const std::string member =
+        "\"x\":" + std::string(levels - 1, '[') + std::string(levels - 1, ']');
+    std::string user = userOf(kMac).dump();
+    return user.insert(1, member + ',');
+}
+
 TEST(RecordTest, IsFoundUnderItsStationOnly) {
     Json other = userOf(kMac);
     other["ssid"] = "Staff";
-    const Json bad[] = {{{"user", other}},          {{"user", "text"}}, {{"action", "drop"}},
-                        {{"instance", ""}},         {{"instance", 4}},  {{"user", Json::array()}},
-                        {{"user", userOf("02:0x")}}};
+    const Json bad[] = {{{"user", other}},
+                        {{"user", "text"}},
+                        {{"action", "drop"}},
+                        {{"instance", ""}},
+                        {{"instance", 4}},
+                        {{"user", Json::array()}},
+                        {{"user", userOf("02:0x")}},
+                        {{"user", Json::parse(nested(16))}},
+                        {{"more", std::string(64 << 10, ' ')}}};
     EXPECT_TRUE(decode(kKey, publication(Json::object())));
     for (const Json& changes : bad) {
         EXPECT_FALSE(decode(kKey, publication(changes))) << changes;
     }
+    EXPECT_TRUE(decode(kKey, publication({{"user", Json::parse(nested(15))}, {"x", "[[{\"[{"}})));
     EXPECT_FALSE(decode(kKey, ""));
     EXPECT_FALSE(decode(kKey, "[1"));
 }
