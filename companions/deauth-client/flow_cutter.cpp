@@ -6,6 +6,7 @@
 #include <cstring>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "netlink/connections.h"
 #include "netlink/neighbours.h"
@@ -50,12 +51,13 @@ bool cutFlows(const StationKey& station) {
         }
     }
     int error = 0;
+    const std::size_t known = addresses.size();
     std::size_t flows = 0;
     if (!addresses.empty()) {
-        flows = companion::Connections().deleteOf(addresses, error);
+        flows = companion::Connections().deleteOf(std::move(addresses), error);
     }
     ostrel::report(ostrel::LogLevel::debug, "%zu addresses and %zu connections of the station cut",
-                   addresses.size(), flows);
+                   known, flows);
     return succeeded(error, "a connection") && all;
 }
 

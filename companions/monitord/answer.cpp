@@ -72,9 +72,10 @@ std::vector<std::string> statisticsAnswer(const Stations& stations, const std::s
         const Time uptime = std::max<Time>(now - record.since, 0) / 1000;
         out << (value.empty() ? "" : ",") << "{\"interface\":" << deviceText.c_str()
             << ",\"hw-addr\":\"" << mac << "\",\"uptime\":" << static_cast<std::uint64_t>(uptime)
-            << ",\"statistics\":{\"rx\":{\"bytes\":" << record.up.bytes
-            << ",\"packets\":" << record.up.packets << "},\"tx\":{\"bytes\":" << record.down.bytes
-            << ",\"packets\":" << record.down.packets << "}}}";
+            << ",\"statistics\":{\"rx\":{\"bytes\":" << record.up.passed.bytes
+            << ",\"packets\":" << record.up.passed.packets
+            << "},\"tx\":{\"bytes\":" << record.down.passed.bytes
+            << ",\"packets\":" << record.down.passed.packets << "}}}";
     });
     frames.push_back(head + "\"value\":[" + value + "]}");
     return frames;

@@ -1,148 +1,117 @@
 #include "monitord/counters.h"
 
 #include <linux/if_ether.h>
-#include <linux/netfilter.h>
-#include <linux/netfilter/nf_tables.h>
-#include <linux/netfilter/nfnetlink.h>
+#include <net/if.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <string_view>
+#include <map>
+#include <memory>
 #include <system_error>
+#include <unordered_map>
 
 namespace monitord {
 
 using companion::AnswerEnd;
-using companion::forEachAttribute;
+using companion::QueueRoot;
+using companion::SetElement;
+using companion::StationKey;
+using companion::TableFamily;
 using Extent = CounterSample::Extent;
 
 namespace {
 
-constexpr const char* kTable = "vesta";
-constexpr unsigned int kKeyBytes = 24;
-constexpr unsigned int kDeviceBytes = 16;
 // Under many changes a second no dump is undisturbed, and one more costs 8 ms at 10,000 stations.
 constexpr int kMostTries = 2;
-
-bool readKey(const nlattr& key, companion::StationKey& station) {
-    bool isKey = false;
-    forEachAttribute(key, [&](const nlattr& value) {
-        if (mnl_attr_get_type(&value) != NFTA_DATA_VALUE ||
-            mnl_attr_get_payload_len(&value) != kKeyBytes) {
-            return;
-        }
-        const auto* const bytes = static_cast<const char*>(mnl_attr_get_payload(&value));
-        std::memcpy(station.device.data(), bytes, station.device.size());
-        std::memcpy(station.mac.data(), bytes + kDeviceBytes, station.mac.size());
-        const bool isGroup = (station.mac[0] & 1) != 0;  // nobody's own address
-        isKey = !isGroup && station.device.back() == '\0' &&
-                companion::isDeviceName(station.deviceName());
-    });
-    return isKey;
-}
-
-// The numbers of a counter travel in network order.
-std::uint64_t numberOf(const nlattr& attribute) {
-    std::array<std::uint8_t, 8> bytes{};
-    std::uint64_t number = 0;
-    if (companion::readAttribute(attribute, bytes)) {
-        for (const std::uint8_t byte : bytes) {
-            number = number << 8 | byte;
-        }
-    }
-    return number;
-}
-
-bool readCounter(const nlattr& expression, Traffic& traffic) {
-    bool isCounter = false;
-    forEachAttribute(expression, [&](const nlattr& part) {
-        if (mnl_attr_get_type(&part) == NFTA_EXPR_NAME) {
-            const std::string_view name(static_cast<const char*>(mnl_attr_get_payload(&part)),
-                                        mnl_attr_get_payload_len(&part));
-            isCounter = name == std::string_view("counter\0", 8);
-        } else if (mnl_attr_get_type(&part) == NFTA_EXPR_DATA && isCounter) {
-            forEachAttribute(part, [&](const nlattr& number) {
-                switch (mnl_attr_get_type(&number)) {
-                    case NFTA_COUNTER_BYTES:
-                        traffic.bytes = numberOf(number);
-                        break;
-                    case NFTA_COUNTER_PACKETS:
-                        traffic.packets = numberOf(number);
-                        break;
-                    default:
-                        break;
-                }
-            });
-        }
-    });
-    return isCounter;
-}
-
-// An element has one expression, or a list of several.
-void readElement(const nlattr& element, std::vector<Counted>& counters) {
-    Counted counted;
-    bool isStation = false;
-    bool isCounted = false;
-    forEachAttribute(element, [&](const nlattr& part) {
-        switch (mnl_attr_get_type(&part)) {
-            case NFTA_SET_ELEM_KEY:
-                isStation = readKey(part, counted.station);
-                break;
-            case NFTA_SET_ELEM_EXPR:
-                isCounted = readCounter(part, counted.traffic) || isCounted;
-                break;
-            case NFTA_SET_ELEM_EXPRESSIONS:
-                forEachAttribute(part, [&](const nlattr& one) {
-                    isCounted = readCounter(one, counted.traffic) || isCounted;
-                });
-                break;
-            default:
-                break;
-        }
-    });
-    if (isStation && isCounted) {
-        counters.push_back(counted);
-    }
-}
+constexpr const char* kClasses = "shape_classes";
 
 // The kernel counts what comes in without its Ethernet header, and what goes out with it.
-void stripLinkHeaders(std::vector<Counted>& counters) {
-    for (auto& [station, traffic] : counters) {
-        traffic.bytes -= std::min(traffic.bytes, traffic.packets * ETH_HLEN);
+Traffic withoutHeaders(Traffic traffic) {
+    traffic.bytes -= std::min(traffic.bytes, traffic.packets * ETH_HLEN);
+    return traffic;
+}
+
+// What went into the class of a station.
+struct Offered {
+    std::uint32_t id = 0;
+    Traffic traffic;
+};
+
+// What classes have sent, by their ids; those towards stations are of one device.
+using Sent = std::unordered_map<std::uint32_t, Traffic>;
+
+void countBehind(const Sent& sent, const Offered& offered, Traffic& counted) {
+    const auto found = sent.find(offered.id);
+    if (found == sent.end()) {
+        return;  // its device has gone: the packets wait for nothing
     }
+    // An element begins with what its class had sent before, so all may be less than was offered.
+    const auto behind = [](std::uint64_t before, std::uint64_t came, std::uint64_t left) {
+        return before + left > came ? before + left - came : 0;
+    };
+    counted.bytes = behind(counted.bytes, offered.traffic.bytes, found->second.bytes);
+    counted.packets = behind(counted.packets, offered.traffic.packets, found->second.packets);
 }
 
 }  // namespace
 
-void readCounters(const nlmsghdr& message, std::vector<Counted>& counters) {
-    if (message.nlmsg_type != (NFNL_SUBSYS_NFTABLES << 8 | NFT_MSG_NEWSETELEM)) {
-        return;
-    }
-    forEachAttribute(message, sizeof(nfgenmsg), [&](const nlattr& attribute) {
-        if (mnl_attr_get_type(&attribute) == NFTA_SET_ELEM_LIST_ELEMENTS) {
-            forEachAttribute(attribute,
-                             [&](const nlattr& element) { readElement(element, counters); });
+AnswerEnd CounterReader::readSet(const char* name, std::vector<Counted>& counters) {
+    return sets_.read(TableFamily::netdev, name, kMostTries, [&](const SetElement& element) {
+        const auto station = StationKey::ofBytes(element.key);
+        if (station && element.counter && element.key.size() == StationKey::kBytes) {
+            counters.push_back({*station, {*element.counter, element.counter->packets}});
         }
     });
 }
 
-AnswerEnd CounterReader::readSet(const char* name, std::vector<Counted>& counters) {
-    AnswerEnd end;
-    for (int tries = 0; tries < kMostTries; ++tries) {
-        companion::NetlinkRequest request(NFNL_SUBSYS_NFTABLES << 8 | NFT_MSG_GETSETELEM,
-                                          NLM_F_DUMP);
-        request.header<nfgenmsg>().nfgen_family = NFPROTO_NETDEV;
-        request.put(NFTA_SET_ELEM_LIST_TABLE, kTable);
-        request.put(NFTA_SET_ELEM_LIST_SET, name);
-        counters.clear();
-        end =
-            socket_.ask(request, [&](const nlmsghdr& message) { readCounters(message, counters); });
-        if (end.error != 0 || !end.interrupted) {
-            break;
+// Read after the counters, and the classes last: what is on its way meanwhile counts later, and
+// nothing twice.
+void CounterReader::takeQueues(CounterSample& sample) {
+    std::unordered_map<StationKey, Offered, companion::StationKeyHash> receivers;
+    std::unordered_map<std::uint32_t, Traffic> senders;
+    const auto takeReceiver = [&](const SetElement& element) {
+        const auto station = StationKey::ofBytes(element.key);
+        if (station && element.counter) {
+            receivers[*station] = {element.number, withoutHeaders(*element.counter)};
+        }
+    };
+    const auto takeSender = [&](const SetElement& element) {
+        senders[element.number] = element.counter.value_or(Traffic());
+    };
+    if (sets_.read(TableFamily::netdev, kClasses, kMostTries, takeReceiver).error != 0 ||
+        receivers.empty() ||
+        sets_.read(TableFamily::inet, kClasses, kMostTries, takeSender).error != 0) {
+        return;
+    }
+    std::map<std::string, Sent> toStations;
+    Sent fromStations;
+    const std::unique_ptr<struct if_nameindex, decltype(&if_freenameindex)> links(if_nameindex(),
+                                                                                  if_freenameindex);
+    for (const auto* link = links.get(); link != nullptr && link->if_name != nullptr; ++link) {
+        const std::string device = link->if_name;
+        static_cast<void>(queues_.read(device, [&](const companion::QueueClass& one) {
+            const bool isUp = one.id >= classId(QueueRoot::fromStations, 0);
+            (isUp ? fromStations : toStations[device])[one.id] = one.sent;
+        }));
+    }
+    for (auto& [station, passage] : sample.down) {
+        const auto found = receivers.find(station);
+        if (found != receivers.end()) {
+            countBehind(toStations[station.deviceName()], found->second, passage.passed);
         }
     }
-    return end;
+    for (auto& [station, passage] : sample.up) {
+        const auto found = receivers.find(station);
+        if (found == receivers.end()) {
+            continue;
+        }
+        const auto minor = static_cast<std::uint16_t>(found->second.id);
+        const auto offered = senders.find(classId(QueueRoot::fromStations, minor));
+        if (offered != senders.end()) {
+            countBehind(fromStations, {offered->first, offered->second}, passage.passed);
+        }
+    }
 }
 
 CounterSample CounterReader::read() {
@@ -152,13 +121,16 @@ CounterSample CounterReader::read() {
         const AnswerEnd other = readSet("down", sample.down);
         end.error = other.error;
         end.interrupted = end.interrupted || other.interrupted;
-        stripLinkHeaders(sample.down);
+        for (auto& [station, passage] : sample.down) {
+            passage.passed = withoutHeaders(passage.passed);
+        }
     }
     if (end.error == EPERM) {
         throw std::system_error(EPERM, std::generic_category(), "the counters can't be read");
     }
     if (end.error == 0) {
         sample.extent = end.interrupted ? Extent::some : Extent::all;
+        takeQueues(sample);
     } else {
         sample.extent = end.error == ENOENT ? Extent::noTable : Extent::none;
     }
@@ -176,7 +148,7 @@ void CounterReader::reportChange(Extent extent, int error) {
         ostrel::report(ostrel::LogLevel::warning, "the counters are there again");
     } else {
         ostrel::report(ostrel::LogLevel::warning, "no counters in the sets of table netdev %s: %s",
-                       kTable, std::strerror(error));
+                       companion::kFirewallTable, std::strerror(error));
     }
 }
 

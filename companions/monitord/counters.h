@@ -1,28 +1,35 @@
 #pragma once
 
 // The traffic of each station, as the firewall counts it: the sets "up" (what the station sent) and
-// "down" (what was sent to it) of the table "netdev vesta". An element's key is the device's name
-// (16 bytes) and the MAC (6 bytes and 2 of padding); a counter hangs on each element. Whoever makes
-// the rules makes a station's elements before it announces the station, and deletes them with it.
+// "down" (what was sent to it) of the table "netdev vesta". An element's key is the station, with a
+// counter. Whoever makes the rules makes a station's elements before it announces the station, and
+// deletes them with it.
+//
+// These sets count in front of the queues that limit speeds. Of a station with such a queue the map
+// "shape_classes" has counted what went into it, and its class what came out of it: that counts.
 //
 // Threads: one at a time.
 
 #include <cstdint>
 #include <vector>
 
-#include "netlink/netlink_socket.h"
+#include "netlink/queue_reader.h"
+#include "netlink/set_reader.h"
 #include "netlink/station_key.h"
 
 namespace monitord {
 
-struct Traffic {
-    std::uint64_t bytes = 0;
-    std::uint64_t packets = 0;
+using companion::Traffic;
+
+// One direction of a station.
+struct Passage {
+    Traffic passed;             // may fall a little while packets wait in a queue
+    std::uint64_t counted = 0;  // packets of the set's counter; falls only when it began anew
 };
 
 struct Counted {
     companion::StationKey station;
-    Traffic traffic;
+    Passage passage;
 };
 
 struct CounterSample {
@@ -37,22 +44,19 @@ struct CounterSample {
     std::vector<Counted> down;
 };
 
-// Appends what one message of a dump says; an element that is no station's counter is left out.
-void readCounters(const nlmsghdr& message, std::vector<Counted>& counters);
-
 class CounterReader {
 public:
-    CounterReader() : socket_(NETLINK_NETFILTER) {}
-
     // Bytes are those of both directions without Ethernet headers. Throws std::system_error where
     // CAP_NET_ADMIN is missing.
     [[nodiscard]] CounterSample read();
 
 private:
     companion::AnswerEnd readSet(const char* name, std::vector<Counted>& counters);
+    void takeQueues(CounterSample& sample);
     void reportChange(CounterSample::Extent extent, int error);
 
-    companion::NetlinkSocket socket_;
+    companion::SetReader sets_;
+    companion::QueueReader queues_;
     CounterSample::Extent last_ = CounterSample::Extent::all;
 };
 

@@ -18,21 +18,26 @@ std::string firstLine() {
     std::ifstream file("/proc/sys/kernel/random/boot_id");
     std::string boot;
     std::getline(file, boot);
-    return "monitord 1 " + boot;
+    return "monitord 2 " + boot;
 }
 
 void writeLine(std::ostream& out, const char* device, const Mac& mac, const Record& record) {
-    out << device << ' ' << ostrel::macText(mac) << ' ' << record.since << ' ' << record.seen << ' '
-        << record.up.bytes << ' ' << record.up.packets << ' ' << record.down.bytes << ' '
-        << record.down.packets << ' ' << record.present << '\n';
+    out << device << ' ' << ostrel::macText(mac) << ' ' << record.since << ' ' << record.seen;
+    for (const Passage& one : {record.up, record.down}) {
+        out << ' ' << one.passed.bytes << ' ' << one.passed.packets << ' ' << one.counted;
+    }
+    out << ' ' << record.present << '\n';
 }
 
 bool readLine(const std::string& line, StationKey& station, Record& record) {
     std::istringstream in(line);
     std::string device;
     std::string mac;
-    in >> device >> mac >> record.since >> record.seen >> record.up.bytes >> record.up.packets >>
-        record.down.bytes >> record.down.packets >> record.present;
+    in >> device >> mac >> record.since >> record.seen;
+    for (Passage* const one : {&record.up, &record.down}) {
+        in >> one->passed.bytes >> one->passed.packets >> one->counted;
+    }
+    in >> record.present;
     const auto address = ostrel::parseColonMac(mac);
     if (!in || !address || !companion::isDeviceName(device)) {
         return false;

@@ -45,21 +45,25 @@ Record* Stations::make(const StationKey& station) {
     return &devices_[station.device].records[station.mac];
 }
 
-void Stations::takeDirection(const std::vector<Counted>& counters, Traffic Record::*direction,
+void Stations::takeDirection(const std::vector<Counted>& counters, Passage Record::*direction,
                              Time now) {
-    for (const auto& [station, traffic] : counters) {
+    for (const auto& [station, passage] : counters) {
         Record* const known = find(station);
         Record* const record = known != nullptr ? known : make(station);
         if (record == nullptr) {
             continue;
         }
-        Traffic& before = record->*direction;
-        if (known == nullptr || record->uncounted != 0 || traffic.packets < before.packets) {
+        Passage& before = record->*direction;
+        Traffic passed = passage.passed;
+        if (known == nullptr || record->uncounted != 0 || passage.counted < before.counted) {
             begin(*record, now);
-        } else if (direction == &Record::up && traffic.packets > before.packets) {
-            record->seen = now;
+        } else {
+            const bool isSender = direction == &Record::up && passage.counted > before.counted;
+            record->seen = isSender ? now : record->seen;
+            passed.bytes = std::max(passed.bytes, before.passed.bytes);
+            passed.packets = std::max(passed.packets, before.passed.packets);
         }
-        before = traffic;
+        before = {passed, passage.counted};
         record->pass = pass_;
     }
 }

@@ -34,8 +34,8 @@ using Time = std::int64_t;
 using RadioList = std::unordered_map<Mac, Time, MacHash>;
 
 struct Record {
-    Traffic up;
-    Traffic down;
+    Passage up;
+    Passage down;
     Time since = 0;         // of this connection
     Time seen = 0;          // the last proof that it is there
     Time counted = 0;       // when its counter was first met; 0 when that is long ago
@@ -88,7 +88,7 @@ private:
         std::optional<RadioList> radio;
     };
 
-    void takeDirection(const std::vector<Counted>& counters, Traffic Record::*direction, Time now);
+    void takeDirection(const std::vector<Counted>& counters, Passage Record::*direction, Time now);
     [[nodiscard]] Record* find(const StationKey& station);
     // Null when there are too many.
     Record* make(const StationKey& station);

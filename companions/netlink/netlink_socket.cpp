@@ -1,5 +1,6 @@
 #include "netlink/netlink_socket.h"
 
+#include <sys/socket.h>
 #include <sys/time.h>
 
 #include <cerrno>
@@ -40,11 +41,10 @@ void NetlinkRequest::endNest(nlattr* nest) {
     mnl_attr_nest_end(message_, nest);
 }
 
-NetlinkSocket::NetlinkSocket(int protocol)
+NetlinkSocket::NetlinkSocket(int protocol, unsigned int groups)
     : socket_(mnl_socket_open2(protocol, SOCK_CLOEXEC)), buffer_(kBufferBytes) {
-    if (socket_ == nullptr || mnl_socket_bind(socket_.get(), 0, MNL_SOCKET_AUTOPID) < 0 ||
-        setsockopt(mnl_socket_get_fd(socket_.get()), SOL_SOCKET, SO_RCVTIMEO, &kPatience,
-                   sizeof kPatience) != 0) {
+    if (socket_ == nullptr || mnl_socket_bind(socket_.get(), groups, MNL_SOCKET_AUTOPID) < 0 ||
+        setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience) != 0) {
         throw std::system_error(errno, std::generic_category(), "no netlink socket");
     }
 }
@@ -53,8 +53,8 @@ AnswerEnd NetlinkSocket::ask(NetlinkRequest& request, const Handler& handler) {
     AnswerEnd end;
     nlmsghdr& message = request.message();
     message.nlmsg_seq = ++sequence_;
-    if (mnl_socket_sendto(socket_.get(), &message, message.nlmsg_len) < 0) {
-        end.error = errno;
+    end.error = send(request.bytes());
+    if (end.error != 0) {
         return end;
     }
     while (true) {
@@ -91,6 +91,24 @@ bool NetlinkSocket::readMessages(std::size_t bytes, const Handler& handler, Answ
 int NetlinkSocket::order(NetlinkRequest& request) {
     request.message().nlmsg_flags |= NLM_F_ACK;
     return ask(request, [](const nlmsghdr&) {}).error;
+}
+
+int NetlinkSocket::send(std::string_view messages) {
+    return mnl_socket_sendto(socket_.get(), messages.data(), messages.size()) < 0 ? errno : 0;
+}
+
+int NetlinkSocket::drain(int reads, const Handler& handler) {
+    for (; reads > 0; --reads) {
+        const ssize_t size = recv(fd(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+        if (size < 0) {
+            return errno;
+        }
+        forEachMessage(buffer_.data(), static_cast<std::size_t>(size), [&](const nlmsghdr& one) {
+            handler(one);
+            return true;
+        });
+    }
+    return 0;
 }
 
 }  // namespace companion

@@ -1,8 +1,8 @@
 #pragma once
 
-// A netlink socket that asks and reads the whole answer.
+// A netlink socket that asks and reads the whole answer, or hears what the kernel tells by itself.
 //
-// Threads: one at a time.
+// Threads: one at a time. A socket works in the network namespace in which it was made.
 
 #include <libmnl/libmnl.h>
 
@@ -10,6 +10,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "ostrel/runtime.h"
@@ -44,6 +45,9 @@ public:
     void endNest(nlattr* nest);
 
     [[nodiscard]] nlmsghdr& message() { return *message_; }
+    [[nodiscard]] std::string_view bytes() const {
+        return {reinterpret_cast<const char*>(message_), message_->nlmsg_len};
+    }
 
 private:
     alignas(nlmsghdr) std::array<char, 1024> buffer_{};
@@ -54,14 +58,23 @@ class NetlinkSocket {
 public:
     using Handler = std::function<void(const nlmsghdr&)>;
 
-    // `protocol` as of socket(): NETLINK_ROUTE, .... Throws std::system_error when there is none.
-    explicit NetlinkSocket(int protocol);
+    // `protocol` as of socket(): NETLINK_ROUTE, ...; `groups` is the mask of multicast groups.
+    // Throws std::system_error when there is none.
+    explicit NetlinkSocket(int protocol, unsigned int groups = 0);
+
+    [[nodiscard]] int fd() const { return mnl_socket_get_fd(socket_.get()); }
 
     // Sends `request` and calls `handler` with each message of the answer, to its end. Takes two
     // seconds of silence at the most.
     [[nodiscard]] AnswerEnd ask(NetlinkRequest& request, const Handler& handler);
     // The same for an order, which is only confirmed: 0, or what errno would say.
     [[nodiscard]] int order(NetlinkRequest& request);
+
+    // Sends messages without waiting for an answer. 0, or what errno would say.
+    [[nodiscard]] int send(std::string_view messages);
+    // Hands on what can be read now, in at most `reads` turns; an error message like any other. 0,
+    // or what errno said in the last turn (EAGAIN: there is no more; ENOBUFS: some were lost).
+    int drain(int reads, const Handler& handler);
 
 private:
     struct Close {
@@ -134,6 +147,17 @@ template <typename Value>
     std::copy_n(static_cast<const char*>(mnl_attr_get_payload(&attribute)), sizeof value,
                 reinterpret_cast<char*>(&value));
     return true;
+}
+
+inline std::string_view bytesOf(const nlattr& attribute) {
+    return {static_cast<const char*>(mnl_attr_get_payload(&attribute)),
+            mnl_attr_get_payload_len(&attribute)};
+}
+
+// A text without its terminating zero.
+inline std::string_view textOf(const nlattr& attribute) {
+    const std::string_view bytes = bytesOf(attribute);
+    return bytes.substr(0, bytes.find('\0'));
 }
 
 }  // namespace companion

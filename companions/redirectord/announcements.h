@@ -13,9 +13,11 @@
 #include <string>
 
 #include "common/event_loop.h"
-#include "redirectord/station_key.h"
+#include "netlink/station_key.h"
 
 namespace redirectord {
+
+using companion::StationKey;
 
 class Announcements {
 public:

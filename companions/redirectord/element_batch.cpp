@@ -16,7 +16,6 @@
 namespace redirectord {
 namespace {
 
-constexpr const char* kTable = "vesta";
 // Above any operation: headers, three names of at most 256 bytes, a key, a time.
 constexpr std::size_t kRoom = 1024;
 // The kernel takes a batch as one message. Root may make the socket's buffer larger than the
@@ -74,12 +73,11 @@ void ElementBatch::append(std::uint16_t type, const std::string& set, std::strin
         mark(NFNL_MSG_BATCH_BEGIN);
     }
     bytes_.resize(size_ + kRoom + set.size() + key.size());
-    nlmsghdr* const header = putHeader(
-        bytes_.data() + size_, family_ == TableFamily::inet ? NFPROTO_INET : NFPROTO_NETDEV, 0);
+    nlmsghdr* const header = putHeader(bytes_.data() + size_, companion::familyNumber(family_), 0);
     header->nlmsg_type = static_cast<std::uint16_t>(NFNL_SUBSYS_NFTABLES << 8U | type);
     header->nlmsg_flags = NLM_F_REQUEST | (type == NFT_MSG_NEWSETELEM ? NLM_F_CREATE : 0);
     header->nlmsg_seq = ++sequence_;
-    mnl_attr_put_strz(header, NFTA_SET_ELEM_LIST_TABLE, kTable);
+    mnl_attr_put_strz(header, NFTA_SET_ELEM_LIST_TABLE, companion::kFirewallTable);
     mnl_attr_put_strz(header, NFTA_SET_ELEM_LIST_SET, set.c_str());
     nlattr* const list = mnl_attr_nest_start(header, NFTA_SET_ELEM_LIST_ELEMENTS);
     nlattr* const element = mnl_attr_nest_start(header, NFTA_LIST_ELEM);
@@ -106,6 +104,20 @@ void ElementBatch::addFor(const std::string& set, std::string_view key,
 void ElementBatch::addMark(const std::string& map, std::string_view key, std::uint32_t mark) {
     append(NFT_MSG_NEWSETELEM, map, key,
            [mark](nlmsghdr* header) { putValue(header, NFTA_SET_ELEM_DATA, &mark, sizeof mark); });
+}
+
+void ElementBatch::addClass(const std::string& map, std::string_view key, std::uint32_t id,
+                            const companion::Traffic& counted) {
+    append(NFT_MSG_NEWSETELEM, map, key, [&](nlmsghdr* header) {
+        putValue(header, NFTA_SET_ELEM_DATA, &id, sizeof id);
+        nlattr* const expression = mnl_attr_nest_start(header, NFTA_SET_ELEM_EXPR);
+        mnl_attr_put_strz(header, NFTA_EXPR_NAME, "counter");
+        nlattr* const data = mnl_attr_nest_start(header, NFTA_EXPR_DATA);
+        mnl_attr_put_u64(header, NFTA_COUNTER_BYTES, bigEndian(counted.bytes));
+        mnl_attr_put_u64(header, NFTA_COUNTER_PACKETS, bigEndian(counted.packets));
+        mnl_attr_nest_end(header, data);
+        mnl_attr_nest_end(header, expression);
+    });
 }
 
 void ElementBatch::addJump(const std::string& map, std::string_view key, const std::string& chain) {

@@ -12,11 +12,12 @@
 #include <string_view>
 #include <vector>
 
+#include "netlink/set_reader.h"
 #include "ostrel/runtime.h"
 
 namespace redirectord {
 
-enum class TableFamily { netdev, inet };
+using companion::TableFamily;
 
 class ElementBatch {
 public:
@@ -30,6 +31,9 @@ public:
     void add(const std::string& set, std::string_view key);
     void addFor(const std::string& set, std::string_view key, std::chrono::milliseconds life);
     void addMark(const std::string& map, std::string_view key, std::uint32_t mark);
+    // With a counter that begins with what was counted before.
+    void addClass(const std::string& map, std::string_view key, std::uint32_t id,
+                  const companion::Traffic& counted);
     void addJump(const std::string& map, std::string_view key, const std::string& chain);
     void remove(const std::string& set, std::string_view key);
 

@@ -10,11 +10,10 @@
 
 #include <set>
 #include <string>
-#include <vector>
 
 #include "common/event_loop.h"
+#include "netlink/connections.h"
 #include "ostrel/addresses.h"
-#include "redirectord/netlink.h"
 
 namespace redirectord {
 
@@ -36,17 +35,12 @@ private:
 
     void schedule();
     void begin();
-    void readSome();
-    void examine(const nlmsghdr* message);
     void finish();
 
     companion::EventLoop& loop_;
-    Netlink table_;
-    Netlink deletions_;
-    std::set<ostrel::MacBytes> macs_;     // wanted, for the next pass
-    std::set<std::string> addresses_;     // the same
-    std::set<std::string> sought_;        // of the pass under way: 4 or 16 bytes each
-    std::vector<std::string> condemned_;  // messages that delete flows
+    companion::Connections connections_;
+    std::set<ostrel::MacBytes> macs_;  // wanted, for the next pass
+    std::set<std::string> addresses_;  // the same
     bool scheduled_ = false;
     bool reading_ = false;
     Clock::time_point began_{};

@@ -12,25 +12,27 @@
 namespace redirectord {
 namespace {
 
+using companion::forEachAttribute;
+using companion::readAttribute;
 using ostrel::MacBytes;
 
 // Nothing when the message is one of a radio's events, which says nothing else of the device.
-std::optional<Link> linkIn(const nlmsghdr* message) {
+std::optional<Link> linkIn(const nlmsghdr& message) {
     Link link;
     bool event = false;
-    eachAttribute(attributesOf(message, sizeof(ifinfomsg)), [&](const NetlinkAttribute& one) {
-        switch (one.type) {
+    forEachAttribute(message, sizeof(ifinfomsg), [&](const nlattr& one) {
+        switch (mnl_attr_get_type(&one)) {
             case IFLA_IFNAME:
-                link.name = one.bytes.substr(0, one.bytes.find('\0'));
+                link.name = companion::textOf(one);
                 break;
             case IFLA_MASTER:
-                link.master = one.as<int>();
+                static_cast<void>(!readAttribute(one, link.master));
                 break;
             case IFLA_MTU:
-                link.mtu = one.as<std::uint32_t>();
+                static_cast<void>(!readAttribute(one, link.mtu));
                 break;
             case IFLA_ADDRESS:
-                link.mac = one.as<MacBytes>();
+                static_cast<void>(!readAttribute(one, link.mac));
                 break;
             case IFLA_WIRELESS:
                 event = true;
@@ -40,13 +42,6 @@ std::optional<Link> linkIn(const nlmsghdr* message) {
         }
     });
     return event ? std::nullopt : std::optional(link);
-}
-
-template <typename Header>
-Header* putDump(nlmsghdr* message, std::uint16_t type) {
-    message->nlmsg_type = type;
-    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-    return static_cast<Header*>(mnl_nlmsg_put_extra_header(message, sizeof(Header)));
 }
 
 }  // namespace
@@ -72,10 +67,10 @@ void Links::start() {
 
 void Links::readAll() {
     links_.clear();
-    alignas(nlmsghdr) NetlinkBuffer space;
-    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
-    putDump<ifinfomsg>(message, RTM_GETLINK)->ifi_family = AF_UNSPEC;
-    if (const int error = questions_.request(message, [this](const nlmsghdr* one) { note(one); })) {
+    companion::NetlinkRequest request(RTM_GETLINK, NLM_F_DUMP);
+    request.header<ifinfomsg>().ifi_family = AF_UNSPEC;
+    const int error = questions_.ask(request, [this](const nlmsghdr& one) { note(one); }).error;
+    if (error != 0) {
         throw std::system_error(error, std::generic_category(), "no list of the interfaces");
     }
 }
@@ -84,7 +79,7 @@ void Links::readChanges() {
     constexpr int kReads = 64;
     bool any = false;
     const int end =
-        changes_.drain(kReads, [this, &any](const nlmsghdr* one) { any = note(one) || any; });
+        changes_.drain(kReads, [this, &any](const nlmsghdr& one) { any = note(one) || any; });
     if (end == ENOBUFS) {
         readAll();
     }
@@ -93,17 +88,17 @@ void Links::readChanges() {
     }
 }
 
-bool Links::note(const nlmsghdr* message) {
-    if (mnl_nlmsg_get_payload_len(message) < sizeof(ifinfomsg) ||
-        (message->nlmsg_type != RTM_NEWLINK && message->nlmsg_type != RTM_DELLINK)) {
+bool Links::note(const nlmsghdr& message) {
+    const auto* const info = companion::headerOf<ifinfomsg>(message);
+    if (info == nullptr ||
+        (message.nlmsg_type != RTM_NEWLINK && message.nlmsg_type != RTM_DELLINK)) {
         return false;
     }
-    const auto* const info = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(message));
     // A bridge tells of its ports, too (AF_BRIDGE); such a message says less than the other one.
     if (info->ifi_family != AF_UNSPEC) {
         return false;
     }
-    if (message->nlmsg_type == RTM_DELLINK) {
+    if (message.nlmsg_type == RTM_DELLINK) {
         return links_.erase(info->ifi_index) != 0;
     }
     const std::optional<Link> link = linkIn(message);
@@ -175,23 +170,20 @@ std::optional<in_addr> addressOn(const std::set<std::string>& interfaces) {
 }
 
 int gatewayTo(in_addr address, in_addr& gateway) {
-    Netlink netlink(NETLINK_ROUTE);
-    alignas(nlmsghdr) NetlinkBuffer space;
-    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
-    message->nlmsg_type = RTM_GETROUTE;
-    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
-    auto* const route = static_cast<rtmsg*>(mnl_nlmsg_put_extra_header(message, sizeof(rtmsg)));
-    route->rtm_family = AF_INET;
-    route->rtm_dst_len = 32;
-    mnl_attr_put(message, RTA_DST, sizeof address, &address);
+    companion::NetlinkRequest request(RTM_GETROUTE, NLM_F_ACK);
+    auto& route = request.header<rtmsg>();
+    route.rtm_family = AF_INET;
+    route.rtm_dst_len = 32;
+    request.put(RTA_DST, &address, sizeof address);
     gateway = {};
-    return -netlink.request(message, [&gateway](const nlmsghdr* answer) {
-        eachAttribute(attributesOf(answer, sizeof(rtmsg)), [&gateway](const NetlinkAttribute& one) {
-            if (one.type == RTA_GATEWAY) {
-                gateway = one.as<in_addr>();
+    const auto read = [&gateway](const nlmsghdr& answer) {
+        forEachAttribute(answer, sizeof(rtmsg), [&gateway](const nlattr& one) {
+            if (mnl_attr_get_type(&one) == RTA_GATEWAY) {
+                static_cast<void>(!readAttribute(one, gateway));
             }
         });
-    });
+    };
+    return -companion::NetlinkSocket(NETLINK_ROUTE).ask(request, read).error;
 }
 
 }  // namespace redirectord

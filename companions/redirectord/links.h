@@ -16,8 +16,8 @@
 #include <vector>
 
 #include "common/event_loop.h"
+#include "netlink/netlink_socket.h"
 #include "ostrel/addresses.h"
-#include "redirectord/netlink.h"
 
 namespace redirectord {
 
@@ -59,14 +59,14 @@ public:
 private:
     void readAll();
     void readChanges();
-    bool note(const nlmsghdr* message);
+    bool note(const nlmsghdr& message);
     [[nodiscard]] bool isCaptive(const std::string& name) const;
 
     companion::EventLoop& loop_;
     const std::vector<std::string> names_;
     const std::function<void()> changed_;
-    Netlink changes_;
-    Netlink questions_;
+    companion::NetlinkSocket changes_;
+    companion::NetlinkSocket questions_;
     std::map<int, Link> links_;
 };
 

@@ -42,13 +42,10 @@ in_addr senderOf(std::uint16_t protocol, std::string_view packet) {
 
 // The kernel refuses a group that another has with the same EPERM as somebody without privileges;
 // the latter may not ask for anything.
-bool isPrivileged(Netlink& netlink) {
-    alignas(nlmsghdr) NetlinkBuffer space;
-    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
-    message->nlmsg_type = NFNL_SUBSYS_NFTABLES << 8 | NFT_MSG_GETGEN;
-    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
-    mnl_nlmsg_put_extra_header(message, sizeof(nfgenmsg));
-    return netlink.request(message) == 0;
+bool isPrivileged(companion::NetlinkSocket& netlink) {
+    companion::NetlinkRequest request(NFNL_SUBSYS_NFTABLES << 8 | NFT_MSG_GETGEN, 0);
+    request.header<nfgenmsg>();
+    return netlink.order(request) == 0;
 }
 
 }  // namespace
@@ -57,30 +54,32 @@ std::optional<LoggedPacket> readLoggedPacket(std::string_view attributes) {
     LoggedPacket read;
     std::string_view hardware;
     std::string_view payload;
-    std::uint16_t protocol = 0;
-    eachAttribute(attributes, [&](const NetlinkAttribute& one) {
-        switch (one.type) {
+    nfulnl_msg_packet_hdr header{};
+    std::uint32_t device = 0;
+    companion::forEachAttribute(attributes.data(), attributes.size(), [&](const nlattr& one) {
+        switch (mnl_attr_get_type(&one)) {
             case NFULA_PACKET_HDR:
-                protocol = ntohs(one.as<nfulnl_msg_packet_hdr>().hw_protocol);
+                static_cast<void>(!companion::readAttribute(one, header));
                 break;
             case NFULA_IFINDEX_INDEV:
-                read.device = static_cast<int>(ntohl(one.as<std::uint32_t>()));
+                static_cast<void>(!companion::readAttribute(one, device));
                 break;
             case NFULA_HWHEADER:
-                hardware = one.bytes;
+                hardware = companion::bytesOf(one);
                 break;
             case NFULA_PAYLOAD:
-                payload = one.bytes;
+                payload = companion::bytesOf(one);
                 break;
             default:
                 break;
         }
     });
+    read.device = static_cast<int>(ntohl(device));
     if (read.device <= 0 || hardware.size() < kMacSource + read.source.size()) {
         return std::nullopt;
     }
     std::memcpy(read.source.data(), hardware.data() + kMacSource, read.source.size());
-    read.ip = senderOf(protocol, payload);
+    read.ip = senderOf(ntohs(header.hw_protocol), payload);
     return read;
 }
 
@@ -103,25 +102,18 @@ NewsListener::~NewsListener() {
 }
 
 void NewsListener::bind() {
-    alignas(nlmsghdr) NetlinkBuffer space;
-    nlmsghdr* const message = mnl_nlmsg_put_header(space.data());
-    message->nlmsg_type = NFNL_SUBSYS_ULOG << 8 | NFULNL_MSG_CONFIG;
-    message->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
-    auto* const generic =
-        static_cast<nfgenmsg*>(mnl_nlmsg_put_extra_header(message, sizeof(nfgenmsg)));
-    generic->nfgen_family = AF_UNSPEC;
-    generic->version = NFNETLINK_V0;
-    generic->res_id = htons(kNewsGroup);
+    companion::NetlinkRequest request(NFNL_SUBSYS_ULOG << 8 | NFULNL_MSG_CONFIG, 0);
+    request.header<nfgenmsg>().res_id = htons(kNewsGroup);
     nfulnl_msg_config_cmd command{};
     command.command = NFULNL_CFG_CMD_BIND;
-    mnl_attr_put(message, NFULA_CFG_CMD, sizeof command, &command);
+    request.put(NFULA_CFG_CMD, &command, sizeof command);
     nfulnl_msg_config_mode mode{};
     mode.copy_range = htonl(64);  // the rules' snaplen holds
     mode.copy_mode = NFULNL_COPY_PACKET;
-    mnl_attr_put(message, NFULA_CFG_MODE, sizeof mode, &mode);
+    request.put(NFULA_CFG_MODE, &mode, sizeof mode);
     // Each packet at once: a station waits for it.
-    mnl_attr_put_u32(message, NFULA_CFG_QTHRESH, htonl(1));
-    const int error = netlink_.request(message);
+    request.putU32(NFULA_CFG_QTHRESH, htonl(1));
+    const int error = netlink_.order(request);
     if (error == EBUSY || (error == EPERM && isPrivileged(netlink_))) {
         throw std::runtime_error("another redirectord serves this network namespace");
     }
@@ -136,14 +128,13 @@ void NewsListener::bind() {
 
 void NewsListener::read() {
     std::vector<LoggedPacket> packets;
-    const int end = netlink_.drain(kReadsAtOnce, [&packets](const nlmsghdr* message) {
-        const std::size_t size = mnl_nlmsg_get_payload_len(message);
-        if (message->nlmsg_type != (NFNL_SUBSYS_ULOG << 8 | NFULNL_MSG_PACKET) ||
-            size < sizeof(nfgenmsg)) {
+    const int end = netlink_.drain(kReadsAtOnce, [&packets](const nlmsghdr& message) {
+        if (message.nlmsg_type != (NFNL_SUBSYS_ULOG << 8 | NFULNL_MSG_PACKET) ||
+            companion::headerOf<nfgenmsg>(message) == nullptr) {
             return;
         }
-        const std::string_view bytes(static_cast<const char*>(mnl_nlmsg_get_payload(message)),
-                                     size);
+        const std::string_view bytes(static_cast<const char*>(mnl_nlmsg_get_payload(&message)),
+                                     mnl_nlmsg_get_payload_len(&message));
         if (const auto packet = readLoggedPacket(bytes.substr(sizeof(nfgenmsg)))) {
             packets.push_back(*packet);
         }

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "common/event_loop.h"
-#include "redirectord/netlink.h"
+#include "netlink/netlink_socket.h"
 #include "redirectord/stations.h"
 
 namespace redirectord {
@@ -48,7 +48,7 @@ private:
 
     companion::EventLoop& loop_;
     Receiver receiver_;
-    Netlink netlink_;
+    companion::NetlinkSocket netlink_;
     std::uint64_t losses_ = 0;
     companion::EventLoop::Clock::time_point nextReport_{};
 };

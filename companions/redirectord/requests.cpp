@@ -54,7 +54,7 @@ StationKey stationIn(std::string_view record) {
     ostrel::MacBytes mac;
     std::memcpy(mac.data(), record.data(), mac.size());
     const std::string_view name = record.substr(kDevice, kDeviceBytes);
-    return StationKey::of(name.substr(0, name.find('\0')), mac);
+    return StationKey(name.substr(0, name.find('\0')), mac);
 }
 
 // The zero-terminated texts behind the list's id, up to the first empty one.

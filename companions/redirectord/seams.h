@@ -13,9 +13,11 @@
 
 #include <netinet/in.h>
 
-#include "redirectord/station_key.h"
+#include "netlink/station_key.h"
 
 namespace redirectord {
+
+using companion::StationKey;
 
 // An IPv4 address and its mask, in network order.
 using Ipv4Range = std::pair<in_addr, in_addr>;

@@ -157,7 +157,7 @@ void Service::receiveNews(const std::vector<LoggedPacket>& packets) {
     std::vector<News> news;
     for (const LoggedPacket& packet : packets) {
         if (const Link* const link = links_.captiveDevice(packet.device)) {
-            news.push_back({StationKey::of(link->name, packet.source), packet.ip});
+            news.push_back({StationKey(link->name, packet.source), packet.ip});
         }
     }
     stations_.notice(news, Stations::Clock::now());

@@ -1,12 +1,13 @@
 #include "redirectord/shaper.h"
 
+#include <linux/if_ether.h>
 #include <net/if.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <system_error>
 
 #include "ostrel/runtime.h"
 #include "redirectord/ruleset.h"
@@ -24,11 +25,11 @@ static_assert(kMostStations <= ShaperQueues::kHighestMinor);
 // still there.
 constexpr const char* kRules = R"(
 table netdev vesta {
-    map shape_classes { type ifname . ether_addr : classid; size 16384; }
+    map shape_classes { type ifname . ether_addr : classid; counter; size 16384; }
     chain shape_down { }
 }
 table inet vesta {
-    map shape_classes { type ifname . ether_addr : classid; size 16384; }
+    map shape_classes { type ifname . ether_addr : classid; counter; size 16384; }
     chain shape_up { type filter hook forward priority filter + 10; }
 }
 flush chain netdev vesta shape_down
@@ -42,26 +43,20 @@ table inet vesta {
 )";
 
 // The elements of a map: the station, and the minor number of its class.
-std::map<StationKey, std::uint16_t> elementsOf(Nft& nft, const std::string& family) {
+std::map<StationKey, std::uint16_t> elementsOf(TableFamily family) {
     std::map<StationKey, std::uint16_t> found;
-    const auto text = nft.list("list map " + family + " vesta " + kClasses);
-    if (text.empty()) {
-        throw std::runtime_error("the stations with limits can't be listed: " + nft.error());
-    }
-    const auto answer = nlohmann::json::parse(text);
-    for (const auto& object : answer.at("nftables")) {
-        const auto map = object.value("map", nlohmann::json::object());
-        for (const auto& element : map.value("elem", nlohmann::json::array())) {
-            const auto& key = element.at(0).at("concat");
-            const auto mac = ostrel::parseColonMac(key.at(1).get<std::string>());
-            const auto id = element.at(1).get<std::string>();
-            unsigned int minor = 0;
-            if (mac && std::sscanf(id.c_str(), "%*x:%x", &minor) == 1 && minor >= 1 &&
-                minor <= ShaperQueues::kHighestMinor) {
-                found[StationKey::of(key.at(0).get<std::string>(), *mac)] =
-                    static_cast<std::uint16_t>(minor);
-            }
+    const auto read = [&found](const companion::SetElement& element) {
+        const auto key = StationKey::ofBytes(element.key);
+        const auto minor = static_cast<std::uint16_t>(element.number);
+        if (key && minor >= 1 && minor <= ShaperQueues::kHighestMinor) {
+            found[*key] = minor;
         }
+    };
+    const int error =
+        companion::SetReader().read(family, kClasses, companion::kManyTries, read).error;
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(),
+                                "the stations with limits can't be read");
     }
     return found;
 }
@@ -82,20 +77,20 @@ Shaper::Shaper(Nft& nft, std::string uplink, const std::vector<std::string>& cap
     if (uplink_.empty()) {
         ostrel::report(LogLevel::warning, "without --uplink nothing limits what stations send");
     }
-    takeOver(nft);
+    takeOver();
     look();
 }
 
-void Shaper::takeOver(Nft& nft) {
+void Shaper::takeOver() {
     std::map<std::uint16_t, Station*> owners;
-    for (const auto& [key, minor] : elementsOf(nft, "netdev")) {
+    for (const auto& [key, minor] : elementsOf(TableFamily::netdev)) {
         Station*& owner = owners[minor];
         if (owner == nullptr) {
             owner = &stations_[key];
             owner->minor = minor;
         }
     }
-    minorOfSender_ = elementsOf(nft, "inet");
+    minorOfSender_ = elementsOf(TableFamily::inet);
     for (const auto& [sender, minor] : minorOfSender_) {
         if (const auto owner = owners.find(minor); owner != owners.end()) {
             owner->second->sender = sender;
@@ -138,7 +133,7 @@ void Shaper::takeOverClasses() {
 void Shaper::forgetUnlimited() {
     std::vector<StationKey> lost;
     for (const auto& [key, station] : stations_) {
-        if (station.limits.toStation == 0 && station.limits.fromStation == 0) {
+        if (!hasClass(key.deviceName(), station.minor) && !hasClass(uplink_, station.minor)) {
             lost.push_back(key);
         }
     }
@@ -163,8 +158,19 @@ void Shaper::shaperLine(std::string_view line) {
     setLimits(command->station, command->limits);
 }
 
-void Shaper::forgetStation(const StationKey& station) {
-    setLimits(station, SpeedLimits{});
+void Shaper::forgetStation(const StationKey& key) {
+    const auto found = stations_.find(key);
+    if (found == stations_.end()) {
+        return;
+    }
+    Station& station = found->second;
+    setClass(key.deviceName(), QueueRoot::toStations, station.minor, 0);
+    setClass(uplink_, QueueRoot::fromStations, station.minor, 0);
+    removeSender(station);
+    receivers_.remove(kClasses, key.bytes());
+    run(receivers_);
+    idleMinors_.insert(station.minor);
+    stations_.erase(found);
 }
 
 std::map<StationKey, SpeedLimits> Shaper::limits() const {
@@ -177,34 +183,60 @@ std::map<StationKey, SpeedLimits> Shaper::limits() const {
 
 void Shaper::setLimits(const StationKey& key, const SpeedLimits& limits) {
     auto found = stations_.find(key);
-    const bool limited = limits.toStation != 0 || limits.fromStation != 0;
-    if (found == stations_.end()) {
-        if (!limited) {
-            return;
-        }
-        if (stations_.size() >= kMostStations) {
+    const bool isNew = found == stations_.end();
+    if (isNew && (limits.toStation != 0 || limits.fromStation != 0)) {
+        found = make(key);
+    }
+    if (found != stations_.end()) {
+        found->second.limits = limits;
+        apply(key, found->second, isNew);
+    }
+}
+
+Shaper::Stations::iterator Shaper::make(const StationKey& key) {
+    if (stations_.size() >= kMostStations) {
+        const auto idle = std::find_if(stations_.begin(), stations_.end(), [](const auto& one) {
+            return one.second.limits.toStation == 0 && one.second.limits.fromStation == 0;
+        });
+        if (idle == stations_.end()) {
             ostrel::report(LogLevel::error, "%zu stations have speed limits; %s gets none",
                            stations_.size(), ostrel::macText(key.mac).c_str());
-            return;
+            return idle;
         }
-        found = stations_.emplace(key, Station{takeMinor(), {}, {}}).first;
+        forgetStation(StationKey(idle->first));
     }
-    Station& station = found->second;
-    station.limits = limits;
-    setClass(key.deviceName(), QueueRoot::toStations, station.minor, limits.toStation);
-    setClass(uplink_, QueueRoot::fromStations, station.minor, limits.fromStation);
-    if (limits.fromStation != 0) {
-        setSender(key, station);
-    } else {
-        removeSender(station);
+    return stations_.emplace(key, Station{takeMinor(), {}, {}}).first;
+}
+
+bool Shaper::hasClass(const std::string& device, std::uint16_t minor) const {
+    const auto stands = roots_.find(device);
+    return stands != roots_.end() && stands->second.count(minor) != 0;
+}
+
+void Shaper::apply(const StationKey& key, Station& station, bool isNew) {
+    const auto set = [&](const std::string& device, QueueRoot root, std::uint32_t limit) {
+        const bool stood = hasClass(device, station.minor);
+        setClass(device, root, station.minor, limit);
+        return isNew || (!stood && hasClass(device, station.minor));
+    };
+    if (set(key.deviceName(), QueueRoot::toStations, station.limits.toStation)) {
+        setReceiver(key, station.minor);
     }
-    if (limited) {
-        receivers_.addMark(kClasses, key.bytes(), classId(QueueRoot::toStations, station.minor));
-    } else {
-        receivers_.remove(kClasses, key.bytes());
-        idleMinors_.insert(station.minor);
-        stations_.erase(found);
+    const bool isClassNew = set(uplink_, QueueRoot::fromStations, station.limits.fromStation);
+    if (station.limits.fromStation != 0) {
+        setSender(key, station, isClassNew);
     }
+}
+
+void Shaper::setReceiver(const StationKey& key, std::uint16_t minor) {
+    const std::uint32_t id = classId(QueueRoot::toStations, minor);
+    companion::Traffic sent = queues_.sent(key.deviceName(), QueueRoot::toStations, minor);
+    // The map counts what goes to a station with its link header.
+    sent.bytes += sent.packets * ETH_HLEN;
+    const std::string bytes = key.bytes();
+    receivers_.addMark(kClasses, bytes, id);
+    receivers_.remove(kClasses, bytes);  // whether it was there or not
+    receivers_.addClass(kClasses, bytes, id, sent);
     run(receivers_);
 }
 
@@ -218,8 +250,7 @@ std::uint16_t Shaper::takeMinor() {
 
 void Shaper::setClass(const std::string& device, QueueRoot root, std::uint16_t minor,
                       std::uint32_t limit) {
-    const auto stands = roots_.find(device);
-    if (limit == 0 && (stands == roots_.end() || stands->second.count(minor) == 0)) {
+    if (limit == 0 && !hasClass(device, minor)) {
         return;
     }
     int error = tryClass(device, root, minor, limit);
@@ -264,20 +295,21 @@ int Shaper::ensureRoot(const std::string& device, QueueRoot root) {
 
 // A station that moved from one port of a bridge to another has two keys here for a while, and one
 // in the family inet: that of the port that was told last.
-void Shaper::setSender(const StationKey& key, Station& station) {
-    const StationKey sender = StationKey::of(queues_.network(key.deviceName()), key.mac);
+void Shaper::setSender(const StationKey& key, Station& station, bool isClassNew) {
+    const StationKey sender = StationKey(queues_.network(key.deviceName()), key.mac);
     if (!(sender == station.sender)) {
         removeSender(station);
         station.sender = sender;
     }
     const auto before = minorOfSender_.find(sender);
-    if (before != minorOfSender_.end() && before->second == station.minor) {
+    if (before != minorOfSender_.end() && before->second == station.minor && !isClassNew) {
         return;
     }
     if (before != minorOfSender_.end()) {
         senders_.remove(kClasses, sender.bytes());
     }
-    senders_.addMark(kClasses, sender.bytes(), classId(QueueRoot::fromStations, station.minor));
+    senders_.addClass(kClasses, sender.bytes(), classId(QueueRoot::fromStations, station.minor),
+                      queues_.sent(uplink_, QueueRoot::fromStations, station.minor));
     run(senders_);
     minorOfSender_[sender] = station.minor;
 }
@@ -300,18 +332,8 @@ void Shaper::run(ElementBatch& batch) {
 void Shaper::deviceAppeared(const std::string& device) {
     roots_.erase(device);
     for (auto& [key, station] : stations_) {
-        const auto& [toStation, fromStation] = station.limits;
-        if (device == uplink_ && fromStation != 0) {
-            setClass(device, QueueRoot::fromStations, station.minor, fromStation);
-        }
-        if (key.deviceName() != device) {
-            continue;
-        }
-        if (toStation != 0) {
-            setClass(device, QueueRoot::toStations, station.minor, toStation);
-        }
-        if (fromStation != 0) {
-            setSender(key, station);  // it may have another bridge above it now
+        if (device == uplink_ || key.deviceName() == device) {
+            apply(key, station, false);
         }
     }
 }

@@ -4,6 +4,11 @@
 // the egress of its captive device; what it sends to the internet waits in its class at the egress
 // of the uplink. Elements of two maps tell packets their class, so that a station has no rule.
 //
+// A station that has had a limit keeps its class, without one, until it is forgotten: what passed
+// is counted behind the queues. Whoever counts takes what was sent to the station, takes from it
+// what the element of the map has counted, and adds what the class has sent; so an element begins
+// with what its class had sent before.
+//
 // All that holds is in the kernel: a new Shaper takes over what its predecessor left.
 //
 // Threads: one, that of the event loop.
@@ -51,17 +56,24 @@ private:
         SpeedLimits limits;
         StationKey sender;  // under which the family inet knows it: a bridge in the port's place
     };
+    using Stations = std::map<StationKey, Station>;
 
-    void takeOver(Nft& nft);
+    void takeOver();
     void takeOverClasses();
     void forgetUnlimited();
+    // The station, made anew; the end when there is no room.
+    Stations::iterator make(const StationKey& key);
     std::uint16_t takeMinor();
+    [[nodiscard]] bool hasClass(const std::string& device, std::uint16_t minor) const;
+    // The limits of a station's classes, and what its packets are told.
+    void apply(const StationKey& key, Station& station, bool isNew);
     void setClass(const std::string& device, QueueRoot root, std::uint16_t minor,
                   std::uint32_t limit);
     [[nodiscard]] int tryClass(const std::string& device, QueueRoot root, std::uint16_t minor,
                                std::uint32_t limit);
     [[nodiscard]] int ensureRoot(const std::string& device, QueueRoot root);
-    void setSender(const StationKey& key, Station& station);
+    void setReceiver(const StationKey& key, std::uint16_t minor);
+    void setSender(const StationKey& key, Station& station, bool isClassNew);
     void removeSender(const Station& station);
     static void run(ElementBatch& batch);
 
@@ -70,7 +82,7 @@ private:
     ShaperQueues queues_;
     ElementBatch receivers_;
     ElementBatch senders_;
-    std::map<StationKey, Station> stations_;
+    Stations stations_;                                  // all that have had a limit
     std::map<StationKey, std::uint16_t> minorOfSender_;  // the map of the family inet
     // A class that nobody needs stays, without a limit, for the next station: to make or to remove
     // one costs the kernel a walk through all classes of the device.

@@ -69,7 +69,7 @@ std::optional<ShaperCommand> parseShaperCommand(std::string_view line, std::stri
         problem = quoted(words[3]) + " is no hardware address";
         return std::nullopt;
     }
-    ShaperCommand command{StationKey::of(words[2], *mac), {}};
+    ShaperCommand command{StationKey(words[2], *mac), {}};
     if (adds && (!readLimit(&words[4], command.limits.toStation, problem) ||
                  !readLimit(&words[7], command.limits.fromStation, problem))) {
         return std::nullopt;

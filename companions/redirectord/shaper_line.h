@@ -7,9 +7,11 @@
 #include <string>
 #include <string_view>
 
-#include "redirectord/station_key.h"
+#include "netlink/station_key.h"
 
 namespace redirectord {
+
+using companion::StationKey;
 
 // Bytes a second; 0 is no limit.
 struct SpeedLimits {

@@ -57,50 +57,21 @@ std::uint32_t burstTicks(std::uint64_t wireBytesPerSecond) {
         std::min<std::uint64_t>(std::max(frames, kTwoMilliseconds) / 64, UINT32_MAX));
 }
 
-// A request with room for its attributes.
-class Request {
+class Request : public companion::NetlinkRequest {
 public:
-    Request(std::uint16_t type, std::uint16_t flags, int device, std::uint32_t parent,
+    Request(unsigned int type, unsigned int flags, int device, std::uint32_t parent,
             std::uint32_t handle)
-        : header_(mnl_nlmsg_put_header(space_.data())) {
-        header_->nlmsg_type = type;
-        header_->nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | flags);
-        auto* const tc = static_cast<tcmsg*>(mnl_nlmsg_put_extra_header(header_, sizeof(tcmsg)));
-        tc->tcm_family = AF_UNSPEC;
-        tc->tcm_ifindex = device;
-        tc->tcm_parent = parent;
-        tc->tcm_handle = handle;
+        : NetlinkRequest(type, flags) {
+        auto& tc = header<tcmsg>();
+        tc.tcm_ifindex = device;
+        tc.tcm_parent = parent;
+        tc.tcm_handle = handle;
     }
-    nlmsghdr* get() { return header_; }
-
-private:
-    alignas(nlmsghdr) NetlinkBuffer space_{};
-    nlmsghdr* header_;
+    template <typename Value>
+    void putValue(unsigned int type, const Value& value) {
+        put(type, &value, sizeof value);
+    }
 };
-
-// The attribute of a type; one without bytes when it is missing.
-NetlinkAttribute attributeIn(std::string_view all, std::uint16_t type) {
-    NetlinkAttribute found;
-    eachAttribute(all, [&](const NetlinkAttribute& one) {
-        if (one.type == type) {
-            found = one;
-        }
-    });
-    return found;
-}
-
-// The kind of a discipline or class, without its terminating zero.
-std::string kindIn(std::string_view attributes) {
-    const std::string_view bytes = attributeIn(attributes, TCA_KIND).bytes;
-    return std::string(bytes.substr(0, bytes.find('\0')));
-}
-
-// Bytes a second of a class.
-std::uint64_t wireSpeedIn(std::string_view attributes) {
-    const std::string_view options = attributeIn(attributes, TCA_OPTIONS).bytes;
-    const auto wide = attributeIn(options, TCA_HTB_RATE64).as<std::uint64_t>();
-    return wide != 0 ? wide : attributeIn(options, TCA_HTB_PARMS).as<tc_htb_opt>().rate.rate;
-}
 
 int indexOf(const std::string& device) {
     return static_cast<int>(if_nametoindex(device.c_str()));
@@ -114,18 +85,17 @@ int ShaperQueues::makeRoot(const std::string& device, QueueRoot root) {
         return ENODEV;
     }
     // Exclusive: what the kernel made by itself is replaced, what somebody made is not.
-    Request wanted(RTM_NEWQDISC, NLM_F_ACK | NLM_F_CREATE | NLM_F_EXCL, index, TC_H_ROOT,
-                   classId(root, 0));
-    mnl_attr_put_strz(wanted.get(), TCA_KIND, kHtb);
-    nlattr* const options = mnl_attr_nest_start(wanted.get(), TCA_OPTIONS);
+    Request wanted(RTM_NEWQDISC, NLM_F_CREATE | NLM_F_EXCL, index, TC_H_ROOT, classId(root, 0));
+    wanted.put(TCA_KIND, kHtb);
+    nlattr* const options = wanted.beginNest(TCA_OPTIONS);
     tc_htb_glob global{};
     global.version = 3;
     global.rate2quantum = 10;
     global.defcls = kDefaultMinor;
-    mnl_attr_put(wanted.get(), TCA_HTB_INIT, sizeof global, &global);
-    mnl_attr_put_u32(wanted.get(), TCA_HTB_DIRECT_QLEN, kDefaultQueuePackets);
-    mnl_attr_nest_end(wanted.get(), options);
-    int error = netlink_.request(wanted.get());
+    wanted.putValue(TCA_HTB_INIT, global);
+    wanted.putU32(TCA_HTB_DIRECT_QLEN, kDefaultQueuePackets);
+    wanted.endNest(options);
+    int error = netlink_.order(wanted);
     if (error == EEXIST) {
         bool ours = false;
         error = forEachRoot([&](int where, const std::string& kind, std::uint32_t handle) {
@@ -156,13 +126,19 @@ std::string ShaperQueues::rootText(const std::string& device) {
 int ShaperQueues::forEachRoot(
     const std::function<void(int, const std::string&, std::uint32_t)>& root) {
     Request all(RTM_GETQDISC, NLM_F_DUMP, 0, 0, 0);
-    return netlink_.request(all.get(), [&root](const nlmsghdr* header) {
-        const auto* const tc = static_cast<const tcmsg*>(mnl_nlmsg_get_payload(header));
-        if (header->nlmsg_type == RTM_NEWQDISC && mnl_nlmsg_get_payload_len(header) >= sizeof *tc &&
-            tc->tcm_parent == TC_H_ROOT && tc->tcm_handle != 0) {
-            root(tc->tcm_ifindex, kindIn(attributesOf(header, sizeof *tc)), tc->tcm_handle);
+    const auto read = [&root](const nlmsghdr& message) {
+        const auto* const tc = companion::headerOf<tcmsg>(message);
+        if (message.nlmsg_type != RTM_NEWQDISC || tc == nullptr || tc->tcm_parent != TC_H_ROOT ||
+            tc->tcm_handle == 0) {
+            return;
         }
-    });
+        companion::forEachAttribute(message, sizeof *tc, [&](const nlattr& one) {
+            if (mnl_attr_get_type(&one) == TCA_KIND) {
+                root(tc->tcm_ifindex, std::string(companion::textOf(one)), tc->tcm_handle);
+            }
+        });
+    };
+    return netlink_.ask(all, read).error;
 }
 
 int ShaperQueues::setClass(const std::string& device, QueueRoot root, std::uint16_t minor,
@@ -181,9 +157,9 @@ int ShaperQueues::setClass(const std::string& device, QueueRoot root, std::uint1
 
 int ShaperQueues::putClass(int device, std::uint32_t id, std::uint64_t wireBytesPerSecond,
                            std::uint32_t quantum) {
-    Request wanted(RTM_NEWTCLASS, NLM_F_ACK | NLM_F_CREATE, device, TC_H_MAJ(id), id);
-    mnl_attr_put_strz(wanted.get(), TCA_KIND, kHtb);
-    nlattr* const options = mnl_attr_nest_start(wanted.get(), TCA_OPTIONS);
+    Request wanted(RTM_NEWTCLASS, NLM_F_CREATE, device, TC_H_MAJ(id), id);
+    wanted.put(TCA_KIND, kHtb);
+    nlattr* const options = wanted.beginNest(TCA_OPTIONS);
     tc_htb_opt parameters{};
     parameters.rate.rate =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(wireBytesPerSecond, UINT32_MAX));
@@ -192,32 +168,30 @@ int ShaperQueues::putClass(int device, std::uint32_t id, std::uint64_t wireBytes
     parameters.buffer = burstTicks(wireBytesPerSecond);
     parameters.cbuffer = parameters.buffer;
     parameters.quantum = quantum;
-    mnl_attr_put(wanted.get(), TCA_HTB_PARMS, sizeof parameters, &parameters);
-    mnl_attr_put_u64(wanted.get(), TCA_HTB_RATE64, wireBytesPerSecond);
-    mnl_attr_put_u64(wanted.get(), TCA_HTB_CEIL64, wireBytesPerSecond);
-    mnl_attr_nest_end(wanted.get(), options);
-    return netlink_.request(wanted.get());
+    wanted.putValue(TCA_HTB_PARMS, parameters);
+    wanted.putValue(TCA_HTB_RATE64, wireBytesPerSecond);
+    wanted.putValue(TCA_HTB_CEIL64, wireBytesPerSecond);
+    wanted.endNest(options);
+    return netlink_.order(wanted);
 }
 
 int ShaperQueues::putQueue(int device, std::uint32_t id, std::uint32_t bytesPerSecond) {
-    Request wanted(RTM_NEWQDISC, NLM_F_ACK | NLM_F_CREATE | NLM_F_REPLACE, device, id, id << 16U);
-    nlmsghdr* const header = wanted.get();
-    mnl_attr_put_strz(header, TCA_KIND, fairQueues_ ? "fq_codel" : "bfifo");
+    Request wanted(RTM_NEWQDISC, NLM_F_CREATE | NLM_F_REPLACE, device, id, id << 16U);
+    wanted.put(TCA_KIND, fairQueues_ ? "fq_codel" : "bfifo");
     if (!fairQueues_) {
-        const tc_fifo_qopt limit{queueBytes(bytesPerSecond)};
-        mnl_attr_put(header, TCA_OPTIONS, sizeof limit, &limit);
-        return netlink_.request(header);
+        wanted.putValue(TCA_OPTIONS, tc_fifo_qopt{queueBytes(bytesPerSecond)});
+        return netlink_.order(wanted);
     }
     // Below a few Mbit/s a frame takes longer than the usual target of 5 ms.
     const auto frameTime =
         static_cast<std::uint32_t>(1'500'000ULL * kFrame / onTheWire(bytesPerSecond));
-    nlattr* const options = mnl_attr_nest_start(header, TCA_OPTIONS);
-    mnl_attr_put_u32(header, TCA_FQ_CODEL_TARGET, std::max(5'000U, frameTime));
-    mnl_attr_put_u32(header, TCA_FQ_CODEL_INTERVAL, 95'000U + std::max(5'000U, frameTime));
-    mnl_attr_put_u32(header, TCA_FQ_CODEL_MEMORY_LIMIT, 4 * queueBytes(bytesPerSecond));
-    mnl_attr_put_u32(header, TCA_FQ_CODEL_FLOWS, 64);
-    mnl_attr_nest_end(header, options);
-    if (const int error = netlink_.request(header); error != ENOENT && error != EINVAL) {
+    nlattr* const options = wanted.beginNest(TCA_OPTIONS);
+    wanted.putU32(TCA_FQ_CODEL_TARGET, std::max(5'000U, frameTime));
+    wanted.putU32(TCA_FQ_CODEL_INTERVAL, 95'000U + std::max(5'000U, frameTime));
+    wanted.putU32(TCA_FQ_CODEL_MEMORY_LIMIT, 4 * queueBytes(bytesPerSecond));
+    wanted.putU32(TCA_FQ_CODEL_FLOWS, 64);
+    wanted.endNest(options);
+    if (const int error = netlink_.order(wanted); error != ENOENT && error != EINVAL) {
         return error;
     }
     fairQueues_ = false;
@@ -227,17 +201,10 @@ int ShaperQueues::putQueue(int device, std::uint32_t id, std::uint32_t bytesPerS
 std::map<std::uint16_t, std::uint32_t> ShaperQueues::classes(const std::string& device,
                                                              QueueRoot root) {
     std::map<std::uint16_t, std::uint32_t> found;
-    Request all(RTM_GETTCLASS, NLM_F_DUMP, indexOf(device), 0, 0);
-    const int error = netlink_.request(all.get(), [&found, root](const nlmsghdr* header) {
-        const auto* const tc = static_cast<const tcmsg*>(mnl_nlmsg_get_payload(header));
-        if (header->nlmsg_type != RTM_NEWTCLASS || mnl_nlmsg_get_payload_len(header) < sizeof *tc ||
-            TC_H_MAJ(tc->tcm_handle) != classId(root, 0)) {
-            return;
-        }
-        const auto minor = static_cast<std::uint16_t>(TC_H_MIN(tc->tcm_handle));
-        const std::string_view attributes = attributesOf(header, sizeof *tc);
-        if (kindIn(attributes) == kHtb && minor >= 1 && minor <= kHighestMinor) {
-            found[minor] = ofDownloads(wireSpeedIn(attributes));
+    const int error = reader_.read(device, [&found, root](const companion::QueueClass& one) {
+        const auto minor = static_cast<std::uint16_t>(TC_H_MIN(one.id));
+        if (one.id == classId(root, minor) && minor >= 1 && minor <= kHighestMinor) {
+            found[minor] = ofDownloads(one.wireBytesPerSecond);
         }
     });
     if (error != 0 && error != ENODEV) {
@@ -258,27 +225,25 @@ int ShaperQueues::removeRoots() {
         });
     int failed = error;
     for (const auto& [device, handle] : ours) {
-        Request unwanted(RTM_DELQDISC, NLM_F_ACK, device, TC_H_ROOT, handle);
-        const int result = netlink_.request(unwanted.get());
+        Request unwanted(RTM_DELQDISC, 0, device, TC_H_ROOT, handle);
+        const int result = netlink_.order(unwanted);
         failed = failed != 0 ? failed : result;
     }
     return failed;
 }
 
 std::string ShaperQueues::network(const std::string& device) {
-    alignas(nlmsghdr) NetlinkBuffer space{};
-    nlmsghdr* const header = mnl_nlmsg_put_header(space.data());
-    header->nlmsg_type = RTM_GETLINK;
-    header->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
-    auto* const link =
-        static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(header, sizeof(ifinfomsg)));
-    link->ifi_family = AF_UNSPEC;
-    link->ifi_index = indexOf(device);
+    companion::NetlinkRequest request(RTM_GETLINK, NLM_F_ACK);
+    request.header<ifinfomsg>().ifi_index = indexOf(device);
     std::uint32_t above = 0;
-    const int error = netlink_.request(header, [&above](const nlmsghdr* answer) {
-        above =
-            attributeIn(attributesOf(answer, sizeof(ifinfomsg)), IFLA_MASTER).as<std::uint32_t>();
-    });
+    const auto read = [&above](const nlmsghdr& answer) {
+        companion::forEachAttribute(answer, sizeof(ifinfomsg), [&above](const nlattr& one) {
+            if (mnl_attr_get_type(&one) == IFLA_MASTER) {
+                static_cast<void>(!companion::readAttribute(one, above));
+            }
+        });
+    };
+    const int error = netlink_.ask(request, read).error;
     std::array<char, IF_NAMESIZE> name{};
     const bool bridged = error == 0 && above != 0 && if_indextoname(above, name.data()) != nullptr;
     return bridged ? name.data() : device;

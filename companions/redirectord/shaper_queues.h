@@ -12,17 +12,12 @@
 #include <map>
 #include <string>
 
-#include "redirectord/netlink.h"
+#include "netlink/queue_reader.h"
 
 namespace redirectord {
 
-// The major number of a root, by which it is known as ours.
-enum class QueueRoot : std::uint16_t { toStations = 0x7e51, fromStations = 0x7e52 };
-
-// A class below a root, as a packet's priority names it.
-constexpr std::uint32_t classId(QueueRoot root, std::uint16_t minor) {
-    return static_cast<std::uint32_t>(root) << 16U | minor;
-}
+using companion::classId;
+using companion::QueueRoot;
 
 class ShaperQueues {
 public:
@@ -44,6 +39,11 @@ public:
     // The classes of stations that are there, with their limits.
     [[nodiscard]] std::map<std::uint16_t, std::uint32_t> classes(const std::string& device,
                                                                  QueueRoot root);
+    // What a class has sent so far, also for those that had it before; without link headers.
+    [[nodiscard]] companion::Traffic sent(const std::string& device, QueueRoot root,
+                                          std::uint16_t minor) {
+        return reader_.sent(device, classId(root, minor));
+    }
     // Removes our roots from all devices.
     [[nodiscard]] int removeRoots();
     // The bridge that the device is a port of, or the device itself.
@@ -57,7 +57,8 @@ private:
     [[nodiscard]] int forEachRoot(
         const std::function<void(int device, const std::string& kind, std::uint32_t handle)>& root);
 
-    Netlink netlink_;
+    companion::NetlinkSocket netlink_;
+    companion::QueueReader reader_;
     bool fairQueues_ = true;  // the kernel has fq_codel, as far as we know
 };
 

@@ -25,30 +25,31 @@ constexpr seconds kAddressChange{1};
 constexpr std::size_t kForgottenAtOnce = 500;
 constexpr milliseconds kSweepPause{20};
 
-constexpr std::size_t kStationBytes = 24;  // device, MAC, padding
-
 }  // namespace
 
 void Stations::adopt() {
-    const auto read = [this](const char* set, const auto& each) {
-        if (const int error = reader_.list(set, each)) {
+    const auto read = [this](const char* set, const companion::EachElement& each) {
+        const int error =
+            reader_.read(companion::TableFamily::netdev, set, companion::kManyTries, each).error;
+        if (error != 0) {
             throw std::system_error(error, std::generic_category(),
                                     std::string("the set ") + set + " can't be read");
         }
     };
-    read(kSeen, [this](std::string_view key, std::uint32_t) {
-        if (key.size() == kStationBytes) {
-            stations_[StationKey::ofBytes(key)];
+    read(kSeen, [this](const companion::SetElement& element) {
+        if (const auto key = StationKey::ofBytes(element.key)) {
+            stations_[*key];
         }
     });
-    read(kStationsMap, [this](std::string_view key, std::uint32_t mark) {
-        if (key.size() == kStationBytes) {
-            stations_[StationKey::ofBytes(key)].access = static_cast<Access>(mark);
+    read(kStationsMap, [this](const companion::SetElement& element) {
+        if (const auto key = StationKey::ofBytes(element.key)) {
+            stations_[*key].access = static_cast<Access>(element.number);
         }
     });
-    read(kKnown, [this](std::string_view key, std::uint32_t) {
-        if (key.size() == kStationBytes + sizeof(in_addr)) {
-            std::memcpy(&stations_[StationKey::ofBytes(key)].ip, key.data() + kStationBytes,
+    read(kKnown, [this](const companion::SetElement& element) {
+        const auto key = StationKey::ofBytes(element.key);
+        if (key && element.key.size() == StationKey::kBytes + sizeof(in_addr)) {
+            std::memcpy(&stations_[*key].ip, element.key.data() + StationKey::kBytes,
                         sizeof(in_addr));
         }
     });

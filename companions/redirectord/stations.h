@@ -14,12 +14,14 @@
 #include <unordered_map>
 #include <vector>
 
+#include "netlink/set_reader.h"
+#include "netlink/station_key.h"
 #include "redirectord/element_batch.h"
 #include "redirectord/ruleset.h"
-#include "redirectord/station_key.h"
-#include "redirectord/table_reader.h"
 
 namespace redirectord {
+
+using companion::StationKey;
 
 enum class Access : std::uint32_t {
     captive = 0,  // no element: captive is who has no other state
@@ -96,7 +98,7 @@ private:
         Clock::time_point announcedAt = Clock::time_point::min();
         Clock::time_point deadline = Clock::time_point::max();  // gone then, unless told of
     };
-    using Map = std::unordered_map<StationKey, Station, StationKeyHash>;
+    using Map = std::unordered_map<StationKey, Station, companion::StationKeyHash>;
 
     static std::string known(const StationKey& key, in_addr ip);
     void appendNew(const StationKey& key, in_addr ip);
@@ -109,7 +111,7 @@ private:
 
     Callbacks callbacks_;
     ElementBatch elements_;
-    TableReader reader_;
+    companion::SetReader reader_;
     Map stations_;
     Clock::time_point announceUntold_ = Clock::time_point::max();
     Clock::time_point nextSweep_ = Clock::time_point::min();

@@ -64,12 +64,15 @@ void WhiteLists::readStations() {
     for (auto& station : stations_) {
         station.second.active = nullptr;
     }
-    const int error = reader_.listJumps(kMap, [this](std::string_view key, std::string_view chain) {
-        const auto list = active_.find(digestOfChain(std::string(chain)));
-        if (list != active_.end() && key.size() == StationKey().bytes().size()) {
-            stations_[StationKey::ofBytes(key)].active = &list->second;
+    const auto read = [this](const companion::SetElement& element) {
+        const auto list = active_.find(digestOfChain(std::string(element.chain)));
+        const auto key = StationKey::ofBytes(element.key);
+        if (list != active_.end() && key) {
+            stations_[*key].active = &list->second;
         }
-    });
+    };
+    const int error =
+        reader_.read(companion::TableFamily::netdev, kMap, companion::kManyTries, read).error;
     if (error != 0) {
         ostrel::report(ostrel::LogLevel::error, "white lists: stations can't be read: %s",
                        std::strerror(error));

@@ -17,12 +17,12 @@
 #include <utility>
 
 #include "common/event_loop.h"
+#include "netlink/set_reader.h"
 #include "redirectord/active_list.h"
 #include "redirectord/dns_answers.h"
 #include "redirectord/element_batch.h"
 #include "redirectord/nft.h"
 #include "redirectord/seams.h"
-#include "redirectord/table_reader.h"
 
 namespace redirectord {
 
@@ -60,7 +60,7 @@ private:
         std::uint32_t list = 0;        // 0: taken over, nobody has told its id yet
         ActiveList* active = nullptr;  // whose chain its element jumps to; null: it has no element
     };
-    using Stations = std::unordered_map<StationKey, Station, StationKeyHash>;
+    using Stations = std::unordered_map<StationKey, Station, companion::StationKeyHash>;
 
     void adopt();
     // What list each station has in the kernel.
@@ -81,13 +81,13 @@ private:
     Nft& nft_;
     std::chrono::milliseconds grace_;
     ElementBatch batch_;
-    TableReader reader_;
+    companion::SetReader reader_;
     std::map<std::string, ActiveList> active_;  // by digest
     std::map<std::uint32_t, Told> told_;        // since the last clearLists()
     std::set<std::uint32_t> changed_;           // told, and not in force as they are now
     Stations stations_;
     std::deque<std::pair<Clock::time_point, StationKey>> awaiting_;
-    std::unordered_map<StationKey, Clock::time_point, StationKeyHash> awaited_;
+    std::unordered_map<StationKey, Clock::time_point, companion::StationKeyHash> awaited_;
     companion::EventLoop::TimerId enforceTimer_ = 0;
     companion::EventLoop::TimerId graceTimer_ = 0;
     companion::EventLoop::TimerId awaitTimer_ = 0;

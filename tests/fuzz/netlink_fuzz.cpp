@@ -9,21 +9,21 @@
 #include <cstring>
 #include <vector>
 
-#include "monitord/counters.h"
 #include "monitord/hostapd_watch.h"
 #include "monitord/radio_stations.h"
 #include "netlink/neighbours.h"
+#include "netlink/set_reader.h"
+#include "netlink/station_key.h"
 
 namespace {
 
 void readMessage(const nlmsghdr& message) {
-    std::vector<monitord::Counted> counters;
-    monitord::readCounters(message, counters);
-    for (const monitord::Counted& one : counters) {
-        if (!companion::isDeviceName(one.station.deviceName())) {
+    companion::readElements(message, [](const companion::SetElement& element) {
+        const auto station = companion::StationKey::ofBytes(element.key);
+        if (station && !companion::isDeviceName(station->deviceName())) {
             std::abort();
         }
-    }
+    });
     static_cast<void>(companion::readNeighbour(message));
     static_cast<void>(companion::readBridgeEntry(message));
     monitord::RadioList list;

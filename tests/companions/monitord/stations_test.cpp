@@ -30,8 +30,8 @@ protected:
         CounterSample sample;
         sample.extent = extent;
         for (const StationKey& station : counted) {
-            sample.up.push_back({station, {packets * 100, packets}});
-            sample.down.push_back({station, {packets * 200, packets}});
+            sample.up.push_back({station, {{packets * 100, packets}, packets}});
+            sample.down.push_back({station, {{packets * 200, packets}, packets}});
         }
         stations.takeCounters(sample, kStart + seconds * kSecond);
     }
@@ -70,8 +70,8 @@ TEST_F(StationsTest, WhatIsSentToAStationDoesNotProveIt) {
     count(0, {kAnna}, 1);
     CounterSample sample;
     sample.extent = Extent::all;
-    sample.up.push_back({kAnna, {100, 1}});
-    sample.down.push_back({kAnna, {90000, 900}});
+    sample.up.push_back({kAnna, {{100, 1}, 1}});
+    sample.down.push_back({kAnna, {{90000, 900}, 900}});
     stations.takeCounters(sample, kStart + 59 * kSecond);
     EXPECT_EQ(there(60), List{});
 }

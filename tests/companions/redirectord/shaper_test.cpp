@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "access_point.h"
+#include "monitord/counters.h"
 #include "redirectord/ruleset.h"
 
 namespace vesta::testing {
@@ -81,6 +82,8 @@ protected:
             ElementBatch batch;
             for (int number : {1, 2}) {
                 batch.addMark("stations", keyOf(number).bytes(), kMarkPass);
+                batch.add("up", keyOf(number).bytes());
+                batch.add("down", keyOf(number).bytes());
             }
             ASSERT_EQ(batch.run(), 0);
         });
@@ -96,7 +99,7 @@ protected:
     }
     [[nodiscard]] StationKey keyOf(int number) const {
         const SimulatedStation& station = net->station(number);
-        return StationKey::of(station.device, *ostrel::parseMac(station.mac));
+        return StationKey(station.device, *ostrel::parseMac(station.mac));
     }
     void limit(int number, std::uint32_t toStation, std::uint32_t fromStation) {
         const auto direction = [](std::uint32_t rate) {
@@ -120,6 +123,21 @@ protected:
 };
 
 enum class Direction { toStation, fromStation };
+
+// What the device "eth0" there has received.
+rtnl_link_stats received(const NetNamespace& where) {
+    ifaddrs* all = nullptr;
+    rtnl_link_stats found{};
+    if (where.inside([&all] { return getifaddrs(&all); }) == 0) {
+        for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
+            if (one->ifa_addr->sa_family == AF_PACKET && one->ifa_name[0] == 'e') {
+                found = *static_cast<const rtnl_link_stats*>(one->ifa_data);
+            }
+        }
+        freeifaddrs(all);
+    }
+    return found;
+}
 
 // A load or an upload of a station. The receiver's device counts: TCP hands over what it received
 // only when nothing before it is missing.
@@ -146,10 +164,10 @@ public:
         pump(milliseconds(300));
         double most = 0;
         for (int span = 0; span < 3 && most < 0.97; ++span) {
-            const std::uint32_t before = received();
+            const std::uint32_t before = received(*receiver_).rx_bytes;
             const auto begin = Clock::now();
             pump(milliseconds(1000));
-            const std::uint32_t arrived = received() - before;
+            const std::uint32_t arrived = received(*receiver_).rx_bytes - before;
             const std::chrono::duration<double> passed = Clock::now() - begin;
             most = std::max(most, arrived / passed.count() / kHeaders / limit);
         }
@@ -157,19 +175,6 @@ public:
     }
 
 private:
-    [[nodiscard]] std::uint32_t received() const {
-        ifaddrs* all = nullptr;
-        std::uint32_t bytes = 0;
-        if (receiver_->inside([&all] { return getifaddrs(&all); }) == 0) {
-            for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
-                if (one->ifa_addr->sa_family == AF_PACKET && one->ifa_name[0] == 'e') {
-                    bytes = static_cast<const rtnl_link_stats*>(one->ifa_data)->rx_bytes;
-                }
-            }
-            freeifaddrs(all);
-        }
-        return bytes;
-    }
     void pump(milliseconds span) {
         std::vector<char> buffer(65536);
         for (const auto end = Clock::now() + span; Clock::now() < end;) {
@@ -221,7 +226,8 @@ TEST_F(ShaperTest, a_station_that_moved_to_another_port_keeps_its_limit_when_the
     line("sta add va2 " + net->station(1).mac + " 2 9 9 2 8 8");
     line("sta del va1 " + net->station(1).mac);
     const std::string senders = net->ap.output("nft list map inet vesta shape_classes");
-    EXPECT_THAT(senders, ::testing::HasSubstr("\"br0\" . 02:00:00:00:01:01 : 7e52:2"));
+    EXPECT_THAT(senders, ::testing::HasSubstr(
+                             "\"br0\" . 02:00:00:00:01:01 counter packets 0 bytes 0 : 7e52:2"));
 }
 
 TEST_F(ShaperTest, a_killed_shaper_leaves_its_limits_to_the_next) {
@@ -237,6 +243,8 @@ TEST_F(ShaperTest, a_killed_shaper_leaves_its_limits_to_the_next) {
     restart();
     limit(2, 0, 0);
     limit(1, 0, 0);
+    inAp([this] { shaper->forgetStation(keyOf(2)); });
+    inAp([this] { shaper->forgetStation(keyOf(1)); });
     EXPECT_GT(Flow(*net, 1, kInternet, Direction::toStation).share(kFast), 3);
     EXPECT_THAT(net->ap.output("nft list map inet vesta shape_classes"),
                 Not(::testing::HasSubstr("02:00")));
@@ -290,9 +298,70 @@ TEST_F(ShaperTest, limits_outlive_the_tables) {
             shaper->setLimits(key, one);
         }
     });
-    EXPECT_THAT(net->ap.output("nft list map inet vesta shape_classes"),
-                ::testing::HasSubstr("\"va1\" . 02:00:00:00:01:01 : 7e52:1"));
+    EXPECT_THAT(
+        net->ap.output("nft list map inet vesta shape_classes"),
+        ::testing::HasSubstr("\"va1\" . 02:00:00:00:01:01 counter packets 0 bytes 0 : 7e52:1"));
     EXPECT_THAT(queues("va1"), ::testing::HasSubstr("htb 7e51:1 root"));
+}
+
+// More datagrams to station 1 or from it than a limit lets through.
+void flood(const AccessPointNetwork& net, Direction direction) {
+    const bool up = direction == Direction::fromStation;
+    const Endpoint there(up ? kInternet : net.station(1).ip, 7777);
+    const NetNamespace& from = up ? net.station(1).space : net.internet;
+    const ostrel::Fd fd(from.inside([] { return socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0); }));
+    const std::vector<char> datagram(1400);
+    for (int burst = 0; burst < 5; ++burst) {
+        for (int count = 0; count < 150; ++count) {
+            std::ignore =
+                sendto(fd.get(), datagram.data(), datagram.size(), 0, there.get(), there.size);
+        }
+        usleep(20'000);
+    }
+    usleep(200'000);  // until the queue is empty
+}
+
+TEST_F(ShaperTest, what_arrived_counts_and_not_what_a_queue_lost) {
+    begin();
+    const std::function<void()> steps[] = {
+        [this] { limit(1, kSlow, kSlow); },
+        [this] { limit(1, kFast, kSlow / 2); },
+        [this] { restart(); },
+        [this] { line("sta del va1 " + net->station(1).mac); },
+        [this] { limit(1, kSlow, kFast); },
+        [this] {
+            // Its class goes to another station, and it gets that of nobody.
+            inAp([this] { shaper->forgetStation(keyOf(1)); });
+            limit(2, kSlow, kSlow);
+            limit(1, kSlow, kSlow);
+        },
+    };
+    const auto passed = [this](Direction direction) {
+        const auto sample = inAp([] { return monitord::CounterReader().read(); });
+        for (const auto& one : direction == Direction::toStation ? sample.down : sample.up) {
+            if (one.station == keyOf(1)) {
+                return static_cast<double>(one.passage.passed.bytes);
+            }
+        }
+        return -1.0;
+    };
+    int number = 0;
+    for (const auto& step : steps) {
+        SCOPED_TRACE(++number);
+        step();
+        for (const Direction direction : {Direction::toStation, Direction::fromStation}) {
+            const NetNamespace& receiver =
+                direction == Direction::toStation ? net->station(1).space : net->internet;
+            const rtnl_link_stats before = received(receiver);
+            const double passedBefore = passed(direction);
+            flood(*net, direction);
+            const rtnl_link_stats after = received(receiver);
+            const double arrived =
+                after.rx_bytes - before.rx_bytes - 14.0 * (after.rx_packets - before.rx_packets);
+            EXPECT_NEAR(passed(direction) - passedBefore, arrived, arrived / 100);
+            EXPECT_EQ(arrived < 900'000, number != 4) << arrived;
+        }
+    }
 }
 
 TEST_F(ShaperTest, a_bad_line_costs_one_report_and_nothing_else) {

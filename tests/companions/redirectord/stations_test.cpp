@@ -39,7 +39,7 @@ protected:
         for (std::size_t i = 0; i < 4; ++i) {
             mac[5 - i] = static_cast<std::uint8_t>(number >> (8 * i));
         }
-        return StationKey::of("va1", mac);
+        return StationKey("va1", mac);
     }
     static News news(std::uint32_t number, const char* ip = "10.0.0.1") {
         return {key(number), *ostrel::parseIpv4(ip)};

@@ -42,7 +42,7 @@ protected:
         loop_->run();
     }
     static StationKey key(std::uint8_t number) {
-        return StationKey::of("va1", {2, 0, 0, 0, 1, number});
+        return StationKey("va1", {2, 0, 0, 0, 1, number});
     }
     int tell(std::uint8_t station, std::uint32_t list, const std::vector<std::string>& names) {
         EXPECT_EQ(lists_->addDomains(list, names), 0);
