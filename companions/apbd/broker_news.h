@@ -21,6 +21,8 @@ public:
     // A publication came round.
     void changed(const Key& key, Record record);
     void deleted(const Key& key);
+    // A record has ended by itself.
+    void ended(const Key& key) { erase(key); }
     // What the broker has of the record after an outage; null for none. `lostState`: the broker has
     // forgotten what it held.
     void settle(const Key& key, const Record* published, bool lostState);

@@ -9,6 +9,12 @@ namespace apbd {
 
 using ostrel::LogLevel;
 
+namespace {
+
+constexpr std::int64_t kMillisecondsASecond = 1000;
+
+}  // namespace
+
 const Record* Ledger::find(const Key& key) const {
     const auto record = records_.find(key);
     return record == records_.end() ? nullptr : &record->second;
@@ -17,6 +23,20 @@ const Record* Ledger::find(const Key& key) const {
 const Ledger::Change* Ledger::changeOf(const Key& key) const {
     const auto change = changes_.find(key);
     return change == changes_.end() ? nullptr : &change->second;
+}
+
+Ledger::Aged Ledger::aged() const {
+    const std::int64_t now = ostrel::monotonicMilliseconds();
+    Aged aged;
+    for (const auto& [key, record] : records_) {
+        const bool isAtHome = record.apMac == apMac_ && record.action != kDisassoc;
+        if (isAtHome && now - record.receivedAt >= record.endsAt - now) {
+            aged.atHome.push_back(key);
+        } else if (now >= record.endsAt && changes_.count(key) == 0) {
+            aged.ended.push_back(key);
+        }
+    }
+    return aged;
 }
 
 bool Ledger::isOverdue() const {
@@ -40,7 +60,13 @@ void Ledger::put(const Key& key, std::string user, std::int64_t sessionTime,
     record.time = made.time;
     record.sessionTime = sessionTime;
     record.receivedAt = ostrel::monotonicMilliseconds();
+    record.endsAt = record.receivedAt + kMillisecondsASecond * lifetimeOf(record, lifetime_);
     publish(key);
+}
+
+void Ledger::prolong(const Key& key) {
+    const Record record = records_.at(key);
+    put(key, record.user, sessionTimeAfter(record, Json::object()), kUpdate);
 }
 
 void Ledger::remove(const Key& key) {
@@ -58,7 +84,11 @@ void Ledger::publish(const Key& key) {
         change->second.publishedAt = ostrel::monotonicSeconds();
     }
     const Record* const record = find(key);
-    broker_.publish(topics_.record(key), record == nullptr ? "" : encode(*record));
+    if (record == nullptr) {
+        broker_.publish(topics_.record(key), "", 0);
+    } else {
+        broker_.publish(topics_.record(key), encode(*record), lifetimeOf(*record, lifetime_));
+    }
 }
 
 bool Ledger::store(const Key& key, Record record) {
@@ -72,6 +102,12 @@ bool Ledger::store(const Key& key, Record record) {
     }
     records_[key] = std::move(record);
     return true;
+}
+
+void Ledger::limit(Record& record, std::uint32_t lifetime) const {
+    const std::int64_t most = kMillisecondsASecond * lifetime_;
+    const std::int64_t told = kMillisecondsASecond * lifetime;
+    record.endsAt = record.receivedAt + (lifetime != 0 ? std::min(told, most) : most - record.age);
 }
 
 void Ledger::keepOnly(const Scopes& scopes) {

@@ -11,6 +11,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apbd/record.h"
 #include "apbd/sides.h"
@@ -39,9 +40,10 @@ public:
     };
     using Changes = std::map<Key, Change>;
 
-    // `instance` names this process in its publications. Both references outlive this object.
-    Ledger(BrokerSide& broker, const Topics& topics, std::string instance)
-        : broker_(broker), topics_(topics), instance_(std::move(instance)) {}
+    // `instance` names this process in its publications. A record lasts `lifetime` seconds at most.
+    // Both references outlive this object.
+    Ledger(BrokerSide& broker, const Topics& topics, std::string instance, std::uint32_t lifetime)
+        : broker_(broker), topics_(topics), instance_(std::move(instance)), lifetime_(lifetime) {}
 
     // Changes are published while the ledger is open; those made before wait to be settled.
     void open() { open_ = true; }
@@ -59,12 +61,21 @@ public:
     [[nodiscard]] bool isOurs(const Record& record) const {
         return record.version.instance == instance_;
     }
+    // Records that have ended by themselves, and those of stations that are at home here and have
+    // half of their life behind them.
+    struct Aged {
+        std::vector<Key> ended;
+        std::vector<Key> atHome;
+    };
+    [[nodiscard]] Aged aged() const;
     // Whether a publication has not come round for too long.
     [[nodiscard]] bool isOverdue() const;
 
     // Our own changes. `sessionTime` in milliseconds.
     void put(const Key& key, std::string user, std::int64_t sessionTime, const std::string& action);
     void remove(const Key& key);
+    // Publishes a record once more as it is, so that it lasts.
+    void prolong(const Key& key);
     // Publishes what the ledger has of the record: a deletion where it has none.
     void publish(const Key& key);
     // Our change counts no more: it has come round, or gives way to another's.
@@ -73,6 +84,9 @@ public:
     // Another's: takes the record as it is, in place of the one before. False, with one warning,
     // when there is no room.
     [[nodiscard]] bool store(const Key& key, Record record);
+    // Sets when a received record ends, in `lifetime` seconds as its publisher says; 0: it says
+    // nothing.
+    void limit(Record& record, std::uint32_t lifetime) const;
     void erase(const Key& key) { records_.erase(key); }
     // Forgets the records and changes of all other scopes.
     void keepOnly(const Scopes& scopes);
@@ -84,6 +98,7 @@ private:
     BrokerSide& broker_;
     const Topics& topics_;
     const std::string instance_;
+    const std::uint32_t lifetime_;
     std::string apMac_;
     bool open_ = false;
     bool warnedFull_ = false;

@@ -45,7 +45,7 @@ void waitForEnd() {
 int serve(const apbd::Options& options, apbd::Loop& loop, apbd::MqttBroker& broker,
           const std::string& instance) {
     apbd::BusAdapter bus(loop);
-    apbd::Sharing sharing(bus, broker, options.topicRoot, instance);
+    apbd::Sharing sharing(bus, broker, options.topicRoot, instance, options.recordLifetime);
     loop.post([](apbd::Sharing& one) { one.begin(); });
     std::thread logic([&] { loop.run(sharing); });
     bus.start();

@@ -82,7 +82,7 @@ void MqttBroker::setUp() {
     }
     mosquitto_connect_v5_callback_set(client, onConnect);
     mosquitto_subscribe_v5_callback_set(client, onSubscribe);
-    mosquitto_message_callback_set(client, onMessage);
+    mosquitto_message_v5_callback_set(client, onMessage);
     mosquitto_log_callback_set(client, onLog);
 }
 
@@ -201,19 +201,21 @@ void MqttBroker::subscribeAwaited(std::vector<std::string> topics) {
                                  texts.data(), 0, 0, nullptr);
 }
 
-void MqttBroker::publish(const std::string& topic, const std::string& payload) {
-    publish(topic, payload, 0, true);
+void MqttBroker::publish(const std::string& topic, const std::string& payload,
+                         std::uint32_t lifetime) {
+    const Properties expiry{{MQTT_PROP_MESSAGE_EXPIRY_INTERVAL, lifetime}};
+    publish(topic, payload, 0, true, payload.empty() ? nullptr : expiry.get());
 }
 
 void MqttBroker::mark(const std::string& marker, const std::string& payload) {
-    publish(marker, payload, 1, false);
+    publish(marker, payload, 1, false, nullptr);
 }
 
 void MqttBroker::publish(const std::string& topic, const std::string& payload, int quality,
-                         bool retain) {
-    const int code =
-        mosquitto_publish(client_.get(), nullptr, topic.c_str(), static_cast<int>(payload.size()),
-                          payload.data(), quality, retain);
+                         bool retain, const mosquitto_property* properties) {
+    const int code = mosquitto_publish_v5(client_.get(), nullptr, topic.c_str(),
+                                          static_cast<int>(payload.size()), payload.data(), quality,
+                                          retain, properties);
     if (code != MOSQ_ERR_SUCCESS && code != MOSQ_ERR_NO_CONN) {
         ostrel::report(LogLevel::warning, "%s can't be published: %s", topic.c_str(),
                        mosquitto_strerror(code));
@@ -246,12 +248,15 @@ void MqttBroker::onSubscribe(mosquitto*, void* self, int id, int count, const in
     }
 }
 
-void MqttBroker::onMessage(mosquitto*, void* self, const mosquitto_message* message) {
+void MqttBroker::onMessage(mosquitto*, void* self, const mosquitto_message* message,
+                           const mosquitto_property* properties) {
     auto& broker = *static_cast<MqttBroker*>(self);
+    std::uint32_t lifetime = 0;
+    mosquitto_property_read_int32(properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL, &lifetime, false);
     std::string payload(static_cast<const char*>(message->payload),
                         static_cast<std::size_t>(message->payloadlen));
-    broker.loop_.post([topic = std::string(message->topic), payload = std::move(payload)](
-                          Sharing& sharing) { sharing.received(topic, payload); });
+    broker.loop_.post([topic = std::string(message->topic), payload = std::move(payload),
+                       lifetime](Sharing& sharing) { sharing.received(topic, payload, lifetime); });
 }
 
 void MqttBroker::onLog(mosquitto*, void*, int level, const char* text) {

@@ -48,7 +48,8 @@ public:
     void subscribe(const std::string& marker, const std::vector<std::string>& filters) override
         EXCLUDES(mutex_);
     void lookAt(const std::vector<std::string>& topics) override EXCLUDES(mutex_);
-    void publish(const std::string& topic, const std::string& payload) override;
+    void publish(const std::string& topic, const std::string& payload,
+                 std::uint32_t lifetime) override;
     void mark(const std::string& marker, const std::string& payload) override;
 
 private:
@@ -59,12 +60,14 @@ private:
     static void onConnect(mosquitto*, void* self, int code, int flags, const mosquitto_property*);
     static void onSubscribe(mosquitto*, void* self, int id, int count, const int* granted,
                             const mosquitto_property*);
-    static void onMessage(mosquitto*, void* self, const mosquitto_message* message);
+    static void onMessage(mosquitto*, void* self, const mosquitto_message* message,
+                          const mosquitto_property* properties);
     static void onLog(mosquitto*, void* self, int level, const char* text);
 
     void setUp();
     void subscribeAwaited(std::vector<std::string> topics) REQUIRES(mutex_);
-    void publish(const std::string& topic, const std::string& payload, int quality, bool retain);
+    void publish(const std::string& topic, const std::string& payload, int quality, bool retain,
+                 const mosquitto_property* properties);
     void run() EXCLUDES(mutex_);
     int connect();
     bool isStopping() EXCLUDES(mutex_);

@@ -35,6 +35,12 @@ void describe(CLI::App& app, Options& options, std::string& passwordFile) {
     app.add_option("--topic-root", options.topicRoot, "The topic above all others")
         ->capture_default_str()
         ->check(CLI::Validator([](std::string& text) { return wrongRoot(text); }, "TOPIC"));
+    app.add_option(
+           "--record-lifetime", options.recordLifetime,
+           "Seconds after which the record of a station ends that its access point does not "
+           "confirm")
+        ->capture_default_str()
+        ->check(CLI::Range(60, 30 * 24 * 3600));
     app.add_flag("--verbose", options.verbose, "Report every message on standard error");
     app.footer(
         "Serves the vestad with the same OSTREL_RUNTIME_DIR until SIGTERM.\n"

@@ -2,6 +2,7 @@
 
 // The command line of apbd. Called once, before any thread is started.
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -12,6 +13,7 @@ namespace apbd {
 struct Options {
     BrokerOptions broker;
     std::string topicRoot = "vestad";
+    std::uint32_t recordLifetime = 24 * 3600;  // seconds
     bool verbose = false;
 };
 

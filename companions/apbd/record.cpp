@@ -22,6 +22,9 @@ constexpr std::int64_t kEarliestTime = 1577836800000;
 constexpr std::int64_t kMostBehind = 2500;
 constexpr std::int64_t kMostAhead = 1200;
 
+// Seconds; clocks and messages take their time.
+constexpr std::int64_t kShortestLifetime = 60;
+
 // A record's session time is a number of 32 bits.
 constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int32_t>::max();
 
@@ -126,6 +129,21 @@ std::optional<Record> decode(const Key& key, const std::string& payload) {
         return std::nullopt;
     }
     return record;
+}
+
+std::uint32_t lifetimeOf(const Record& record, std::uint32_t most) {
+    std::int64_t seconds = most;
+    const auto shorten = [&seconds](std::int64_t limit, std::int64_t used) {
+        seconds = limit > 0 ? std::min(seconds, limit - used) : seconds;
+    };
+    const Json user = Json::parse(record.user);
+    for (const Json& scenario : user.value("scenario", Json::array())) {
+        if (scenario.is_object() && numberOf(scenario, "ID") == numberOf(user, kScenario)) {
+            shorten(numberOf(scenario, "session-timeout"), agedSessionTime(record) / 1000);
+            shorten(record.action == kDisassoc ? numberOf(scenario, "away-timeout") : 0, 0);
+        }
+    }
+    return static_cast<std::uint32_t>(std::max(seconds, kShortestLifetime));
 }
 
 Json agedUser(const Record& record) {

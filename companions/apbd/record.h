@@ -69,6 +69,7 @@ struct Record {
     std::int64_t sessionTime = 0;  // at that time
     std::int64_t age = 0;          // between publication and receipt
     std::int64_t receivedAt = 0;   // monotonic
+    std::int64_t endsAt = 0;       // monotonic: nobody may be let in by it any more
 };
 
 inline constexpr const char* kAdd = "add";
@@ -104,6 +105,11 @@ inline constexpr Bounds kRecordBounds{63 << 10, 15};
 
 // The client record with the session time that it has by now.
 [[nodiscard]] Json agedUser(const Record& record);
+
+// How long a record may let its station in from now on, in seconds: as long as the times of its
+// present scenario allow, and `most` at most. A station that is at home somewhere is published
+// again before that.
+[[nodiscard]] std::uint32_t lifetimeOf(const Record& record, std::uint32_t most);
 
 // Lets the session of a client record be `milliseconds` older.
 void addSessionTime(Json& user, std::int64_t milliseconds);

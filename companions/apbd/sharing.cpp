@@ -10,12 +10,19 @@ namespace apbd {
 
 using ostrel::LogLevel;
 
+namespace {
+
+// A record lasts a minute at least.
+constexpr std::int64_t kAgesSeconds = 10;
+
+}  // namespace
+
 Sharing::Sharing(BusSide& bus, BrokerSide& broker, const std::string& root,
-                 const std::string& instance)
+                 const std::string& instance, std::uint32_t recordLifetime)
     : bus_(bus),
       topics_(root),
       vestad_(bus),
-      ledger_(broker, topics_, instance),
+      ledger_(broker, topics_, instance, recordLifetime),
       subscription_(vestad_),
       requests_(ledger_, vestad_, subscription_),
       news_(ledger_, vestad_, ostrel::wallMilliseconds()),
@@ -34,6 +41,7 @@ void Sharing::tick() {
     if (!connected_) {
         subscription_.refuseWhenLate();
     }
+    checkAges();
     if (loading_.isOverdue()) {
         ostrel::report(LogLevel::warning,
                        "the marker on %s does not come back: may this user read and write there?",
@@ -44,6 +52,24 @@ void Sharing::tick() {
                        "publications do not come round: may this user read and write under %s?",
                        topics_.filter(subscription_.scopes().begin()->first).c_str());
         load();
+    }
+}
+
+void Sharing::checkAges() {
+    const std::int64_t now = ostrel::monotonicSeconds();
+    if (now - agesCheckedAt_ < kAgesSeconds) {
+        return;
+    }
+    agesCheckedAt_ = now;
+    const Ledger::Aged aged = ledger_.aged();
+    for (const Key& key : aged.atHome) {
+        // Whether a station is still here only its vestad can say.
+        if (vestad_.isSubscribed()) {
+            ledger_.prolong(key);
+        }
+    }
+    for (const Key& key : aged.ended) {
+        news_.ended(key);
     }
 }
 
@@ -117,7 +143,8 @@ void Sharing::brokerDisconnected() {
     }
 }
 
-void Sharing::received(const std::string& topic, const std::string& payload) {
+void Sharing::received(const std::string& topic, const std::string& payload,
+                       std::uint32_t lifetime) {
     if (!loading_.isRunning() && !ledger_.isOpen()) {
         return;
     }
@@ -134,7 +161,7 @@ void Sharing::received(const std::string& topic, const std::string& payload) {
     if (place->mac.empty()) {
         receivedList(topic, *place, payload);
     } else {
-        receivedRecord({place->scope, place->mac}, payload);
+        receivedRecord({place->scope, place->mac}, payload, lifetime);
     }
 }
 
@@ -184,13 +211,18 @@ void Sharing::settleAll(const Loading::State& state) {
     }
 }
 
-void Sharing::receivedRecord(const Key& key, const std::string& payload) {
+void Sharing::receivedRecord(const Key& key, const std::string& payload, std::uint32_t lifetime) {
     std::optional<Record> record;
     if (!payload.empty() && !(record = decode(key, payload))) {
         ostrel::report(LogLevel::warning,
                        "%s holds no record of its station, or too large a one, ignored",
                        topics_.record(key).c_str());
-    } else if (loading_.isRunning()) {
+        return;
+    }
+    if (record) {
+        ledger_.limit(*record, lifetime);
+    }
+    if (loading_.isRunning()) {
         loading_.addRecord(key, std::move(record));
     } else if (record) {
         news_.changed(key, std::move(*record));

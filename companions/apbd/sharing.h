@@ -12,6 +12,7 @@
 //
 // Threads: none of its own; one thread makes all the calls, and both sides are called on it.
 
+#include <cstdint>
 #include <string>
 
 #include "apbd/broker_news.h"
@@ -28,8 +29,10 @@ namespace apbd {
 
 class Sharing {
 public:
-    // `instance` names this process among all that use the broker.
-    Sharing(BusSide& bus, BrokerSide& broker, const std::string& root, const std::string& instance);
+    // `instance` names this process among all that use the broker. A record ends by itself after
+    // `recordLifetime` seconds at the latest.
+    Sharing(BusSide& bus, BrokerSide& broker, const std::string& root, const std::string& instance,
+            std::uint32_t recordLifetime);
     Sharing(const Sharing&) = delete;
     Sharing& operator=(const Sharing&) = delete;
 
@@ -49,7 +52,8 @@ public:
     void brokerDisconnected();
     // The broker has granted a subscription.
     void subscribed() { loading_.granted(); }
-    void received(const std::string& topic, const std::string& payload);
+    // `lifetime`: in how many seconds the message ends, 0 where the broker does not tell.
+    void received(const std::string& topic, const std::string& payload, std::uint32_t lifetime);
 
 private:
     void handleStatus(int sender);
@@ -57,7 +61,8 @@ private:
     void load();
     void loaded();
     void settleAll(const Loading::State& state);
-    void receivedRecord(const Key& key, const std::string& payload);
+    void receivedRecord(const Key& key, const std::string& payload, std::uint32_t lifetime);
+    void checkAges();
     void receivedList(const std::string& topic, const Topics::Place& place,
                       const std::string& payload);
 
@@ -70,6 +75,7 @@ private:
     BrokerNews news_;
     Loading loading_;
     WhiteLists lists_;
+    std::int64_t agesCheckedAt_ = 0;  // monotonic seconds
     bool connected_ = false;
     bool lostState_ = false;   // the broker has forgotten what it held
     bool everLoaded_ = false;  // of the present scopes

@@ -3,6 +3,7 @@
 // The two sides that apbd stands between, as its logic sees them. What they report comes back
 // through the operations of Sharing, on the one thread that runs it.
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -25,8 +26,10 @@ public:
     virtual void subscribe(const std::string& marker, const std::vector<std::string>& filters) = 0;
     // Brings the retained messages of these topics again, and then Sharing::subscribed().
     virtual void lookAt(const std::vector<std::string>& topics) = 0;
-    // A retained message.
-    virtual void publish(const std::string& topic, const std::string& payload) = 0;
+    // A retained message, which ends by itself after so many seconds; an empty one ends what stands
+    // there.
+    virtual void publish(const std::string& topic, const std::string& payload,
+                         std::uint32_t lifetime) = 0;
     // A passing message that no full queue may cost.
     virtual void mark(const std::string& marker, const std::string& payload) = 0;
 };

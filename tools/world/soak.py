@@ -49,6 +49,7 @@ class Soak:
             try:
                 self._visit()
             except Exception as reason:
+                say(f"failed: {reason}")
                 with self._lock:
                     self.failures.append(str(reason))
             time.sleep(random.uniform(0, 10))

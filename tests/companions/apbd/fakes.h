@@ -36,8 +36,9 @@ public:
         void lookAt(const std::vector<std::string>& topics) override {
             broker_.uplink_.push_back({this, topics, "", "", true});
         }
-        void publish(const std::string& topic, const std::string& payload) override {
-            broker_.uplink_.push_back({this, {}, topic, payload, true});
+        void publish(const std::string& topic, const std::string& payload,
+                     std::uint32_t lifetime) override {
+            broker_.uplink_.push_back({this, {}, topic, payload, true, lifetime});
         }
         void mark(const std::string& marker, const std::string& payload) override {
             broker_.uplink_.push_back({this, {}, marker, payload, false});
@@ -92,6 +93,7 @@ private:
         std::string topic;
         std::string payload;
         bool retain;  // of filters: only to look
+        std::uint32_t lifetime = 0;
     };
 
     template <class Which>
@@ -121,7 +123,7 @@ private:
             for (const auto& [topic, payload] : retained) {
                 if (matchesAny(sent.filters, topic) && room > 0) {
                     --room;
-                    sent.from->sharing->received(topic, payload);
+                    sent.from->sharing->received(topic, payload, 0);
                 }
             }
             sent.from->sharing->subscribed();
@@ -134,7 +136,7 @@ private:
         }
         for (Client* const client : clients_) {
             if (client->connected && matchesAny(client->filters_, sent.topic)) {
-                client->sharing->received(sent.topic, sent.payload);
+                client->sharing->received(sent.topic, sent.payload, sent.lifetime);
             }
         }
     }
@@ -179,7 +181,10 @@ inline Json userOf(const std::string& mac, const std::string& domain = "hall") {
 // One access point: its apbd's logic between its vestad and the broker.
 struct AccessPoint {
     AccessPoint(FakeBroker& broker, const char* itsName, const char* itsMac)
-        : name(itsName), mac(itsMac), client(broker), sharing(bus, client, "root", name) {
+        : name(itsName),
+          mac(itsMac),
+          client(broker),
+          sharing(bus, client, "root", name, 24 * 3600) {
         client.sharing = &sharing;
     }
 

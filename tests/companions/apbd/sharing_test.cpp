@@ -86,8 +86,8 @@ private:
             {"comes", [&] { broker.connect(point.client, more != "anew"); }},
             {"goes", [&] { broker.disconnect(point.client); }},
             {"takes", [&] { point.bus.takes = more != "nothing"; }},
-            {"hears", [&] { point.sharing.received(more, rest); }},
-            {"publishes", [&] { point.client.publish(more, rest); }},
+            {"hears", [&] { point.sharing.received(more, rest, 0); }},
+            {"publishes", [&] { point.client.publish(more, rest, 3600); }},
             {"ages", [&] { clock.advanceSeconds(1); }},
             // Of the broker.
             {"runs", [&] { broker.run(); }},
@@ -237,6 +237,29 @@ TEST(SharingTest, AfterAnOutageEachRecordIsSettled) {
                   *one.told == '\0' ? "{}" : "{ \"" + std::string(one.told) + "\" }");
         EXPECT_EQ(domain.published(), one.remains);
     }
+}
+
+TEST(SharingTest, ARecordEndsByItselfUnlessItsStationIsAtHome) {
+    Domain domain;
+    domain.user["scenario"] = {{{"ID", 0}}, {{"ID", 1}, {"away-timeout", 600}}};
+    domain.play("a add, broker runs");
+    domain.told();
+    std::string told;
+    for (int hours = 0; hours < 36; ++hours) {
+        domain.play("pass 3600, a ticks, broker runs, b ticks");
+        told += domain.told();
+    }
+    EXPECT_EQ(told, std::string("b update-notify update") + "b update-notify update" +
+                        "b update-notify update")
+        << "each twelve hours";
+    domain.play("a goes, pass 90000, a ticks, b ticks");
+    EXPECT_EQ(domain.told(), "b del-notify") << "its access point can't be reached";
+    domain.play("a comes, broker runs");
+    EXPECT_EQ(domain.told(), "b add-notify anna") << "it never left";
+    domain.play("a update disassoc, broker runs, pass 590, a ticks, b ticks");
+    EXPECT_EQ(domain.told(), "a update-response, b update-notify disassoc");
+    domain.play("pass 20, a ticks, b ticks");
+    EXPECT_EQ(domain.told(), "a del-notify, b del-notify") << "it was away for too long";
 }
 
 TEST(SharingTest, TheSubscriptionIsAnsweredWithTheWholeState) {
