@@ -5,12 +5,16 @@ namespace {
 
 // Sets and maps keep their elements when they are declared again, so a redirectord that comes back
 // finds its stations. Rules of the chains that are flushed below are ours alone;
-// "shape_down" and the chains of the lists belong to others, who fill them.
+// "shape_down", "shape_up" and the chains of the lists belong to others, who fill them.
 constexpr const char* kSets = R"(
 table netdev vesta {
     # Admitted stations have mark 1 and dropped ones 3. Captive stations, and those that nobody
     # knows, have no element.
     map stations { type ifname . ether_addr : mark; size 16384; }
+    # Admitted stations once more, for the shortest way of their packets: with the IPv4 address by
+    # which they are known, and as receivers.
+    set admitted { type ifname . ether_addr . ipv4_addr; size 16384; }
+    set receivers { type ifname . ether_addr; size 16384; }
     # Stations that were announced; and each with its IPv4 address.
     set seen { type ifname . ether_addr; size 16384; }
     set known { type ifname . ether_addr . ipv4_addr; size 16384; }
@@ -44,6 +48,7 @@ table netdev vesta {
 
     chain shape_down { }
     chain from_station { }
+    chain from_admitted { }
     chain news { }
     chain news_arp { }
     chain news_ip6 { }
@@ -65,6 +70,7 @@ table inet vesta {
     chain services { type filter hook input priority filter - 10; }
     chain routed { type filter hook forward priority filter - 10; }
     chain answers { type filter hook output priority filter - 10; }
+    chain shape_up { }
     chain listed { }
     chain refuse { }
 }
@@ -72,6 +78,7 @@ table inet vesta {
 
 constexpr const char* kFlushes = R"(
 flush chain netdev vesta from_station
+flush chain netdev vesta from_admitted
 flush chain netdev vesta news
 flush chain netdev vesta news_arp
 flush chain netdev vesta news_ip6
@@ -94,6 +101,7 @@ flush chain inet vesta refuse
 constexpr const char* kDeviceRules = R"(
 table netdev vesta {
     chain from_station {
+        iifname . ether saddr . ip saddr @admitted goto from_admitted
         meta mark set 2
         meta mark set iifname . ether saddr map @stations
         # Counted, so that it does not seem to have gone.
@@ -102,6 +110,10 @@ table netdev vesta {
         iifname . ether saddr . ip saddr != @known jump news
         arp saddr ip != 0.0.0.0 iifname . ether saddr . arp saddr ip != @known jump news_arp
         meta mark 2 jump captive
+        iifname . ether saddr @up
+    }
+    chain from_admitted {
+        meta mark set 1
         iifname . ether saddr @up
     }
     # A packet of a station, or of an IPv4 address of it, that nobody was told of. The bounded set
@@ -142,9 +154,7 @@ table netdev vesta {
 
     chain to_station {
         meta mark 8 goto to_anyone
-        meta mark set 2
-        meta mark set oifname . ether daddr map @stations
-        meta mark 1 goto deliver
+        oifname . ether daddr @receivers goto deliver
         goto to_captive
     }
     # Answers of the access point, or of what a list allows.
@@ -155,6 +165,8 @@ table netdev vesta {
     }
     # What was not sent for a captive station; also all that goes to many stations at once.
     chain to_captive {
+        meta mark set 2
+        meta mark set oifname . ether daddr map @stations
         meta mark 3 goto dropped
         ether daddr & 01:00:00:00:00:00 == 01:00:00:00:00:00 accept
         meta protocol != { ip, ip6 } accept
@@ -197,14 +209,15 @@ table inet vesta {
         goto refuse
     }
     chain routed {
-        meta mark vmap { 1 : accept, 2 : goto refuse, 4 : goto listed }
+        meta mark vmap { 1 : goto shape_up, 2 : goto refuse, 4 : goto listed }
         ct mark 2 ct direction reply meta mark set 8 accept
         # A captive device that came back a moment ago, and is not hooked yet.
         iifname @captive_devices goto refuse
     }
     # The answers of this flow may go to a captive station.
     chain listed {
-        ct mark set 2 accept
+        ct mark set 2
+        goto shape_up
     }
     # A reset makes a telephone ask for its portal at once.
     chain refuse {

@@ -20,18 +20,21 @@ using ostrel::LogLevel;
 constexpr const char* kClasses = "shape_classes";
 static_assert(kMostStations <= ShaperQueues::kHighestMinor);
 
-// Towards a station, the family netdev knows its device and MAC. What it sends is routed first,
-// which gives IPv4 packets a priority anew; so their class is chosen in forward, where the MAC is
-// still there.
-constexpr const char* kRules = R"(
+constexpr const char* kMaps = R"(
 table netdev vesta {
     map shape_classes { type ifname . ether_addr : classid; counter; size 16384; }
     chain shape_down { }
 }
 table inet vesta {
     map shape_classes { type ifname . ether_addr : classid; counter; size 16384; }
-    chain shape_up { type filter hook forward priority filter + 10; }
+    chain shape_up { }
 }
+)";
+
+// Towards a station, the family netdev knows its device and MAC. What it sends is routed first,
+// which gives IPv4 packets a priority anew; so their class is chosen in forward, where the MAC is
+// still there. Without any limit packets are spared the look-up.
+constexpr const char* kRules = R"(
 flush chain netdev vesta shape_down
 flush chain inet vesta shape_up
 table netdev vesta {
@@ -68,17 +71,29 @@ void reportFailure(const std::string& what, int error) {
 }  // namespace
 
 Shaper::Shaper(Nft& nft, std::string uplink, const std::vector<std::string>& captiveDevices)
-    : uplink_(std::move(uplink)),
+    : nft_(nft),
+      uplink_(std::move(uplink)),
       devices_(captiveDevices.begin(), captiveDevices.end()),
       senders_(TableFamily::inet) {
-    if (!nft.run(kRules)) {
-        throw std::runtime_error("the rules of the speed limits: " + nft.error());
+    if (!nft_.run(kMaps)) {
+        throw std::runtime_error("the maps of the speed limits: " + nft_.error());
     }
     if (uplink_.empty()) {
         ostrel::report(LogLevel::warning, "without --uplink nothing limits what stations send");
     }
     takeOver();
+    if (!stations_.empty()) {
+        putRules();
+    }
     look();
+}
+
+void Shaper::putRules() {
+    if (!hasRules_ && !nft_.run(kRules)) {
+        ostrel::report(LogLevel::error, "the rules of the speed limits: %s", nft_.error().c_str());
+        return;
+    }
+    hasRules_ = true;
 }
 
 void Shaper::takeOver() {
@@ -205,6 +220,7 @@ Shaper::Stations::iterator Shaper::make(const StationKey& key) {
         }
         forgetStation(StationKey(idle->first));
     }
+    putRules();
     return stations_.emplace(key, Station{takeMinor(), {}, {}}).first;
 }
 

@@ -30,8 +30,8 @@ namespace redirectord {
 
 class Shaper : public ShaperLines {
 public:
-    // The base ruleset must stand. `uplink` may be empty: then nothing limits what stations send.
-    // Throws std::runtime_error when the maps and rules can't be made.
+    // The base ruleset must stand. Keeps `nft`. `uplink` may be empty: then nothing limits what
+    // stations send. Throws std::runtime_error when the maps and rules can't be made.
     Shaper(Nft& nft, std::string uplink, const std::vector<std::string>& captiveDevices);
 
     // A bad line, or one for a device that is not captive, is reported and changes nothing. A
@@ -58,6 +58,7 @@ private:
     };
     using Stations = std::map<StationKey, Station>;
 
+    void putRules();
     void takeOver();
     void takeOverClasses();
     void forgetUnlimited();
@@ -77,6 +78,8 @@ private:
     void removeSender(const Station& station);
     static void run(ElementBatch& batch);
 
+    Nft& nft_;
+    bool hasRules_ = false;
     const std::string uplink_;
     const std::set<std::string> devices_;
     ShaperQueues queues_;

@@ -14,6 +14,8 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr const char* kStationsMap = "stations";
+constexpr const char* kAdmitted = "admitted";
+constexpr const char* kReceivers = "receivers";
 constexpr const char* kSeen = "seen";
 constexpr const char* kKnown = "known";
 constexpr const char* kUp = "up";
@@ -59,20 +61,42 @@ std::string Stations::known(const StationKey& key, in_addr ip) {
     return key.bytes().append(reinterpret_cast<const char*>(&ip), sizeof ip);
 }
 
-void Stations::appendNew(const StationKey& key, in_addr ip) {
+void Stations::appendNew(const StationKey& key, const Station& station) {
     const std::string bytes = key.bytes();
     for (const char* const set : {kSeen, kUp, kDown}) {
         elements_.add(set, bytes);
     }
-    appendAddress(key, Station(), ip);
+    appendChange(key, Station(), station);
 }
 
-void Stations::appendAddress(const StationKey& key, const Station& station, in_addr ip) {
-    if (station.ip.s_addr != 0) {
-        elements_.remove(kKnown, known(key, station.ip));
+void Stations::appendChange(const StationKey& key, const Station& before, const Station& after) {
+    const std::string bytes = key.bytes();
+    const auto changeAddress = [&](const char* set, in_addr was, in_addr is) {
+        if (was.s_addr != is.s_addr && was.s_addr != 0) {
+            elements_.remove(set, known(key, was));
+        }
+        if (was.s_addr != is.s_addr && is.s_addr != 0) {
+            elements_.add(set, known(key, is));
+        }
+    };
+    const bool passed = before.access == Access::pass;
+    const bool passes = after.access == Access::pass;
+    changeAddress(kKnown, before.ip, after.ip);
+    changeAddress(kAdmitted, passed ? before.ip : in_addr{}, passes ? after.ip : in_addr{});
+    if (before.access == after.access) {
+        return;
     }
-    if (ip.s_addr != 0) {
-        elements_.add(kKnown, known(key, ip));
+    if (passed) {
+        elements_.remove(kReceivers, bytes);
+    }
+    if (before.access != Access::captive) {
+        elements_.remove(kStationsMap, bytes);
+    }
+    if (after.access != Access::captive) {
+        elements_.addMark(kStationsMap, bytes, static_cast<std::uint32_t>(after.access));
+    }
+    if (passes) {
+        elements_.add(kReceivers, bytes);
     }
 }
 
@@ -81,39 +105,28 @@ void Stations::appendGone(const StationKey& key, const Station& station) {
     for (const char* const set : {kSeen, kUp, kDown}) {
         elements_.remove(set, bytes);
     }
-    appendAddress(key, station, {});
-    if (station.access != Access::captive) {
-        elements_.remove(kStationsMap, bytes);
-    }
+    appendChange(key, station, Station());
 }
 
 int Stations::tell(const StationKey& key, Access access, in_addr ip, Clock::time_point) {
     const auto found = stations_.find(key);
-    Station before;
-    if (found != stations_.end()) {
-        before = found->second;
-        if (before.ip.s_addr == 0 && ip.s_addr != 0) {
-            appendAddress(key, before, ip);
-        }
-    } else if (stations_.size() >= kMostStations) {
-        return -ENFILE;
-    } else {
-        appendNew(key, ip);
-    }
-    if (access != before.access && before.access != Access::captive) {
-        elements_.remove(kStationsMap, key.bytes());
-    }
-    if (access != before.access && access != Access::captive) {
-        elements_.addMark(kStationsMap, key.bytes(), static_cast<std::uint32_t>(access));
-    }
-    if (const int error = elements_.run()) {
-        return -error;
-    }
-    Station& station = stations_[key];
+    const Station before = found != stations_.end() ? found->second : Station();
+    Station station = before;
     station.access = access;
     station.told = true;
     station.deadline = Clock::time_point::max();
     station.ip = station.ip.s_addr == 0 ? ip : station.ip;
+    if (found != stations_.end()) {
+        appendChange(key, before, station);
+    } else if (stations_.size() >= kMostStations) {
+        return -ENFILE;
+    } else {
+        appendNew(key, station);
+    }
+    if (const int error = elements_.run()) {
+        return -error;
+    }
+    stations_[key] = station;
     if (before.access == Access::pass && access != Access::pass) {
         callbacks_.cut(key, station.ip);
     } else if (access == Access::pass) {
@@ -187,8 +200,9 @@ bool Stations::noticeOne(const News& news, Clock::time_point now) {
             ++refused_;
             return false;
         }
-        appendNew(news.station, news.ip);
-        stations_[news.station].ip = news.ip;
+        Station& station = stations_[news.station];
+        station.ip = news.ip;
+        appendNew(news.station, station);
         return true;
     }
     Station& station = found->second;
@@ -197,8 +211,9 @@ bool Stations::noticeOne(const News& news, Clock::time_point now) {
          now - station.announcedAt < kAddressChange)) {
         return false;
     }
-    appendAddress(news.station, station, news.ip);
+    const Station before = station;
     station.ip = news.ip;
+    appendChange(news.station, before, station);
     return true;
 }
 

@@ -101,8 +101,9 @@ private:
     using Map = std::unordered_map<StationKey, Station, companion::StationKeyHash>;
 
     static std::string known(const StationKey& key, in_addr ip);
-    void appendNew(const StationKey& key, in_addr ip);
-    void appendAddress(const StationKey& key, const Station& station, in_addr ip);
+    // The elements of a station that is new, that changes, or that goes.
+    void appendNew(const StationKey& key, const Station& station);
+    void appendChange(const StationKey& key, const Station& before, const Station& after);
     void appendGone(const StationKey& key, const Station& station);
     bool noticeOne(const News& news, Clock::time_point now);
     void queue(const StationKey& key, Station& station);

@@ -30,15 +30,17 @@ protected:
     }
 
     const SimulatedStation& station(int number) { return net_->station(number); }
-    // 0, or the error of a TCP connection.
-    int reach(int number, std::uint16_t port, const std::string& address = kInternet) {
-        return connectFrom(station(number).space, address, port, Milliseconds(700)).error;
+    // 0, or the error of a TCP connection; ETIMEDOUT when nothing came within `bound`. A packet
+    // that is lost comes again after a second.
+    int reach(int number, std::uint16_t port, const std::string& address = kInternet,
+              Milliseconds bound = Milliseconds(5000)) {
+        return connectFrom(station(number).space, address, port, bound).error;
     }
     // Whether a datagram of the station arrives in the internet.
     bool sends(int number, const char* address = kInternet) {
         askFrom(station(number).space, address, 4433, Milliseconds(1));
         char buffer[16];
-        return readableWithin(udp_.get(), Milliseconds(200)) &&
+        return readableWithin(udp_.get(), Milliseconds(400)) &&
                recv(udp_.get(), buffer, sizeof buffer, 0) >= 0;
     }
     bool portalHasVisitor() {

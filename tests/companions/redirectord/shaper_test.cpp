@@ -82,6 +82,7 @@ protected:
             ElementBatch batch;
             for (int number : {1, 2}) {
                 batch.addMark("stations", keyOf(number).bytes(), kMarkPass);
+                batch.add("receivers", keyOf(number).bytes());
                 batch.add("up", keyOf(number).bytes());
                 batch.add("down", keyOf(number).bytes());
             }
