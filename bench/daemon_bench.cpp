@@ -11,7 +11,9 @@
 
 #include "bus_caller.h"
 #include "median.h"
+#include "ostrel/runtime.h"
 #include "process_figures.h"
+#include "raw_peer.h"
 #include "running_daemon.h"
 #include "stations.h"
 #include "support/runtime_directory.h"
@@ -28,7 +30,9 @@ public:
 
     void idle();
     void burst();
+    void worstFrame();
     void validateIp();
+    void besideADeafPeer();
     void memory();
 
 private:
@@ -36,6 +40,7 @@ private:
     void connect(std::size_t until);
     void logIn(std::size_t from, std::size_t to);
     std::size_t stationsOfDaemon();
+    double validations(BusCaller& caller, int questions);
 
     RunningDaemon daemon_;
     apsim::AccessPoint& accessPoint_ = daemon_.accessPoint();
@@ -100,6 +105,46 @@ void Measurement::idle() {
              most <= kMostASecond && before.size() == after.size());
 }
 
+// Frames of 16 MiB that cost the most for their size: too many values, as many as are allowed of
+// the costliest kind, one long text, and one that goes into the answer.
+void Measurement::worstFrame() {
+    constexpr std::size_t kFrame = std::size_t{16} << 20U;
+    constexpr double kMostMiB = 64;
+    const auto filled = [](std::string text, const std::string& end, char filling) {
+        text.resize(kFrame - end.size(), filling);
+        return text + end;
+    };
+    const auto repeated = [](const std::string& text, std::size_t count) {
+        std::string all;
+        for (std::size_t i = 0; i < count; ++i) {
+            all += text;
+        }
+        return all;
+    };
+    const std::string begin = R"({"command": "get", "x": [)";
+    const std::pair<const char*, std::string> frames[] = {
+        {"values beyond the bound", filled(begin + repeated("{},", 5500000) + "{}", "]}", ' ')},
+        {"objects", filled(begin + repeated("{},", 499990) + "{}", "]}", ' ')},
+        {"members", filled(begin + repeated("{\"a\":0},", 249990) + "{}", "]}", ' ')},
+        {"numbers", filled(begin + repeated("0,", 499990) + "0", "]}", ' ')},
+        {"text", filled(R"({"command": "get", "x": ")", "\"}", 'x')},
+        {"context", filled(R"({"command": "get", "context": ")", "\"}", 'x')}};
+    const long before = bench::residentKiB(daemon_.pid());
+    double most = 0;
+    std::string all;
+    for (const auto& [name, frame] : frames) {
+        forgetPeak(daemon_.pid());
+        if (!askRaw(ostrel::runtimeDirectory(), frame)) {
+            throw std::runtime_error(std::string("no answer to a frame of ") + name);
+        }
+        const double peak = static_cast<double>(peakKiB(daemon_.pid()) - before) / 1024;
+        most = std::max(most, peak);
+        all += std::string(all.empty() ? "" : ", ") + name + " " + twoDigits(peak);
+    }
+    printRow("MiB at the peak of the worst frame of 16 MiB", "at most 64",
+             twoDigits(most) + " (" + all + ")", most <= kMostMiB);
+}
+
 void Measurement::burst() {
     constexpr std::size_t kStations = 1000;
     constexpr double kMostSeconds = 1;
@@ -149,6 +194,37 @@ void Measurement::validateIp() {
              validation <= kMostTimesTheEcho * echo && validation < kMostMicroseconds);
 }
 
+// The median, microseconds.
+double Measurement::validations(BusCaller& caller, int questions) {
+    std::vector<double> times;
+    for (int i = 0; i < questions; ++i) {
+        const std::string ip = ipOf(static_cast<std::size_t>(i));
+        times.push_back(
+            caller
+                .ask(IPC_MODULE_VESTAD,
+                     R"({"command": "validate-ip", "params": {"ipaddr": ")" + ip + "\"}}")
+                .count());
+        if (times.back() < 0) {
+            throw std::runtime_error("a question has no answer");
+        }
+    }
+    return medianOf(times);
+}
+
+void Measurement::besideADeafPeer() {
+    constexpr int kQuestions = 1000;
+    constexpr double kMostTimesAlone = 3;
+    BusCaller caller;
+    const double alone = validations(caller, kQuestions);
+    const DeafPeer deaf(ostrel::runtimeDirectory());
+    const double beside = validations(caller, kQuestions);
+    printRow(
+        "\"validate-ip\" beside a peer that floods with \"get\" and never reads / alone",
+        "at most 3.0",
+        twoDigits(beside / alone) + " (" + twoDigits(beside) + " / " + twoDigits(alone) + " us)",
+        beside <= kMostTimesAlone * alone);
+}
+
 void Measurement::memory() {
     constexpr std::size_t kStations = 20000;
     constexpr double kMostBytes = 2048;
@@ -174,8 +250,10 @@ int main(int argc, char** argv) {
         const vesta::testing::RuntimeDirectory directory;
         vesta::bench::Measurement measurement(directory.path(), argv[0]);
         measurement.idle();
+        measurement.worstFrame();
         measurement.burst();
         measurement.validateIp();
+        measurement.besideADeafPeer();
         measurement.memory();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "daemon_bench: %s\n", error.what());

@@ -25,6 +25,15 @@ long residentKiB(pid_t process) {
     return numberIn("/proc/" + std::to_string(process) + "/status", "VmRSS");
 }
 
+long peakKiB(pid_t process) {
+    return numberIn("/proc/" + std::to_string(process) + "/status", "VmHWM");
+}
+
+// "5" resets the peak, see proc(5).
+void forgetPeak(pid_t process) {
+    std::ofstream("/proc/" + std::to_string(process) + "/clear_refs") << 5;
+}
+
 long proportionalKiB(pid_t process) {
     return numberIn("/proc/" + std::to_string(process) + "/smaps_rollup", "Pss");
 }

@@ -35,19 +35,17 @@ std::int64_t realMilliseconds() {
         .count();
 }
 
-// The daemons whose word counts: configuration, apbd, monitord. vestad's own number is not among
-// them, since nobody obeys it.
-bool isModule(std::uint32_t sender) {
-    return sender == IPC_MODULE_CONFIGURATION || sender == IPC_MODULE_APBD ||
-           sender == IPC_MODULE_MONITORD_TRAPS || sender == IPC_MODULE_MONITORD_STATISTICS;
-}
-
 std::runtime_error loopError() {
     return std::runtime_error(std::string("can't make the event loop of the bus: ") +
                               std::strerror(errno));
 }
 
 }  // namespace
+
+bool isDaemon(std::uint32_t sender) {
+    return sender == IPC_MODULE_CONFIGURATION || sender == IPC_MODULE_APBD ||
+           sender == IPC_MODULE_MONITORD_TRAPS || sender == IPC_MODULE_MONITORD_STATISTICS;
+}
 
 Exchange::Exchange(std::uint32_t module, bool listens, int backlog, std::string directory,
                    Calls& calls, Inbox& inbox, const Limits& limits)
@@ -256,7 +254,7 @@ void Exchange::readFrom(const std::shared_ptr<Connection>& connection, bool hung
     std::vector<Frame> frames;
     const Connection::Read result = connection->read(buffer_, frames);
     for (Frame& frame : frames) {
-        if (isModule(frame.sender) && !connection->trusted()) {
+        if (isDaemon(frame.sender) && !connection->trusted()) {
             report(LogLevel::warning, "bus: %s may not speak as module %u, its frame is dropped",
                    connection->peerName().c_str(), frame.sender);
             continue;

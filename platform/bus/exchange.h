@@ -28,6 +28,10 @@ namespace ostrel::bus {
 inline constexpr std::uint32_t kFirstTool = 65536;
 inline constexpr std::size_t kMaxConnections = 256;
 
+// Whether it is the number of a daemon whose word counts: configuration, apbd, monitord. vestad's
+// own is not among them, since nobody obeys it.
+[[nodiscard]] bool isDaemon(std::uint32_t sender);
+
 // What peers may take of a process. Whoever goes beyond loses its connection.
 struct Limits {
     std::size_t connectionsOfAProcess = 16;

@@ -48,7 +48,7 @@ void runCommand(const IpcInterface::Command& command, const std::string& name, A
 void dispatch(const IpcInterface::CommandTable& commands, JsonReader& reader, Arrival& arrival) {
     Json node;
     char* text = arrival.frame.payload.data();
-    switch (reader.read(arrival.frame.payload, node)) {
+    switch (reader.read(arrival.frame.payload, node, !isDaemon(arrival.frame.sender))) {
         case JsonReader::Kind::notJson:
             condemnForGarbage(arrival);
             return;
@@ -80,7 +80,8 @@ enum class Kept { no, yes };
 // Looks for the configuration in a frame; says whether the frame is to be kept for process().
 Kept lookForConfiguration(JsonReader& reader, const Arrival& arrival, Json& configuration) {
     Json node;
-    const JsonReader::Kind kind = reader.read(arrival.frame.payload, node);
+    const JsonReader::Kind kind =
+        reader.read(arrival.frame.payload, node, !isDaemon(arrival.frame.sender));
     if (kind == JsonReader::Kind::notJson) {
         condemnForGarbage(arrival);
         return Kept::no;

@@ -101,28 +101,52 @@ bool outlineMember(Walk& walk, WithContext context, std::string& outline) {
     return true;
 }
 
+// What json-c would build of a text. Each value but the first stands behind a comma or an opening
+// bracket, or behind a key that does.
+struct Tally {
+    // Beyond a plain value: an object begins with room for 16 members, an array for 32 elements;
+    // a member has a key, and its place in a table that doubles when it is full.
+    void addExtra(char c) {
+        extraBytes += c == '{' ? 750U : c == '[' ? 300U : c == ':' ? 250U : 0U;
+    }
+
+    // The texts inside take as much again as they do in `json`.
+    [[nodiscard]] bool exceeds(std::string_view json, bool bounded) const {
+        constexpr std::size_t kPlainBytes = 80;
+        return values > kMaxJsonNodes ||
+               (bounded && 2 * json.size() + kPlainBytes * values + extraBytes > kMaxBuiltBytes);
+    }
+
+    std::size_t values = 1;
+    std::size_t extraBytes = 0;
+};
+
 }  // namespace
 
-bool exceedsNodes(std::string_view json) {
-    // Each value but the first stands behind one of these, or behind a key that does. Those within
-    // strings count too, at first: the count alone is fast, and few texts come near the bound.
-    const auto beginsValue = [](char c) { return c == ',' || c == '[' || c == '{'; };
-    if (static_cast<std::size_t>(std::count_if(json.begin(), json.end(), beginsValue)) <
-        kMaxJsonNodes) {
+bool isTooLarge(std::string_view json, bool bounded) {
+    // Signs within strings count too, at first: the count alone is fast, and few texts come near
+    // the bounds.
+    Tally tally;
+    for (const char c : json) {
+        tally.values += c == ',' || c == '[' || c == '{' ? 1U : 0U;
+        tally.addExtra(c);
+    }
+    if (!tally.exceeds(json, bounded)) {
         return false;
     }
-    std::size_t nodes = 1;
+    tally = Tally();
     Walk walk(json);
-    for (bool going = true; going && !walk.atEnd() && nodes <= kMaxJsonNodes;) {
+    for (bool going = true; going && !walk.atEnd() && !tally.exceeds(json, bounded);) {
         const char c = walk.next();
         going = c == '"' ? walk.skipString() : walk.skip(c);
         if (c == '[' || c == '{') {
             walk.skipWhiteSpace();
-            nodes += walk.next() != ']' && walk.next() != '}' ? 1U : 0U;  // the first inside
+            tally.values += walk.next() != ']' && walk.next() != '}' ? 1U : 0U;  // the first inside
         }
-        nodes += c == ',' ? 1U : 0U;
+        tally.values += c == ',' ? 1U : 0U;
+        tally.addExtra(c);
     }
-    return nodes > kMaxJsonNodes;
+    return tally.exceeds(json, bounded);
 }
 
 std::optional<std::string> jsonOutline(std::string_view json, WithContext context) {

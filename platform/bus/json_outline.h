@@ -1,6 +1,6 @@
 #pragma once
 
-// What can be told of a JSON text without building it: whether it is too wide, and who must be
+// What can be told of a JSON text without building it: whether it is too large, and who must be
 // answered. Nothing here recurses or allocates more than the outline.
 //
 // Threads: functions without state.
@@ -15,7 +15,13 @@ namespace ostrel::bus {
 // Values of a text at most, the containers among them: built, a value takes up to 200 bytes.
 inline constexpr std::size_t kMaxJsonNodes = 500000;
 
-[[nodiscard]] bool exceedsNodes(std::string_view json);
+// What a text of anybody but the daemons may take, with all that is built of it, in bytes. Objects
+// are dear: half a million empty ones would take 400 MB.
+inline constexpr std::size_t kMaxBuiltBytes = 60 * 1024 * 1024;
+
+// Whether `json` has more than kMaxJsonNodes values or, when `bounded`, would take more than
+// kMaxBuiltBytes.
+[[nodiscard]] bool isTooLarge(std::string_view json, bool bounded);
 
 enum class WithContext { no, yes };
 

@@ -3,6 +3,7 @@
 #include <new>
 #include <optional>
 
+#include "free_memory.h"
 #include "json_outline.h"
 
 namespace ostrel::bus {
@@ -24,17 +25,22 @@ bool textMember(json_object* object, const char* name, std::string& text) {
 
 }  // namespace
 
-JsonReader::JsonReader() : tokener_(json_tokener_new_ex(kMaxJsonDepth)) {
+JsonReader::JsonReader() {
+    begin();
+}
+
+void JsonReader::begin() {
+    tokener_.reset(json_tokener_new_ex(kMaxJsonDepth));
     if (tokener_ == nullptr) {
         throw std::bad_alloc();
     }
     json_tokener_set_flags(tokener_.get(), JSON_TOKENER_VALIDATE_UTF8);
 }
 
-JsonReader::Kind JsonReader::read(const std::string& text, Json& object) {
+JsonReader::Kind JsonReader::read(const std::string& text, Json& object, bool bounded) {
     object.reset();
-    // A value takes two bytes at least, with what stands in front of it.
-    if (text.size() > 2 * kMaxJsonNodes && exceedsNodes(text)) {
+    // Shorter ones stay below both bounds, whatever they are.
+    if (text.size() > kMaxJsonNodes / 4 && isTooLarge(text, bounded)) {
         return readOutline(text, object);
     }
     Json node = parse(text);
@@ -51,6 +57,14 @@ JsonReader::Kind JsonReader::read(const std::string& text, Json& object) {
         return Kind::notObject;
     }
     object = std::move(node);
+    if (text.size() >= kLargePayload) {
+        // The tokener would keep room for the longest string for good.
+        begin();
+        const Json outline = parse(jsonOutline(text, WithContext::yes).value_or("{}"));
+        if (bounded && json_object_object_get_ex(outline.get(), "context", nullptr) == 0) {
+            json_object_object_del(object.get(), "context");
+        }
+    }
     return Kind::object;
 }
 

@@ -24,17 +24,19 @@ class JsonReader {
 public:
     JsonReader();
 
-    // tooLarge: nested deeper than kMaxJsonDepth, or of more than kMaxJsonNodes values.
+    // tooLarge: nested deeper than kMaxJsonDepth, or too large in the sense of json_outline.h.
     enum class Kind { notJson, notObject, object, tooLarge };
 
     // Reads `text`. `object` is set for Kind::object, and for Kind::tooLarge, where it has the
-    // members "command", "cmd" and "context" alone.
-    [[nodiscard]] Kind read(const std::string& text, Json& object);
+    // members "command", "cmd" and "context" alone. A large text that is `bounded` keeps only a
+    // "context" of up to 4 KiB: it goes into the answer.
+    [[nodiscard]] Kind read(const std::string& text, Json& object, bool bounded = false);
 
 private:
     // Null when `text` is not one JSON text; the tokener knows why.
     Json parse(const std::string& text);
     Kind readOutline(const std::string& text, Json& object);
+    void begin();
 
     struct TokenerRelease {
         void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }

@@ -64,6 +64,32 @@ std::string repeated(std::string_view part, int count) {
     return text;
 }
 
+// What is built of a text of a stranger is bounded as well, in bytes.
+TEST(JsonTextTest, OfAStrangerTakesNoMoreMemoryThanItMay) {
+    const std::string text(4000000, 'x');
+    const struct {
+        std::string text;
+        Kind kind;
+        bool keepsContext;
+    } cases[] = {
+        {R"({"context": 7, "a": [)" + repeated("1,", 499990) + "1]}", Kind::object, true},
+        {R"({"context": 7, "a": [)" + repeated("{},", 70000) + "1]}", Kind::object, true},
+        {R"({"context": 7, "a": [)" + repeated("{},", 100000) + "1]}", Kind::tooLarge, true},
+        {R"({"context": 7, "a": [)" + repeated("[],", 200000) + "1]}", Kind::tooLarge, true},
+        {R"({"context": 7, "a": {)" + repeated("\"a\":1,", 200000) + "}}", Kind::tooLarge, true},
+        {R"({"context": 7, "a": ")" + repeated("{[:,", 200000) + "\"}", Kind::object, true},
+        {R"({"context": ")" + text + "\"}", Kind::object, false}};
+    JsonReader reader;
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.text.substr(0, 60));
+        Json object;
+        EXPECT_EQ(reader.read(each.text, object, true), each.kind);
+        EXPECT_EQ(json_object_object_get_ex(object.get(), "context", nullptr) != 0,
+                  each.keepsContext);
+        EXPECT_EQ(reader.read(each.text, object), Kind::object);
+    }
+}
+
 TEST(JsonTextTest, IsOneTextAndNothingBehindAndNamesItsCommand) {
     const struct {
         std::string text;
