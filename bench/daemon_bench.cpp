@@ -133,6 +133,10 @@ void Measurement::worstFrame() {
     double most = 0;
     std::string all;
     for (const auto& [name, frame] : frames) {
+        // The daemon gives back what the frame before it took when that is answered.
+        for (int i = 0; i < 100 && bench::residentKiB(daemon_.pid()) > before + 1024; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
         forgetPeak(daemon_.pid());
         if (!askRaw(ostrel::runtimeDirectory(), frame)) {
             throw std::runtime_error(std::string("no answer to a frame of ") + name);
@@ -232,6 +236,10 @@ void Measurement::memory() {
     connect(kStations);
     logIn(before, kStations);
     daemon_.waitForPasses(3);
+    // More than one frame of statistics and of "get" takes.
+    if (stationsOfDaemon() != kStations) {
+        throw std::runtime_error("\"get\" does not tell all stations");
+    }
     const double bytes = (daemon_.residentKiB() - emptyKiB_) * 1024 / kStations;
     printRow("resident bytes a station between two passes, 20,000 with three scenarios each",
              "at most 2,048",
