@@ -148,8 +148,11 @@ void measureRedirects(const NetNamespace& space) {
             return 0;
         });
     }
+    // They come one behind the other: vestad asks for the newest records ten times a second.
+    const double longest = *std::max_element(first.begin(), first.end());
     printRow("ms from the first packet of a new station to its redirect, median of 20",
-             "at most 150", twoDigits(medianOf(first)), medianOf(first) <= 150);
+             "at most 150", twoDigits(medianOf(first)) + " (longest " + twoDigits(longest) + ')',
+             medianOf(first) <= 150);
     for (std::size_t station = 20; station < 120; ++station) {
         space.inside([&] {
             redirectOf(station);

@@ -13,10 +13,11 @@ namespace {
 using std::chrono::milliseconds;
 
 // The waits in front of asking again for a station that vestad does not know: it may have come a
-// moment ago, and is known as soon as monitord has told of it.
-constexpr std::array<milliseconds, 6> kUntilKnown = {{milliseconds(20), milliseconds(50),
-                                                      milliseconds(100), milliseconds(200),
-                                                      milliseconds(400), milliseconds(730)}};
+// moment ago, and is known as soon as monitord has told of it, mostly within a tenth of a second.
+constexpr std::array kUntilKnown = {
+    milliseconds(10), milliseconds(10), milliseconds(15),  milliseconds(15),  milliseconds(15),
+    milliseconds(15), milliseconds(15), milliseconds(15),  milliseconds(20),  milliseconds(30),
+    milliseconds(50), milliseconds(90), milliseconds(200), milliseconds(400), milliseconds(600)};
 
 constexpr std::size_t kMostPortals = 256;
 
