@@ -1,6 +1,7 @@
 #include "kernel/redirector_white_lists.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "core/data_parser.h"
@@ -71,6 +72,10 @@ void RedirectorWhiteLists::tellStrings(RedirectorRequest number, std::uint32_t i
                                        WhiteAddressesList::Strings::const_iterator last) {
     StringChunk chunk(id);
     for (auto text = first; text != last; ++text) {
+        // The module reads a chunk up to the first empty text.
+        if (text->empty() && std::next(text) != last) {
+            continue;
+        }
         if (StringChunk::neverFits(*text)) {
             logger().Warning("White list %u: entry of %zu bytes is too long, skipped\n", id,
                              text->size());
