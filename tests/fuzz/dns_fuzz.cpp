@@ -4,22 +4,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "fuzz/input.h"
 #include "redirectord/dns_message.h"
 #include "redirectord/name_patterns.h"
 
 using namespace redirectord;
+using fuzz::require;
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 void readQuery(std::string_view message) {
     const std::string_view question = dnsQuestionOf(message);

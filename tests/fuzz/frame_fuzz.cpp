@@ -4,26 +4,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "bus/frame.h"
 #include "bus/json_text.h"
+#include "fuzz/input.h"
 
+using fuzz::require;
 using ostrel::bus::Frame;
 using ostrel::bus::FrameReader;
-
-namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) {

@@ -4,22 +4,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
+#include "fuzz/input.h"
 #include "portald/messages.h"
 #include "portald/request_reader.h"
 #include "portald/texts.h"
 
+using fuzz::require;
 using portald::Arrival;
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 void readRequest(const std::string& bytes) {
     static portald::RequestReader reader;

@@ -3,23 +3,18 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
+#include "fuzz/input.h"
 #include "librad/authenticators.h"
 #include "librad/das_request.h"
 #include "librad/message.h"
 #include "ostrel/librad.h"
 
 using namespace ostrel::radius;
+using fuzz::require;
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 // Each reads to the last byte, so that the sanitizer sees one too many.
 void readAttributes(librad_radius_msg* msg) {
