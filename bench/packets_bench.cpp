@@ -139,7 +139,7 @@ void measureEnd(Firewalled& firewalled, Protocol protocol) {
 }
 
 void command(const std::string& words) {
-    if (!ostrel::writeModuleFile(ostrel::kShaperPath, words)) {
+    if (ostrel::writeModuleFile(ostrel::kShaperPath, words) != 0) {
         throw std::runtime_error("no shaper hears: " + words);
     }
 }

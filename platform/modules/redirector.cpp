@@ -138,7 +138,7 @@ bool Redirector::open(const Deadline& deadline) {
 
 int Redirector::issue(unsigned long number, void* argument, const Deadline& deadline) {
     if (kernel_.valid()) {
-        return ioctl(kernel_.get(), number, argument) < 0 ? -1 : 0;
+        return ioctl(kernel_.get(), number, argument) < 0 ? errno : 0;
     }
     const RequestSizes sizes = *requestSizes(number);
     if (!send(number, sizes, argument, deadline)) {
@@ -149,7 +149,7 @@ int Redirector::issue(unsigned long number, void* argument, const Deadline& dead
         return fail(EIO);
     }
     health_.good();
-    return *result == 0 ? 0 : fail(-*result);
+    return -*result;
 }
 
 bool Redirector::send(unsigned long number, const RequestSizes& sizes, const void* argument,

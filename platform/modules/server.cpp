@@ -73,7 +73,7 @@ void Health::silent() {
 void Health::trouble(const char* reason) {
     if (!troubled_) {
         troubled_ = true;
-        report(LogLevel::warning, "%s: %s; requests fail until it is back", what_, reason);
+        report(LogLevel::warning, "%s: %s; it is told everything when it is back", what_, reason);
     }
 }
 

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -17,19 +18,16 @@ using modules::Health;
 // How long to wait for a server whose backlog is full.
 constexpr std::chrono::milliseconds kConnectBound{250};
 
-void writeOnce(const char* path, int fd, const std::string& text) {
-    if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        report(LogLevel::debug, "%s: a command was not taken: %s", path, std::strerror(errno));
-    }
-}
-
 // The server that stands in for one of the files.
 class TextServer {
 public:
     TextServer(const char* path, const char* name) : path_(path), name_(name), health_(path) {}
 
-    bool write(const std::string& text) EXCLUDES(mutex_);
+    int write(const std::string& text) EXCLUDES(mutex_);
     [[nodiscard]] bool standsFor(const char* path) const { return std::strcmp(path, path_) == 0; }
+    [[nodiscard]] std::string socketPath() const {
+        return modules::serverDirectory() + "/" + name_;
+    }
 
 private:
     bool resting() EXCLUDES(mutex_);
@@ -41,24 +39,20 @@ private:
     Health health_ GUARDED_BY(mutex_);
 };
 
-bool TextServer::write(const std::string& text) {
+int TextServer::write(const std::string& text) {
     if (resting()) {
         errno = EIO;
-        return false;
+        return -1;
     }
     // Without the lock, so that other threads do not wait too.
-    const Fd fd =
-        modules::connectServer(modules::serverDirectory() + "/" + name_, Deadline(kConnectBound));
+    const Fd fd = modules::connectServer(socketPath(), Deadline(kConnectBound));
     const int error = errno;
     settle(fd.valid(), error);
     if (!fd.valid()) {
         errno = error;
-        return false;
+        return -1;
     }
-    if (send(fd.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
-        report(LogLevel::debug, "%s: a command was not taken: %s", path_, std::strerror(errno));
-    }
-    return true;
+    return send(fd.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0 ? errno : 0;
 }
 
 bool TextServer::resting() {
@@ -90,14 +84,28 @@ TextServer* serverFor(const char* path) {
 
 }  // namespace
 
-bool writeModuleFile(const char* path, const std::string& text) {
+int writeModuleFile(const char* path, const std::string& text) {
     const Fd file(open(path, O_WRONLY | O_TRUNC | O_CLOEXEC | O_NOCTTY));
     if (file.valid()) {
-        writeOnce(path, file.get(), text);
-        return true;
+        return write(file.get(), text.data(), text.size()) < 0 ? errno : 0;
     }
     TextServer* const server = errno == ENOENT ? serverFor(path) : nullptr;
-    return server != nullptr && server->write(text);
+    return server != nullptr ? server->write(text) : -1;
+}
+
+std::uint64_t moduleFileIdentity(const char* path) {
+    struct stat file {};
+    if (stat(path, &file) == 0) {
+        return file.st_ino;
+    }
+    const TextServer* const server = serverFor(path);
+    if (server == nullptr || stat(server->socketPath().c_str(), &file) != 0) {
+        return 0;
+    }
+    // A new socket may get the number of the one before.
+    return static_cast<std::uint64_t>(file.st_ino) ^
+           (static_cast<std::uint64_t>(file.st_mtim.tv_sec) << 32U) ^
+           static_cast<std::uint64_t>(file.st_mtim.tv_nsec);
 }
 
 }  // namespace ostrel

@@ -137,6 +137,11 @@ void APBDCollaborator::discardMessage(const Key& identity) {
     records_.erase(identity);
 }
 
+void APBDCollaborator::collectWhiteLists(std::set<std::string>& names) {
+    const MutexLock lock(mutex_);
+    records_.collectWhiteLists(names);
+}
+
 std::shared_ptr<ClientMessageExtractor> APBDCollaborator::getMessageExtractor() {
     const std::shared_ptr<Portal> portal = portal_.lock();
     return portal != nullptr

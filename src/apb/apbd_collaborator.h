@@ -76,6 +76,7 @@ public:
     bool confirmPresence(const ClientInformationIdentity& identity, const std::string& vap) override
         EXCLUDES(mutex_);
     void discardMessage(const ClientInformationIdentity& identity) override EXCLUDES(mutex_);
+    void collectWhiteLists(std::set<std::string>& names) override EXCLUDES(mutex_);
     std::shared_ptr<ClientMessageExtractor> getMessageExtractor() override;
     // Waits until the users of the first subscription were taken in, kPatience at most, and not at
     // all where no apbd was there to be asked.

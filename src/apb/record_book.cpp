@@ -4,6 +4,26 @@
 #include "core/quoted.h"
 
 namespace vesta {
+namespace {
+
+// Reads the text as it stands: there may be thousands of records, and nearly all of them name none.
+void collectHashes(const std::string& record, std::set<std::string>& names) {
+    const std::string key = "\"permitted-ip\"";
+    constexpr std::size_t kHashDigits = 32;
+    for (std::size_t at = record.find(key); at != std::string::npos; at = record.find(key, at)) {
+        const std::size_t begin = record.find('"', at + key.size());
+        const std::size_t end = begin == std::string::npos ? begin : record.find('"', begin + 1);
+        if (end == std::string::npos) {
+            return;
+        }
+        if (end - begin - 1 == kHashDigits) {
+            names.insert(record.substr(begin + 1, kHashDigits));
+        }
+        at = end;
+    }
+}
+
+}  // namespace
 
 APBDEntry* RecordBook::find(const Key& key) {
     const auto record = records_.find(key);
@@ -52,6 +72,12 @@ std::vector<RecordBook::Key> RecordBook::settle() {
         ++record;
     }
     return lost;
+}
+
+void RecordBook::collectWhiteLists(std::set<std::string>& names) const {
+    for (const auto& record : records_) {
+        collectHashes(record.second.text, names);
+    }
 }
 
 std::shared_ptr<MessageEntry> RecordBook::get(const Key& key) {

@@ -46,6 +46,9 @@ public:
     // The station shows itself on that VAP. False when it is known to have gone elsewhere.
     [[nodiscard]] bool confirmPresence(const Key& key, const std::string& vap);
 
+    // Adds the white lists that the records name by their hashes.
+    void collectWhiteLists(std::set<std::string>& names) const;
+
     // A copy of the station may stand where the station is not.
     void suspectCopies(const Key& key) { suspected_.insert(key); }
     void forgetCopies(const Key& key) { suspected_.erase(key); }

@@ -146,6 +146,10 @@ std::string Client::getWhiteIpListId() const {
     return id.empty() ? owner_.getWhiteIpListId() : id;
 }
 
+void Client::collectWhiteLists(std::set<std::string>& names) const {
+    sequence_->collectWhiteLists(names);
+}
+
 bool Client::checkScenarioExpire() {
     return sequence_->getCurrent()->isExpired();
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -96,6 +97,8 @@ public:
     [[nodiscard]] long getAwayTimeout() const;  // seconds
     // The scenario's white list, else the instance's default.
     [[nodiscard]] std::string getWhiteIpListId() const;
+    // Adds the names of the white lists of all its scenarios.
+    void collectWhiteLists(std::set<std::string>& names) const;
     bool checkScenarioExpire();
     // Restored from another access point, or past the first redirect scenario.
     [[nodiscard]] bool isAuthorized() const;

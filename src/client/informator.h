@@ -35,6 +35,10 @@ public:
     virtual bool informClientResetNeeded(std::shared_ptr<Client>, ClientStatisticInfo&) {
         return true;
     }
+    // The station has another IPv4 address now, or none.
+    virtual bool informClientAddressChanged(std::shared_ptr<Client>, ClientStatisticInfo&) {
+        return true;
+    }
 };
 
 }  // namespace vesta

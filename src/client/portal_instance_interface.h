@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -119,6 +120,9 @@ public:
     // here afterwards.
     virtual bool removeClientWhen(RemoveWhen condition, const ClientIdentity&,
                                   const CommandInfo&) = 0;
+
+    // Adds the names of the white lists that the instance and its stations refer to.
+    virtual void collectWhiteLists(std::set<std::string>&) const {}
 
     // Search predicates: exact comparison, the first match of a linear search wins.
     class PortalFindByInterface {

@@ -1,5 +1,6 @@
 #include "daemon/signals.h"
 
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 
 #include "core/logger.h"
 #include "daemon/pid_file.h"
+#include "modules/state_sender.h"
 #include "ostrel/log.h"
 
 namespace vesta {
@@ -34,6 +36,16 @@ const char* recordOf(int signal) {
     }
 }
 
+// What the modules shall know already is still told. No longer than a second: the interrupted
+// thread may hold a lock that the senders need, and a module may hang.
+void awaitModules() {
+    constexpr int kSteps = 50;
+    constexpr int kStepMilliseconds = 20;
+    for (int step = 0; step < kSteps && StateSender::anyBusy(); ++step) {
+        poll(nullptr, 0, kStepMilliseconds);
+    }
+}
+
 // Only async-signal-safe calls: the interrupted thread may hold the logger's lock or the heap's.
 // The other threads go on meanwhile; _exit() ends them without running any destructor.
 void endProcess(int signal) {
@@ -45,6 +57,9 @@ void endProcess(int signal) {
     }
     if ((logger().getLogLevel() & Logger::kWarningBit) != 0) {
         ostrel_log_emergency(recordOf(signal));
+    }
+    if (signal == SIGTERM || signal == SIGINT) {
+        awaitModules();
     }
     removePidFile();
     _exit(0);

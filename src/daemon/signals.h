@@ -1,7 +1,8 @@
 #pragma once
 
 // The daemon's end by signal. SIGTERM, SIGINT, SIGABRT and SIGSEGV all end it in order: one log
-// record, the PID file removed, status 0, whatever locks the interrupted thread holds. SIGHUP opens
+// record, the PID file removed, status 0, whatever locks the interrupted thread holds. The first
+// two leave a moment for what the modules are still to be told, a second at the most. SIGHUP opens
 // the log file anew, for those who move it away.
 
 namespace vesta {

@@ -1,6 +1,7 @@
 #include "inform/ostrel_wifi_auth_informator.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "client/client.h"
 #include "client/portal_instance_interface.h"
@@ -18,25 +19,37 @@ std::string untilControl(const std::string& text) {
     return {text.begin(), std::find_if(text.begin(), text.end(), isControl)};
 }
 
-void writeRecord(const Client& client, const char* key, const std::string& value) {
-    const std::string record = std::string(key) + " " + client.getInterface() + " " +
-                               client.getMacAddress() + " " + untilControl(value);
-    // A system without this driver has no such file, and nobody misses it.
-    static_cast<void>(ostrel::writeModuleFile(ostrel::kWifiAuthPath, record));
-}
-
-bool writeRefusal(const Client& client) {
-    writeRecord(client, "cp-auth-result", "0");
-    return true;
+void addRecord(std::string& records, const Client& client, const char* key,
+               const std::string& value) {
+    StateSender::addRequest(records, std::string(key) + " " + client.getInterface() + " " +
+                                         client.getMacAddress() + " " + untilControl(value));
 }
 
 }  // namespace
 
+OstrelWifiAuthInformator::OstrelWifiAuthInformator()
+    : file_("wifiAuthSender", ostrel::kWifiAuthPath) {}
+
+// The driver's refusal of a station that it does not have changes nothing.
+void OstrelWifiAuthInformator::write(const Client& client, std::string records) {
+    file_.write(client.getInterface() + " " + client.getMacAddress(), std::move(records),
+                StateSender::Kind::attempt);
+}
+
+bool OstrelWifiAuthInformator::writeRefusal(const Client& client) {
+    std::string records;
+    addRecord(records, client, "cp-auth-result", "0");
+    write(client, std::move(records));
+    return true;
+}
+
 bool OstrelWifiAuthInformator::informClientAuthenticated(std::shared_ptr<Client> client,
                                                          ClientStatisticInfo&) {
-    writeRecord(*client, "username", client->getLogin());
-    writeRecord(*client, "domain", client->getOwner().getDomain());
-    writeRecord(*client, "cp-auth-result", "1");
+    std::string records;
+    addRecord(records, *client, "username", client->getLogin());
+    addRecord(records, *client, "domain", client->getOwner().getDomain());
+    addRecord(records, *client, "cp-auth-result", "1");
+    write(*client, std::move(records));
     return true;
 }
 

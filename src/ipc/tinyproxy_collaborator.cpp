@@ -84,7 +84,7 @@ void loadWhiteLists(IWhiteAddressesListsStore& store, const std::shared_ptr<Mess
     for (const auto& entry : announcedLists(extractor, params)) {
         try {
             const std::string values = extractor.extractWhiteListValue(entry);
-            store.addWhiteList(std::make_shared<WhiteAddressesList>("", values));
+            store.addStationList(std::make_shared<WhiteAddressesList>("", values));
         } catch (const ENTRY_EXCEPTION_TYPE&) {
             logger().Warning("White list without values, don't use it\n");
         }

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "client/informator.h"
 #include "core/event_listener.h"
@@ -35,6 +36,11 @@ public:
     virtual bool insertWhiteList(std::shared_ptr<WhiteAddressesList>) = 0;
     // Empties the module of lists. False when the driver does not do so.
     virtual bool wipeWhiteLists() = 0;
+    // Takes these lists out of the module, which keeps the others. False when the driver does not
+    // do so.
+    virtual bool dropWhiteLists(const std::vector<std::string>& names) = 0;
+    // Whether the module has all that it shall have: a good moment for a drop.
+    [[nodiscard]] virtual bool isQuiet() const = 0;
 
 protected:
     StationReceiver& portal_;

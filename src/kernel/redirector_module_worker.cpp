@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "client/client.h"
 #include "core/data_parser.h"
@@ -24,13 +26,27 @@ constexpr int kMostInARow = 1000;
 // is empty for a moment in the middle of a burst.
 constexpr int kBurstGapMilliseconds = 10;
 constexpr std::int64_t kRecoverySeconds = 1;
+constexpr const char* kSenderName = "redirectorSender";
+
+RedirectorClientRecord recordOf(const Client& client) {
+    // The name's field keeps room for a terminator.
+    constexpr std::size_t kLongestName = 15;
+    return makeClientRecord(client.getMac(), client.getInterface(), client.getIpAddress(),
+                            kLongestName);
+}
+
+std::string keyOf(const RedirectorClientRecord& record) {
+    const RedirectorStationKey key = stationOf(record);
+    return {key.begin(), key.end()};
+}
 
 }  // namespace
 
 RedirectorModuleWorker::RedirectorModuleWorker(StationReceiver& portal)
     : KernelWorker(portal),
-      control_(ostrel::openRedirector()),
-      notifySocket_(ostrel::openNotifications(static_cast<std::uint32_t>(getpid()))) {
+      // In front of the sender, which tells the module whom to notify.
+      notifySocket_(ostrel::openNotifications(static_cast<std::uint32_t>(getpid()))),
+      sender_(kSenderName) {
     name_ = "redirectorModuleWorker";
     if (!notifySocket_.valid()) {
         logger().Error("%s: can't open the notifications of new stations: %s; trying again\n",
@@ -38,9 +54,6 @@ RedirectorModuleWorker::RedirectorModuleWorker(StationReceiver& portal)
     }
     logger().Debug("%s: Configure notify pid %u for redirectod\n", name_.c_str(),
                    static_cast<unsigned int>(getpid()));
-    announcePid();
-    request(RedirectorRequest::REDIRECTOR_WIPE_ALL_CLIENTS, nullptr);
-    request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
 }
 
 void RedirectorModuleWorker::start() {
@@ -124,77 +137,64 @@ void RedirectorModuleWorker::recover() {
             return;
         }
         logger().Error("%s: notifications of new stations come in again\n", name_.c_str());
-        announcePid();
+        sender_.announce();
     }
-    if (control_->renewed()) {
-        tellAgain();
-    }
-}
-
-void RedirectorModuleWorker::tellAgain() {
-    std::optional<RedirectorStationKey> last;
-    {
-        const MutexLock lock(toldMutex_);
-        logger().Warning("%s: the module is back, telling it %zu white lists and %zu stations\n",
-                         name_.c_str(), lists_.size(), stations_.size());
-        // A module that was only silent still knows stations that it should have forgotten.
-        request(RedirectorRequest::REDIRECTOR_WIPE_ALL_CLIENTS, nullptr);
-        request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
-        lists_.tellAll();
-    }
-    while (tellStationAfter(last)) {
-    }
-}
-
-bool RedirectorModuleWorker::tellStationAfter(std::optional<RedirectorStationKey>& last) {
-    const MutexLock lock(toldMutex_);
-    const auto next = last.has_value() ? stations_.upper_bound(*last) : stations_.begin();
-    if (next == stations_.end()) {
-        return false;
-    }
-    last = next->first;
-    ToldStation& station = next->second;
-    request(station.state, station.record.data());
-    if (station.listId != 0) {
-        tellStationList(station.record, station.listId);
-    }
-    return true;
 }
 
 std::string RedirectorModuleWorker::getProxyIPv4() {
-    std::array<unsigned char, 4> address{};
-    request(RedirectorRequest::REDIRECTOR_GET_PROXY_IPV4, address.data());
-    const std::string text = DataParser::castRowIpToString(address.data());
+    const std::string text = DataParser::castRowIpToString(in_addr{sender_.proxyIPv4()});
     logger().Debug("%s: Get proxy IPv4 from kernel %s\n", name_.c_str(), text.c_str());
     return text;
 }
 
 bool RedirectorModuleWorker::insertWhiteList(std::shared_ptr<WhiteAddressesList> list) {
-    const MutexLock lock(toldMutex_);
-    const std::uint32_t id = lists_.add(list);
+    std::uint32_t id = 0;
+    {
+        const MutexLock lock(listsMutex_);
+        id = lists_.add(list->getName());
+    }
     logger().Debug("%s.%s: insert white list %s to recirector with id %d\n", name_.c_str(),
                    "insertWhiteList", list->getHash().c_str(), static_cast<int>(id));
-    lists_.tell(*list, id);
+    sender_.setList(id, RedirectorWhiteLists::requestsFor(*list, id));
     return true;
 }
 
 bool RedirectorModuleWorker::wipeWhiteLists() {
     logger().Debug("%s,%d,wipe all white lists in redirector\n", "wipeWhiteLists", 368);
-    const MutexLock lock(toldMutex_);
-    lists_.clear();
-    request(RedirectorRequest::REDIRECTOR_WIPE_WHITE_LISTS, nullptr);
+    {
+        const MutexLock lock(listsMutex_);
+        lists_.clear();
+    }
+    sender_.dropLists();
+    sender_.renewLists();
     return true;
 }
 
-void RedirectorModuleWorker::setClientWhiteList(std::shared_ptr<Client> client) {
-    const std::string listName = client->getWhiteIpListId();
+bool RedirectorModuleWorker::dropWhiteLists(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        std::optional<std::uint32_t> id;
+        {
+            const MutexLock lock(listsMutex_);
+            id = lists_.remove(name);
+        }
+        if (id.has_value()) {
+            sender_.dropList(*id);
+        }
+    }
+    sender_.renewLists();
+    return true;
+}
+
+void RedirectorModuleWorker::setClientWhiteList(const Client& client,
+                                                const RedirectorClientRecord& record,
+                                                std::string& state) {
+    const std::string listName = client.getWhiteIpListId();
     if (listName.empty()) {
         logger().Warning("%s,%d,Client %s does't has any white list\n", "setClientWhiteList", 235,
-                         client->getMacAddress().c_str());
+                         client.getMacAddress().c_str());
         return;
     }
-    const RedirectorClientRecord record = recordOf(*client);
-    const MutexLock lock(toldMutex_);
+    const MutexLock lock(listsMutex_);
     const std::optional<std::uint32_t> id = lists_.idOf(listName);
     if (!id.has_value()) {
         logger().Warning("%s,%d,White list with id %s not found in redirector\n",
@@ -206,17 +206,14 @@ void RedirectorModuleWorker::setClientWhiteList(std::shared_ptr<Client> client) 
         return;
     }
     logger().Debug("%s,%d,For client %s on interface %s with list id %d\n", "setClientWhiteList",
-                   252, client->getMacAddress().c_str(), client->getInterface().c_str(),
+                   252, client.getMacAddress().c_str(), client.getInterface().c_str(),
                    static_cast<int>(*id));
-    const auto station = stations_.find(stationOf(record));
-    if (station != stations_.end()) {
-        station->second.listId = *id;
-    }
-    tellStationList(record, *id);
+    RedirectorSender::add(state, RedirectorRequest::REDIRECTOR_SET_CLIENT_WHITE_LIST,
+                          makeClientWhiteListRecord(record, *id));
 }
 
 std::string RedirectorModuleWorker::to_string() const {
-    const MutexLock lock(toldMutex_);
+    const MutexLock lock(listsMutex_);
     return lists_.to_string();
 }
 
@@ -225,7 +222,7 @@ bool RedirectorModuleWorker::informClientAuthenticated(std::shared_ptr<Client> c
     logger().Debug("%s.%s: for client %s on interface %s\n", name_.c_str(),
                    "informClientAuthenticated", client->getMacAddress().c_str(),
                    client->getInterface().c_str());
-    clientRequest(RedirectorRequest::REDIRECTOR_SET_AUTHED, *client);
+    setClient(RedirectorRequest::REDIRECTOR_SET_AUTHED, *client);
     return true;
 }
 
@@ -236,33 +233,41 @@ bool RedirectorModuleWorker::informUpdateClient(std::shared_ptr<Client>, ClientS
 bool RedirectorModuleWorker::informClientDeuthenticated(std::shared_ptr<Client> client,
                                                         ClientStatisticInfo&) {
     logClientEvent("informClientDeuthenticated", *client);
-    clientRequest(RedirectorRequest::REDIRECTOR_SET_UNAUTHED, *client);
-    // A station that lost its authorisation is back under its white list at once.
-    setClientWhiteList(client);
+    setClient(RedirectorRequest::REDIRECTOR_SET_UNAUTHED, *client);
     return true;
 }
 
 bool RedirectorModuleWorker::informClientDrop(std::shared_ptr<Client> client,
                                               ClientStatisticInfo&) {
     logClientEvent("informClientDrop", *client);
-    clientRequest(RedirectorRequest::REDIRECTOR_SET_DROP, *client);
+    setClient(RedirectorRequest::REDIRECTOR_SET_DROP, *client);
     return true;
 }
 
 bool RedirectorModuleWorker::informClientRemoved(std::shared_ptr<Client> client,
                                                  ClientStatisticInfo&) {
     logClientEvent("informClientRemoved", *client);
-    clientRequest(RedirectorRequest::REDIRECTOR_WIPE_CLIENT, *client);
+    setClient(RedirectorRequest::REDIRECTOR_WIPE_CLIENT, *client);
     return true;
 }
 
-void RedirectorModuleWorker::announcePid() {
-    std::uint32_t pid = static_cast<std::uint32_t>(getpid());
-    request(RedirectorRequest::REDIRECTOR_SET_NOTIFY_PID, &pid);
-}
-
-void RedirectorModuleWorker::request(RedirectorRequest number, void* argument) {
-    control_->request(static_cast<unsigned long>(number), argument);
+bool RedirectorModuleWorker::informClientAddressChanged(std::shared_ptr<Client> client,
+                                                        ClientStatisticInfo&) {
+    if (!sender_.knows(RedirectorSender::kStations, keyOf(recordOf(*client)))) {
+        return true;
+    }
+    switch (client->getAccessType()) {
+        case ACCESS_ALLOW:
+            setClient(RedirectorRequest::REDIRECTOR_SET_AUTHED, *client);
+            break;
+        case ACCESS_REDIRECT:
+            setClient(RedirectorRequest::REDIRECTOR_SET_UNAUTHED, *client);
+            break;
+        case ACCESS_DROP:
+            setClient(RedirectorRequest::REDIRECTOR_SET_DROP, *client);
+            break;
+    }
+    return true;
 }
 
 void RedirectorModuleWorker::logClientEvent(const char* event, const Client& client) const {
@@ -270,28 +275,17 @@ void RedirectorModuleWorker::logClientEvent(const char* event, const Client& cli
                    client.getMacAddress().c_str(), client.getInterface().c_str());
 }
 
-RedirectorClientRecord RedirectorModuleWorker::recordOf(const Client& client) {
-    // The name's field keeps room for a terminator.
-    constexpr std::size_t kLongestName = 15;
-    return makeClientRecord(client.getMac(), client.getInterface(), client.getIpAddress(),
-                            kLongestName);
-}
-
-void RedirectorModuleWorker::clientRequest(RedirectorRequest number, const Client& client) {
-    RedirectorClientRecord record = recordOf(client);
-    const MutexLock lock(toldMutex_);
-    if (number == RedirectorRequest::REDIRECTOR_WIPE_CLIENT) {
-        stations_.erase(stationOf(record));
-    } else {
-        stations_[stationOf(record)] = {number, 0, record};
+void RedirectorModuleWorker::setClient(RedirectorRequest number, const Client& client) {
+    const RedirectorClientRecord record = recordOf(client);
+    std::string state;
+    RedirectorSender::add(state, number, record);
+    if (number == RedirectorRequest::REDIRECTOR_SET_UNAUTHED) {
+        // A station that lost its authorisation is back under its white list at once.
+        setClientWhiteList(client, record, state);
     }
-    request(number, record.data());
-}
-
-void RedirectorModuleWorker::tellStationList(const RedirectorClientRecord& station,
-                                             std::uint32_t listId) {
-    RedirectorClientWhiteListRecord record = makeClientWhiteListRecord(station, listId);
-    request(RedirectorRequest::REDIRECTOR_SET_CLIENT_WHITE_LIST, record.data());
+    const bool gone = number == RedirectorRequest::REDIRECTOR_WIPE_CLIENT;
+    sender_.want(RedirectorSender::kStations, keyOf(record), std::move(state),
+                 gone ? StateSender::Kind::end : StateSender::Kind::lasting);
 }
 
 }  // namespace vesta

@@ -2,56 +2,22 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 #include "core/data_parser.h"
 #include "core/logger.h"
+#include "kernel/redirector_sender.h"
 
 namespace vesta {
+namespace {
 
-std::uint32_t RedirectorWhiteLists::add(std::shared_ptr<WhiteAddressesList> list) {
-    std::uint32_t largest = 0;
-    for (const auto& entry : lists_) {
-        largest = std::max(largest, entry.second.id);
-    }
-    const std::uint32_t id = largest + 1;
-    const std::string name = list->getName();
-    lists_.emplace(name, Told{id, std::move(list)});
-    return id;
-}
+using Strings = WhiteAddressesList::Strings;
 
-std::optional<std::uint32_t> RedirectorWhiteLists::idOf(const std::string& name) const {
-    const auto found = lists_.find(name);
-    return found != lists_.end() ? std::optional(found->second.id) : std::nullopt;
-}
-
-std::string RedirectorWhiteLists::to_string() const {
-    std::string text = "Userspace to kernelspace white lists map: ";
-    for (const auto& [name, told] : lists_) {
-        text += "\nhash = " + name + " / redirector id = " + std::to_string(told.id);
-    }
-    return text + "\n";
-}
-
-void RedirectorWhiteLists::tell(const WhiteAddressesList& list, std::uint32_t id) {
-    tellAddresses(list, id);
-    tellStrings(RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS, id, list.domain_cbegin(),
-                list.domain_cend());
-    tellStrings(RedirectorRequest::REDIRECTOR_ADD_WHITE_REGEXPS, id, list.regexp_cbegin(),
-                list.regexp_cend());
-}
-
-void RedirectorWhiteLists::tellAll() {
-    for (const auto& entry : lists_) {
-        tell(*entry.second.list, entry.second.id);
-    }
-}
-
-void RedirectorWhiteLists::tellAddresses(const WhiteAddressesList& list, std::uint32_t id) {
+void addAddresses(std::string& state, const WhiteAddressesList& list, std::uint32_t id) {
+    constexpr auto kNumber = RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS;
     AddressChunk chunk(id);
     for (auto entry = list.ip_cbegin(); entry != list.ip_cend(); ++entry) {
         if (chunk.full()) {
-            request(RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS, chunk.bytes());
+            RedirectorSender::add(state, kNumber, chunk.bytes());
             chunk.clear();
         }
         chunk.add(entry->first, entry->second);
@@ -63,13 +29,12 @@ void RedirectorWhiteLists::tellAddresses(const WhiteAddressesList& list, std::ui
         }
     }
     if (!chunk.empty()) {
-        request(RedirectorRequest::REDIRECTOR_ADD_WHITE_IPS, chunk.bytes());
+        RedirectorSender::add(state, kNumber, chunk.bytes());
     }
 }
 
-void RedirectorWhiteLists::tellStrings(RedirectorRequest number, std::uint32_t id,
-                                       WhiteAddressesList::Strings::const_iterator first,
-                                       WhiteAddressesList::Strings::const_iterator last) {
+void addStrings(std::string& state, RedirectorRequest number, std::uint32_t id,
+                Strings::const_iterator first, Strings::const_iterator last) {
     StringChunk chunk(id);
     for (auto text = first; text != last; ++text) {
         // The module reads a chunk up to the first empty text.
@@ -82,7 +47,7 @@ void RedirectorWhiteLists::tellStrings(RedirectorRequest number, std::uint32_t i
             continue;
         }
         if (!chunk.fits(*text)) {
-            request(number, chunk.bytes());
+            RedirectorSender::add(state, number, chunk.bytes());
             chunk.clear();
         }
         chunk.add(*text);
@@ -92,13 +57,48 @@ void RedirectorWhiteLists::tellStrings(RedirectorRequest number, std::uint32_t i
             static_cast<int>(RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS), text->c_str());
     }
     if (!chunk.empty()) {
-        request(number, chunk.bytes());
+        RedirectorSender::add(state, number, chunk.bytes());
     }
 }
 
-// The result is dropped, because the platform library reports a missing module.
-void RedirectorWhiteLists::request(RedirectorRequest number, RedirectorChunkBytes& chunk) {
-    module_.request(static_cast<unsigned long>(number), chunk.data());
+}  // namespace
+
+std::uint32_t RedirectorWhiteLists::add(const std::string& name) {
+    std::uint32_t largest = 0;
+    for (const auto& entry : ids_) {
+        largest = std::max(largest, entry.second);
+    }
+    ids_.emplace(name, largest + 1);
+    return largest + 1;
+}
+
+std::optional<std::uint32_t> RedirectorWhiteLists::remove(const std::string& name) {
+    const std::optional<std::uint32_t> id = idOf(name);
+    ids_.erase(name);
+    return id;
+}
+
+std::optional<std::uint32_t> RedirectorWhiteLists::idOf(const std::string& name) const {
+    const auto found = ids_.find(name);
+    return found != ids_.end() ? std::optional(found->second) : std::nullopt;
+}
+
+std::string RedirectorWhiteLists::to_string() const {
+    std::string text = "Userspace to kernelspace white lists map: ";
+    for (const auto& [name, id] : ids_) {
+        text += "\nhash = " + name + " / redirector id = " + std::to_string(id);
+    }
+    return text + "\n";
+}
+
+std::string RedirectorWhiteLists::requestsFor(const WhiteAddressesList& list, std::uint32_t id) {
+    std::string state;
+    addAddresses(state, list, id);
+    addStrings(state, RedirectorRequest::REDIRECTOR_ADD_WHITE_DOMAINS, id, list.domain_cbegin(),
+               list.domain_cend());
+    addStrings(state, RedirectorRequest::REDIRECTOR_ADD_WHITE_REGEXPS, id, list.regexp_cbegin(),
+               list.regexp_cend());
+    return state;
 }
 
 }  // namespace vesta

@@ -3,6 +3,7 @@
 // A source of client records that are kept outside the portal, and the key of such a record.
 
 #include <memory>
+#include <set>
 #include <string>
 #include <tuple>
 
@@ -57,6 +58,8 @@ public:
     virtual void awaitReady() {}
     // Called once a second: refresh from the peer.
     virtual void updateState() = 0;
+    // Adds the names of the white lists that the records may refer to.
+    virtual void collectWhiteLists(std::set<std::string>&) {}
     // How this store's records are read; null when it never has one.
     virtual std::shared_ptr<ClientMessageExtractor> getMessageExtractor() { return nullptr; }
 };

@@ -11,11 +11,15 @@
 
 namespace vesta {
 
+class ModuleFile;
+
 // The informators that serve every instance of the portal; a null one is left out.
 struct SharedInformators {
     std::shared_ptr<Informator> redirector;
     std::shared_ptr<Informator> traps;
     std::shared_ptr<Informator> wifiAuth;
+    // Through which each instance's own shaper worker writes.
+    std::shared_ptr<ModuleFile> shaperFile;
 };
 
 class Informators {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <set>
 
 #include "client/informator.h"
 #include "client/portal_instance_interface.h"
@@ -13,6 +14,7 @@
 #include "inform/trap_informator.h"
 #include "kernel/kernel_white_list_store.h"
 #include "kernel/redirector_module_worker.h"
+#include "kernel/shaper_module_worker.h"
 #include "messages/client_information_store.h"
 #include "messages/client_message_extractor.h"
 #include "messages/client_message_factory.h"
@@ -36,6 +38,8 @@ using FindBySsid = PortalInstanceInterface::PortalFindBySsid;
 constexpr int kPassMicroseconds = 1000000;
 // Without an answer of monitord for longer than this, the portal's loop checks what it can.
 constexpr int kSilenceSeconds = 5;
+// Between two looks for white lists that nobody refers to any more.
+constexpr int kListCheckSeconds = 300;
 
 // Stand in log records behind the name of the operation.
 constexpr int kKnownClientRecord = 307;
@@ -85,6 +89,7 @@ void Portal::initInterfces(const PortalConfiguration& configuration) {
     informators.redirector = redirectorWorker_;
     informators.traps = std::make_shared<TrapInformator>(ipc_);
     informators.wifiAuth = std::make_shared<OstrelWifiAuthInformator>();
+    informators.shaperFile = ShaperModuleWorker::openFile();
     configuration.forEachEnabledVap(
         [&](const auto& entry, const auto& vap) { addInstance(entry, vap, informators); });
 }
@@ -150,7 +155,25 @@ bool Portal::handle() {
     for (const Instance& instance : instances_) {
         instance->makeClientsPeriodicUpdate();
     }
+    dropUnusedLists();
     return true;
+}
+
+void Portal::dropUnusedLists() {
+    const std::int64_t now = ostrel::monotonicSeconds();
+    if (now < nextListCheck_ || !whiteListStore_->hasStationLists() ||
+        !redirectorWorker_->isQuiet()) {
+        return;
+    }
+    nextListCheck_ = now + kListCheckSeconds;
+    std::set<std::string> used;
+    for (const Instance& instance : instances_) {
+        instance->collectWhiteLists(used);
+    }
+    if (const std::shared_ptr<ClientInformationStore> store = clientStore_.lock()) {
+        store->collectWhiteLists(used);
+    }
+    whiteListStore_->dropUnused(used);
 }
 
 void Portal::responseCallback(std::vector<ClientStatisticInfo>& statistics) {

@@ -138,6 +138,9 @@ private:
     bool addRememberedClient(PortalInstanceInterface& instance, const MacAddr& mac,
                              const std::string& ip, unsigned int value);
     bool askForStatistics();
+    // Forgets the lists of stations' own that nobody refers to any more; at a quiet moment, every
+    // few minutes.
+    void dropUnusedLists();
     // What only monitord's answers drive otherwise, while there are none.
     void checkWithoutStatistics();
 
@@ -149,6 +152,7 @@ private:
     std::vector<std::shared_ptr<WhiteAddressesList>> configuredLists_;
     std::shared_ptr<InformationCollector> collector_;
     EarlyQuestions earlyQuestions_;
+    std::int64_t nextListCheck_ = 0;        // monotonic seconds; of the loop alone
     std::atomic<std::int64_t> lastAnswer_;  // monotonic seconds
     std::atomic<bool> silent_{false};       // monitord has not answered for too long
     std::weak_ptr<ClientInformationStore> clientStore_;

@@ -60,6 +60,12 @@ std::unique_ptr<Authenticator> makeAuthenticator(AUTH_MODE mode,
     return nullptr;
 }
 
+// Null where there is no shaper.
+std::shared_ptr<Informator> makeShaper(const PortalInstance::Settings& settings) {
+    const std::shared_ptr<ModuleFile>& file = settings.informators.shaperFile;
+    return file ? std::make_shared<ShaperModuleWorker>(settings.name, file) : nullptr;
+}
+
 using Dump = std::shared_ptr<MessageEntry> (Client::*)(std::shared_ptr<ClientMessageFactory>) const;
 
 // One message for each client that the factory's filter lets through.
@@ -89,8 +95,7 @@ PortalInstance::PortalInstance(const Settings& settings,
       clientFactory_(*sequences_, owner_),
       radiusWorker_(ConfigureRadiusWorker(settings)),
       authenticator_(makeAuthenticator(authModeOf(settings), radiusWorker_, owner_)),
-      stations_(Informators(radiusWorker_, std::make_shared<ShaperModuleWorker>(name_),
-                            settings.informators)),
+      stations_(Informators(radiusWorker_, makeShaper(settings), settings.informators)),
       rounds_(stations_, authenticator_.get(), ageTimeoutOf(settings)),
       whiteList_(settings.extractor->extractWhiteIpListId(settings.vap)) {}
 
@@ -261,6 +266,13 @@ bool PortalInstance::removeClientWhen(RemoveWhen condition, const ClientIdentity
     return due && stations_.end(client, command.getEndReason(), Deauth::no);
 }
 
+void PortalInstance::collectWhiteLists(std::set<std::string>& names) const {
+    names.insert(getWhiteIpListId());
+    for (const ClientPtr& client : stations_.table()) {
+        client->collectWhiteLists(names);
+    }
+}
+
 bool PortalInstance::set_auth_scenario_client(std::shared_ptr<Client> client) {
     return stations_.move(client, kAuthenticated);
 }
@@ -297,7 +309,7 @@ void PortalInstance::updateClientIp(ClientIdentity& identity, const std::string&
                    name_.c_str(), identity.to_string().c_str());
     const std::string claimed = stations_.claimAddress(client->getMac(), ip);
     if (!claimed.empty()) {
-        client->setIpAddress(claimed);
+        stations_.setAddress(client, claimed);
     }
 }
 

@@ -96,6 +96,8 @@ public:
     bool removeClientWhen(RemoveWhen condition, const ClientIdentity& identity,
                           const CommandInfo& command) override;
 
+    void collectWhiteLists(std::set<std::string>& names) const override;
+
 protected:
     using ClientPtr = Stations::ClientPtr;
 

@@ -33,9 +33,18 @@ std::string Stations::claimAddress(const MacAddr& mac, const std::string& ip) {
     if (holder && holder->getMac() != mac) {
         logger().Warning("Client %s has the address %s of client %s now\n", mac.to_string().c_str(),
                          ip.c_str(), holder->getMacAddress().c_str());
-        holder->setIpAddress("");
+        setAddress(holder, "");
     }
     return ip;
+}
+
+void Stations::setAddress(const ClientPtr& client, const std::string& ip) {
+    const bool changes = client->getIpAddress() != ip;
+    client->setIpAddress(ip);
+    if (changes) {
+        ClientStatisticInfo statistics = client->getStatistic();
+        informators_.informatorsHandle(client, statistics, &Informator::informClientAddressChanged);
+    }
 }
 
 bool Stations::move(const ClientPtr& client, const ScenarioMove& move) {

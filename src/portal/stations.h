@@ -60,6 +60,8 @@ public:
     // The address as the station `mac` may have it from now on: "" for "0.0.0.0". Another station
     // that had it has none until it is reported again.
     [[nodiscard]] std::string claimAddress(const MacAddr& mac, const std::string& ip);
+    // The station has this address from now on; the informators are told where it is another one.
+    void setAddress(const ClientPtr& client, const std::string& ip);
     // Moves the station and tells the informators of its new scenario. False when it is not here or
     // there is no scenario to enter.
     bool move(const ClientPtr& client, const ScenarioMove& move);

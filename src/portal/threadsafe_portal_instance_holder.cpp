@@ -205,4 +205,9 @@ bool ThreadsafePortalInstanceHolder::removeClientWhen(RemoveWhen condition,
     return instance_->removeClientWhen(condition, identity, command);
 }
 
+void ThreadsafePortalInstanceHolder::collectWhiteLists(std::set<std::string>& names) const {
+    const MutexLock lock(mutex_);
+    instance_->collectWhiteLists(names);
+}
+
 }  // namespace vesta

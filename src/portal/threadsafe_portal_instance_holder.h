@@ -81,6 +81,7 @@ public:
         const ClientIdentity& identity) const override EXCLUDES(mutex_);
     bool removeClientWhen(RemoveWhen condition, const ClientIdentity& identity,
                           const CommandInfo& command) override EXCLUDES(mutex_);
+    void collectWhiteLists(std::set<std::string>& names) const override EXCLUDES(mutex_);
 
 private:
     mutable Mutex mutex_;

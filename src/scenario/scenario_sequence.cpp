@@ -39,6 +39,15 @@ ScenarioSequence::ScenarioSequence(const ScenarioSequence& other) : current_(oth
                    static_cast<unsigned long>(current_));
 }
 
+void ScenarioSequence::collectWhiteLists(std::set<std::string>& names) const {
+    for (const std::shared_ptr<Scenario>& scenario : scenarios_) {
+        // Other kinds have none.
+        if (scenario->getAccessOpen() == ACCESS_REDIRECT) {
+            names.insert(scenario->getWhiteIpListId());
+        }
+    }
+}
+
 bool ScenarioSequence::appendScenarios(std::vector<std::shared_ptr<Scenario>>&) {
     logRefusal("appendScenarios");
     return false;

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,6 +33,9 @@ public:
     ScenarioSequence(const ScenarioSequence& other);
     virtual ~ScenarioSequence() = default;
     ScenarioSequence& operator=(const ScenarioSequence&) = delete;
+
+    // Adds the names of the white lists of all scenarios.
+    void collectWhiteLists(std::set<std::string>& names) const;
 
     // Four orders from outside, which a plain sequence refuses (false). This one takes scenarios
     // whose names the sequence holds already out of the caller's list, numbers the others on from

@@ -20,7 +20,7 @@ std::pair<std::string, std::string> resolvePermittedIp(IWhiteAddressesListsStore
     }
     if (!isWhiteListHash(text)) {
         const auto list = std::make_shared<WhiteAddressesList>("", text);
-        store.addWhiteList(list);
+        store.addStationList(list);
         return {list->getHash(), text};
     }
     const std::string name = store.getWhiteListNameByHash(text);

@@ -82,6 +82,11 @@ void WhiteListsHashOnlyStore::clearWhiteLists() {
     whiteListsClearReaction();
 }
 
+void WhiteListsHashOnlyStore::removeWhiteList(const std::string& name) {
+    const MutexLock lock(mutex_);
+    hashes_.erase(name);
+}
+
 std::string WhiteListsHashOnlyStore::getWhiteListNameByHash(const std::string& hash) {
     const MutexLock lock(mutex_);
     for (const auto& [name, knownHash] : hashes_) {

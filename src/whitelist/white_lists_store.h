@@ -25,6 +25,9 @@ public:
 
     // A name that is known already changes nothing and calls no reaction.
     virtual void addWhiteList(std::shared_ptr<WhiteAddressesList>) = 0;
+    // The same for a list of a station's own: the store may drop it when nobody refers to it any
+    // more.
+    virtual void addStationList(std::shared_ptr<WhiteAddressesList> list) { addWhiteList(list); }
     virtual void addWhiteLists(std::vector<std::shared_ptr<WhiteAddressesList>>&);
     // "" for an unknown name.
     virtual std::string getWhiteListHash(const std::string& name) = 0;
@@ -59,6 +62,10 @@ public:
     std::shared_ptr<WhiteAddressesList> getWhiteList(const std::string& name) override;
     void clearWhiteLists() override EXCLUDES(mutex_);
     std::string getWhiteListNameByHash(const std::string& hash) override EXCLUDES(mutex_);
+
+protected:
+    // Calls no reaction.
+    void removeWhiteList(const std::string& name) EXCLUDES(mutex_);
 
 private:
     Mutex mutex_;

@@ -23,6 +23,15 @@ public:
         return change([&] { names.clear(); });
     }
 
+    bool dropWhiteLists(const std::vector<std::string>& dropped) override {
+        return change([&] {
+            for (const std::string& name : dropped) {
+                names.erase(std::find(names.begin(), names.end(), name));
+            }
+        });
+    }
+    bool isQuiet() const override { return true; }
+
     std::vector<std::string> names;
 
 private:
@@ -62,6 +71,33 @@ TEST(KernelWhiteListStoreTest, AgreesWithTheModuleAfterChangesFromSeveralThreads
         EXPECT_EQ(std::count(worker.names.begin(), worker.names.end(), name),
                   store.getWhiteListHash(name).empty() ? 0 : 1);
     }
+}
+
+TEST(KernelWhiteListStoreTest, DropsAStationsOwnListWhenNobodyWantedItForTwoCalls) {
+    RecordingPortal portal;
+    FakeWorker worker{portal};
+    KernelWhiteListStore store{worker};
+    const auto list = [](const char* name) {
+        return std::make_shared<WhiteAddressesList>(name, "x");
+    };
+    store.addWhiteList(list("domain"));
+    store.addStationList(list("domain"));
+    EXPECT_FALSE(store.hasStationLists());
+    for (const char* name : {"own", "used", "both"}) {
+        store.addStationList(list(name));
+    }
+    store.addWhiteList(list("both"));
+    store.dropUnused({"used"});
+    store.addStationList(list("own"));
+    store.dropUnused({"used"});
+    EXPECT_EQ(worker.names.size(), 4U) << "somebody has asked for it in between";
+    store.dropUnused({"used"});
+    EXPECT_EQ(worker.names, (std::vector<std::string>{"domain", "used", "both"}));
+    EXPECT_EQ(store.getWhiteListHash("own"), "");
+    store.dropUnused({});
+    store.dropUnused({});
+    EXPECT_EQ(worker.names.size(), 2U);
+    EXPECT_FALSE(store.hasStationLists());
 }
 
 }  // namespace

@@ -32,15 +32,18 @@ public:
 
     // Ends the connection, on which something has been requested.
     void hangUp() { shutdown(server_.connection.get(), SHUT_RDWR); }
-    // The requests since the last call.
-    std::vector<std::string> take() { return requests_.take(); }
+    // The requests since the last call, once there are `count` of them.
+    std::vector<std::string> take(std::size_t count = 0) { return requests_.take(count); }
 
 private:
     void serve() {
         server_.accept();
         for (std::string request = server_.receive(); !request.empty();
              request = server_.receive()) {
-            requests_.add(request);
+            // The worker asks for the proxy when it has nothing else to do.
+            if (request != word(6)) {
+                requests_.add(request);
+            }
             server_.send(word(0) + answerTo(request));
         }
     }

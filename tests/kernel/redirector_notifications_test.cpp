@@ -38,7 +38,7 @@ protected:
         ostrel_log_set_filename(runtime.path("log").c_str());
         logger().setLogLevel(Logger::kErrorBit);
         worker = std::make_unique<RedirectorModuleWorker>(portal);
-        module->take();
+        module->take(3);
     }
     ~RedirectorNotificationsTest() override {
         logger().setLogLevel(0);
@@ -117,7 +117,7 @@ TEST_F(RedirectorNotificationsTest, ALostSocketIsReportedOnceAndOpenedAnew) {
     clock.monotonic += 1000000;
     EXPECT_TRUE(worker->handle());
     EXPECT_EQ(errors(), 2);
-    EXPECT_THAT(module->take(), ElementsAre(word(13) + word(getpid()), word(24), word(23)));
+    EXPECT_THAT(module->take(3), ElementsAre(word(13) + word(getpid()), word(24), word(23)));
     Notifier(notifyPath()).send(Notifier::station(1));
     EXPECT_TRUE(worker->handle());
     EXPECT_EQ(portal.stations.take().size(), 1U);

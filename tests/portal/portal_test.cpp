@@ -133,6 +133,9 @@ TEST_F(PortalTest, ServesOnlyEnabledVapsWithAPortal) {
 }
 
 TEST_F(PortalTest, TellsTheProxysAddressAndLoadsTheWhiteLists) {
+    // The last request of all.
+    EXPECT_TRUE(
+        events_.waitFor(apsim::Party::redirector, "add domains", {}, apsim::Milliseconds(10000)));
     EXPECT_EQ(portal_->getProxyUrl(), "http://192.168.1.1:8888/");
     const auto lists = modules_.redirector().whiteLists();
     ASSERT_EQ(lists.size(), 1U);  // the nameless and the empty one are dropped

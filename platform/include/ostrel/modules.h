@@ -28,8 +28,9 @@ class ModuleControl {
 public:
     virtual ~ModuleControl() = default;
     // Issues one request. `argument` is its record, or null when it has none; it stays the caller's
-    // and is filled when the module answers with one. 0, or -1 with errno set; EIO when a server
-    // gave no answer within one second. After a lost connection, a request first makes a new one.
+    // and is filled when the module answers with one. 0; the module's error number when it refused;
+    // -1, with errno set, when the module was not reached: EIO when a server gave no answer within
+    // one second. After a lost connection, a request first makes a new one.
     // If there ever was a request 13, the last one is sent again there, before anything else.
     virtual int request(unsigned long number, void* argument) = 0;
     // Notices a lost connection while nothing is requested, and makes a new one as request() does.
@@ -60,8 +61,13 @@ std::unique_ptr<ModuleControl> openRedirector();
 [[nodiscard]] bool notificationsReachable(const Fd& notifications, std::uint32_t processId);
 
 // Opens, writes and closes one of the text files, as one command; `path` is kShaperPath or
-// kWifiAuthPath. False, with errno set, when the file can't be opened. A failed write is not
-// reported, because the modules take or ignore a command as a whole.
-[[nodiscard]] bool writeModuleFile(const char* path, const std::string& text);
+// kWifiAuthPath. 0; the error number when the module did not take the command; -1, with errno set,
+// when the file can't be opened: ENOENT when there is neither file nor server, EIO when a server
+// took no connection.
+[[nodiscard]] int writeModuleFile(const char* path, const std::string& text);
+
+// Tells whether the module behind one of the text files is the one that was there before: a number
+// that another one does not have. 0 when there is none.
+[[nodiscard]] std::uint64_t moduleFileIdentity(const char* path);
 
 }  // namespace ostrel

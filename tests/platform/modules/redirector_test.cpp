@@ -13,9 +13,10 @@ using ostrel::testing::word;
 
 class RedirectorTest : public ostrel::testing::ModulesTest {
 protected:
-    // What errno says after a request; 0 when it went well.
+    // The module's error number, or what errno says when it was not reached; 0 when it went well.
     int ask(unsigned long number, void* argument) {
-        return control->request(number, argument) == 0 ? 0 : errno;
+        const int result = control->request(number, argument);
+        return result < 0 ? errno : result;
     }
 
     // Issues request 24, which the server takes on a new connection and answers with `answers`.

@@ -38,20 +38,20 @@ TEST_F(SocketsTest, TheOpeningClearsAwayWhatTheDeadLeftBehind) {
 TEST_F(SocketsTest, OneWritingIsOneConnectionWithOneDatagram) {
     FakeServer shaper(path("shaper"));
     for (const char* text : {"sta del main 00:11:22:33:44:55", "second\n"}) {
-        EXPECT_TRUE(writeModuleFile(kShaperPath, text));
+        EXPECT_EQ(writeModuleFile(kShaperPath, text), 0);
         EXPECT_EQ(shaper.receiveFile(), text);
     }
     // No file is made where there is no server.
-    EXPECT_FALSE(writeModuleFile(kWifiAuthPath, "x"));
+    EXPECT_EQ(writeModuleFile(kWifiAuthPath, "x"), -1);
     EXPECT_EQ(errno, ENOENT);
-    EXPECT_FALSE(writeModuleFile(path("other").c_str(), "x"));
+    EXPECT_EQ(writeModuleFile(path("other").c_str(), "x"), -1);
     EXPECT_FALSE(std::filesystem::exists(path("other")));
 }
 
 TEST_F(SocketsTest, AServerThatTakesNoMoreConnectionsIsLeftAloneForAWhile) {
     FakeServer server(path("shaper"), 0);
     int taken = 0;
-    while (taken < 10 && writeModuleFile(kShaperPath, "x")) {
+    while (taken < 10 && writeModuleFile(kShaperPath, "x") == 0) {
         ++taken;
     }
     EXPECT_EQ(errno, EIO);
@@ -59,9 +59,9 @@ TEST_F(SocketsTest, AServerThatTakesNoMoreConnectionsIsLeftAloneForAWhile) {
     for (int i = 0; i < taken; ++i) {
         server.accept();
     }
-    EXPECT_FALSE(writeModuleFile(kShaperPath, "y")) << "it was to be left alone";
+    EXPECT_EQ(writeModuleFile(kShaperPath, "y"), -1) << "it was to be left alone";
     clock.monotonic += 1000000;
-    EXPECT_TRUE(writeModuleFile(kShaperPath, "z"));
+    EXPECT_EQ(writeModuleFile(kShaperPath, "z"), 0);
     EXPECT_EQ(server.receiveFile(), "z");
 }
 
