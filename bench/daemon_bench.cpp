@@ -31,6 +31,7 @@ public:
     void idle();
     void burst();
     void worstFrame();
+    void slowModule();
     void validateIp();
     void besideADeafPeer();
     void memory();
@@ -167,6 +168,33 @@ void Measurement::burst() {
     logIn(0, kStations);
 }
 
+// Each question comes right behind a login, of which the module is to be told.
+void Measurement::slowModule() {
+    constexpr std::size_t kQuestions = 40;
+    constexpr double kMostTimesWithout = 1.1;
+    BusCaller caller;
+    std::vector<double> medians;
+    std::size_t station = 1;  // those with odd numbers have not logged in
+    for (const auto delay : {apsim::Milliseconds(0), apsim::Milliseconds(1000)}) {
+        accessPoint_.modules().answerAfter(delay);
+        std::vector<double> times;
+        for (std::size_t i = 0; i < kQuestions; ++i, station += 2) {
+            logIn(station, station + 1);
+            times.push_back(caller.ask(IPC_MODULE_VESTAD, R"({"command": "get"})").count());
+            if (times.back() < 0) {
+                throw std::runtime_error("\"get\" has no answer");
+            }
+        }
+        medians.push_back(medianOf(times));
+    }
+    accessPoint_.modules().answerAfter(apsim::Milliseconds(0));
+    printRow("\"get\" beside a module server that takes 1 s an answer / beside a quick one",
+             "at most 1.1",
+             twoDigits(medians[1] / medians[0]) + " (" + twoDigits(medians[1] * 1e-3) + " / " +
+                 twoDigits(medians[0] * 1e-3) + " ms)",
+             medians[1] <= kMostTimesWithout * medians[0]);
+}
+
 void Measurement::validateIp() {
     constexpr std::size_t kStations = 10000;
     constexpr int kQuestions = 4000;
@@ -260,6 +288,7 @@ int main(int argc, char** argv) {
         measurement.idle();
         measurement.worstFrame();
         measurement.burst();
+        measurement.slowModule();
         measurement.validateIp();
         measurement.besideADeafPeer();
         measurement.memory();

@@ -50,13 +50,14 @@ public:
 
 protected:
     Answer tell(const std::string& request, const std::string&, bool resumed) override {
+        const bool obedient = obedient_;
         told.add(request + (resumed ? " resumed" : ""));
         const MutexLock lock(mutex_);
         while (held_) {
             changed_.wait(mutex_);
         }
         errno = ENOSPC;
-        switch (obedient_ ? ' ' : request.front()) {
+        switch (obedient ? ' ' : request.front()) {
             case 'R':
                 return Answer::refused;
             case 'S':

@@ -166,7 +166,10 @@ TEST_F(PortalTest, TakesListsOfItsDomainAndPutsItsOwnBack) {
         ClientIdentity identity(MacAddr(kMac), "", "", "");
         portal_->disconnectClient(identity, CommandInfo());
         portal_->addClient(MacAddr(kMac), "10.1.0.1", 1500, "wlan0-va1");
+        const std::size_t before = events_.size();
         round({{"wlan0-va1", kMac}});
+        EXPECT_TRUE(events_.waitFor(apsim::Party::redirector, "white list", {"wlan0-va1", kMac},
+                                    apsim::Milliseconds(10000), before));
         return modules_.redirector().reaches({"wlan0-va1", kMac}, address);
     };
     const auto changeIn = [&](const char* mobilityDomain) {

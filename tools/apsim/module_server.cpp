@@ -138,7 +138,11 @@ bool ModuleServer::serve(const Connection& connection) {
     }
     const std::string datagram(buffer.data(), static_cast<std::size_t>(size));
     if (connection.file == File::redirector) {
+        if (hanging_) {
+            return true;
+        }
         const std::string answer = redirector_.handle(datagram);
+        std::this_thread::sleep_for(delay_.load());
         return send(connection.fd.get(), answer.data(), answer.size(), MSG_NOSIGNAL) >= 0;
     }
     take(connection.file, datagram);

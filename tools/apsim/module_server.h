@@ -10,6 +10,7 @@
 
 #include <poll.h>
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -49,6 +50,11 @@ public:
     ModuleServer& operator=(const ModuleServer&) = delete;
 
     [[nodiscard]] RedirectorModule& redirector() { return redirector_; }
+
+    // From now on the redirector takes its time for each answer.
+    void answerAfter(Milliseconds delay) { delay_ = delay; }
+    // Whether it hangs: what is requested of it then is lost.
+    void hang(bool hanging) { hanging_ = hanging; }
 
     // Announces a station to the daemon: queued, and sent as fast as the daemon reads; what is
     // queued while no daemon is there goes to the one that comes. `value` is the number behind the
@@ -94,6 +100,8 @@ private:
 
     EventLog& log_;
     RedirectorModule redirector_;
+    std::atomic<Milliseconds> delay_{Milliseconds(0)};
+    std::atomic<bool> hanging_{false};
     const std::string directory_;
     ostrel::Fd wake_;
 
