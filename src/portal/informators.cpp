@@ -13,14 +13,15 @@ Informators::Informators(std::shared_ptr<Informator> accounting, std::shared_ptr
     // A session starts before its first byte passes. When a station goes, this one frees its
     // accounting record: nobody behind it may ask the client for its session id.
     add(std::move(accounting));
-    // The speed limits hold before the first byte passes.
+    // The speed limits are on their way before the first byte passes: each module is told on a
+    // thread of its own.
     add(std::move(shaper));
     // Here the station's traffic begins to pass, or ends.
     add(shared.redirector);
     // The monitoring daemon is told what has been done, not what is about to be.
     add(shared.traps);
     // The Wi-Fi driver is told last of this access point's parts: it shows a station as authorised
-    // only when its traffic passes.
+    // when its traffic passes.
     add(shared.wifiAuth);
     // Behind them comes the apbd collaborator, which needs the finished portal and is added to it
     // by addClientsEventsInformator(): other access points learn of a state that holds here.
