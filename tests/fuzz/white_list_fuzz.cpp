@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 
 #include "fuzz/input.h"
+#include "kernel/redirector_records.h"
 #include "kernel/redirector_white_lists.h"
 #include "whitelist/permitted_ip.h"
 
@@ -15,10 +16,25 @@ using vesta::WhiteAddressesList;
 constexpr std::uint32_t kId = 7;
 
 // A module that reads the chunks of one list.
-class Module final : public ostrel::ModuleControl {
+class Module {
 public:
-    int request(unsigned long number, void* argument) override {
-        const auto* const chunk = static_cast<const char*>(argument);
+    // Requests as a sender has them: their sizes in front, zeroes at their ends left out.
+    void tell(const std::string& requests) {
+        for (std::size_t at = 0; at < requests.size();) {
+            const std::size_t size = word(requests.data() + at);
+            std::string chunk = requests.substr(at + 5, size - 1);
+            require(chunk.size() <= 1032);
+            chunk.resize(1032);
+            request(static_cast<std::size_t>(requests[at + 4]), chunk.data());
+            at += 4 + size;
+        }
+    }
+
+    // Addresses, domains and patterns.
+    [[nodiscard]] const std::string& told(std::size_t kind) const { return told_[kind]; }
+
+private:
+    void request(std::size_t number, const char* chunk) {
         std::string& told = told_[number - 20];
         require(word(chunk) == (told.empty() ? kId : 0));
         if (number == 20) {
@@ -33,14 +49,7 @@ public:
             }
             require(at < 1032);
         }
-        return 0;
     }
-    bool renewed() override { return false; }
-
-    // Addresses, domains and patterns.
-    [[nodiscard]] const std::string& told(std::size_t kind) const { return told_[kind]; }
-
-private:
     static std::uint32_t word(const char* bytes) {
         std::uint32_t value = 0;
         std::copy_n(bytes, sizeof value, reinterpret_cast<char*>(&value));
@@ -80,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const WhiteAddressesList list("", std::string(data, data + size).c_str());
     require(vesta::isWhiteListHash(list.getHash()) && list.getName() == list.getHash());
     Module module;
-    vesta::RedirectorWhiteLists(module).tell(list, kId);
+    module.tell(vesta::RedirectorWhiteLists::requestsFor(list, kId));
     require(module.told(0) == addressesOf(list));
     require(module.told(1) == textsOf(list.domain_cbegin(), list.domain_cend()));
     require(module.told(2) == textsOf(list.regexp_cbegin(), list.regexp_cend()));
