@@ -26,11 +26,4 @@ std::string redirectOf(std::size_t station);
 // As a browser does: redirect, page, post, and the internet's answer.
 void logIn(std::size_t station);
 
-template <typename Work>
-double millisecondsOf(Work work) {
-    const auto begin = Clock::now();
-    work();
-    return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
-}
-
 }  // namespace vesta::bench

@@ -9,7 +9,10 @@
 #include "companions/redirectord/daemon_side.h"
 #include "flows.h"
 #include "in_namespaces.h"
+#include "mac_flood.h"
+#include "median.h"
 #include "ostrel/modules.h"
+#include "process_figures.h"
 #include "table.h"
 
 namespace vesta::bench {
@@ -53,6 +56,8 @@ public:
         }
         return count;
     }
+
+    [[nodiscard]] long redirectorKiB() { return residentKiB(redirector_.process().pid()); }
 
     AccessPointNetwork net;
 
@@ -175,6 +180,39 @@ void measureSpeed(const AccessPointNetwork& net, Direction direction) {
     command("sta del " + station.device + ' ' + station.mac);
 }
 
+void measureFlood(Firewalled& firewalled) {
+    constexpr double kSpan = 5;
+    std::vector<double> connections;
+    double longestRequest = 0;
+    const long before = firewalled.redirectorKiB();
+    const ostrel::Fd server =
+        testing::serverSocket(firewalled.net.internet, SOCK_STREAM, testing::kInternet, 7778);
+    const MacFlood flood(firewalled.net.station(2));
+    const auto begin = Clock::now();
+    while (Clock::now() - begin < Seconds(kSpan)) {
+        connections.push_back(millisecondsOf([&] {
+            if (testing::connectFrom(firewalled.net.station(1).space, testing::kInternet, 7778)
+                    .error != 0) {
+                throw std::runtime_error("an admitted station is shut out by the flood");
+            }
+        }));
+        longestRequest =
+            std::max(longestRequest, millisecondsOf([&] { firewalled.tell(Request::pass, 1); }));
+        close(accept4(server.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        usleep(10'000);
+    }
+    const double rate = static_cast<double>(flood.sent()) / Seconds(Clock::now() - begin).count();
+    printRow("new MACs a second that one station makes up", "at least 100,000 arrive",
+             std::to_string(static_cast<long>(rate)), rate >= 100'000);
+    printRow("ms of an admitted station's new connection meanwhile, median", "at most 10",
+             twoDigits(medianOf(connections)), medianOf(connections) <= 10);
+    printRow("ms of a request of vestad meanwhile, longest", "at most 100",
+             twoDigits(longestRequest), longestRequest <= 100);
+    const long grown = firewalled.redirectorKiB() - before;
+    printRow("KiB that redirectord grows by it", "at most 8,192", std::to_string(grown),
+             grown <= 8192);
+}
+
 void measure() {
     const testing::RuntimeDirectory runtime;
     const AccessPointNetwork bare(Layout::routed, 1);
@@ -201,6 +239,7 @@ void measure() {
     measureSpeed(firewalled.net, Direction::fromStation);
     // The queues of the limits stay.
     compareThroughput(firewalled, bare, "on devices with limits");
+    measureFlood(firewalled);
 }
 
 }  // namespace
