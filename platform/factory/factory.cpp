@@ -2,6 +2,7 @@
 
 #include <json-c/json.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -45,19 +46,26 @@ bool readFile(const std::string& path, std::string& text) {
     return text.size() <= kMaxFileBytes;
 }
 
+bool isControl(char c) {
+    return static_cast<unsigned char>(c) < ' ';
+}
+
 // Takes one text of the file; `value` stays as it is when the file has none. False when the value
-// in the file is no text.
+// in the file is no text, or has a control character: the text goes into records of one line.
 bool takeText(const std::string& path, json_object* object, const char* key, std::string& value) {
     json_object* member = nullptr;
     if (!json_object_object_get_ex(object, key, &member) || member == nullptr) {
         return true;
     }
-    if (!json_object_is_type(member, json_type_string)) {
-        ostrel::report(LogLevel::error, "factory data %s: \"%s\" is not a text", path.c_str(), key);
+    const char* const text = json_object_get_string(member);
+    const char* const end = text + json_object_get_string_len(member);
+    if (!json_object_is_type(member, json_type_string) || std::any_of(text, end, isControl)) {
+        ostrel::report(LogLevel::error, "factory data %s: \"%s\" is not a line of text",
+                       path.c_str(), key);
         return false;
     }
-    if (json_object_get_string_len(member) > 0) {
-        value = json_object_get_string(member);
+    if (text != end) {
+        value = text;
     }
     return true;
 }

@@ -57,9 +57,9 @@ TEST_F(FactoryTest, AGarbledFileIsNamedAndTheMachineServes) {
         {"", "not a JSON object"},
         {"[1]", "not a JSON object"},
         {R"({"device-name": "x", "mac": )", "not a JSON object"},
-        {R"({"device-name": "x", "serial-number": 7})", "\"serial-number\" is not a text"},
+        {R"({"device-name": "x", "serial-number": 7})", "\"serial-number\" is not a line of text"},
         {R"({"device-name": "x", "mac": "aa:bb"})", "\"mac\" is not a hardware address: aa:bb"},
-        {R"({"device-name": "x", "mac2": true})", "\"mac2\" is not a text"},
+        {R"({"device-name": "x", "mac2": true})", "\"mac2\" is not a line of text"},
         {std::string(70000, ' ') + "{}", "can't be read"},
     };
     for (const auto& garbled : cases) {
