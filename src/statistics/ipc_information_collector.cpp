@@ -116,7 +116,8 @@ struct Request {
 
 bool OpenQuestions::open(std::int64_t now) {
     const MutexLock lock(mutex_);
-    const bool owesForLong = !times_.empty() && now - *times_.begin() >= kPatience;
+    const bool owesForLong =
+        !times_.empty() && now - std::max(*times_.begin(), heardAt_) >= kPatience;
     const bool enough =
         owesForLong ? now - *times_.rbegin() < kPatience : times_.size() >= kMostUnderWay;
     if (!enough) {
@@ -128,6 +129,11 @@ bool OpenQuestions::open(std::int64_t now) {
 void OpenQuestions::close(std::int64_t time) {
     const MutexLock lock(mutex_);
     times_.erase(times_.find(time));
+}
+
+void OpenQuestions::hear(std::int64_t now) {
+    const MutexLock lock(mutex_);
+    heardAt_ = now;
 }
 
 IPCInformationCollector::IPCInformationCollector(std::shared_ptr<IpcInterface> ipc)
@@ -143,6 +149,9 @@ void IPCInformationCollector::getClientsInformation(InformationCaller* caller) {
     JsonEntry request(kRequest);
     const auto state = std::make_shared<Request>(open_, now);
     const auto callback = [state](void* response, void* context, int status) {
+        if (response != nullptr) {
+            state->open->hear(ostrel::clock().monotonicMicroseconds());
+        }
         ipcResponseCallback(response, context, status, state->gathered);
     };
     // One that could not be sent is asked again with the next round.

@@ -23,10 +23,13 @@ public:
     [[nodiscard]] bool open(std::int64_t now) EXCLUDES(mutex_);
     // The request made at `time` waits no more.
     void close(std::int64_t time) EXCLUDES(mutex_);
+    // Something of an answer has come: whoever is slow is not asked more for it.
+    void hear(std::int64_t now) EXCLUDES(mutex_);
 
 private:
     Mutex mutex_;
     std::multiset<std::int64_t> times_ GUARDED_BY(mutex_);
+    std::int64_t heardAt_ GUARDED_BY(mutex_) = 0;
 };
 
 // The stations that the frames of one answer have told so far.
@@ -40,8 +43,8 @@ public:
     explicit IPCInformationCollector(std::shared_ptr<IpcInterface> ipc);
 
     // Does nothing while three requests are unanswered: a peer that has fallen behind is not asked
-    // more. One that owes an answer for two seconds or longer is asked every two seconds, since it
-    // may have begun anew. `caller` must outlive the bus.
+    // more. One that owes an answer and has said nothing for two seconds or longer is asked every
+    // two seconds, since it may have begun anew. `caller` must outlive the bus.
     void getClientsInformation(InformationCaller* caller) override;
 
     // `response` is a frame of the answer as a json_object*, or null when none came in time;

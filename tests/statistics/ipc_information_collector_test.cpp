@@ -88,6 +88,17 @@ TEST_F(CollectorTest, AsksEveryTwoSecondsWhereAnAnswerIsOwed) {
     EXPECT_EQ(asked, "30101010");
 }
 
+// To ask more of one that is slow would only make it slower.
+TEST(OpenQuestions, AreNoMoreWhereAnAnswerIsStillComing) {
+    OpenQuestions questions;
+    for (const bool asked : {true, true, true, false}) {
+        EXPECT_EQ(questions.open(0), asked);
+    }
+    questions.hear(1500000);
+    EXPECT_FALSE(questions.open(3499999));
+    EXPECT_TRUE(questions.open(3500000));
+}
+
 TEST_F(BusTest, ARequestThatCouldNotBeSentDoesNotCountAndAMissingAnswerIsNotTold) {
     RecordingCaller caller;
     IPCInformationCollector collector(ipc);

@@ -12,8 +12,8 @@
 
 namespace apsim {
 
-// One answer of monitord with this many stations stays within the 16 MiB of a frame.
-inline constexpr std::size_t kMostStations = 50000;
+// As many as one instance of vestad takes.
+inline constexpr std::size_t kMostStations = 65536;
 
 struct LoadOptions {
     std::size_t stations = 1000;     // at most kMostStations
