@@ -64,18 +64,6 @@ TEST(DnsQuery, goes_out_only_when_it_is_one_plain_question) {
     EXPECT_EQ(dnsErrorAnswer(good, DnsError::format), "\x00\x07\x81\x01"s + std::string(8, '\0'));
 }
 
-TEST(DnsAnswerMatch, wants_the_question_that_was_asked) {
-    const std::string query = dns::query(7, "www.Example.org");
-    const std::string_view asked = dnsQuestionOf(query);
-    const std::string right = dns::question("WWW.example.org");
-    EXPECT_TRUE(answersQuestion(dns::answer(7, right, {}), asked));
-    EXPECT_FALSE(answersQuestion(dns::answer(7, right, {}, 0x0100), asked)) << "a query";
-    EXPECT_FALSE(answersQuestion(dns::answer(7, dns::question("www.example.net"), {}), asked));
-    EXPECT_FALSE(answersQuestion(dns::answer(7, dns::question("www.example.org", 28), {}), asked));
-    EXPECT_FALSE(answersQuestion(right.substr(0, 5), asked));
-    EXPECT_FALSE(answersQuestion("", asked));
-}
-
 struct Read {
     std::vector<std::string> names;
     std::vector<std::string> addresses;  // with their TTL

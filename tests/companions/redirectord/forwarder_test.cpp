@@ -136,8 +136,11 @@ TEST_F(ForwarderTest, believes_only_the_server_that_was_asked) {
     sendTo(servers_[0], asked.from, wrongId);
     sendTo(servers_[0], asked.from,
            dns::answer(dnsIdOf(good), dns::question("www.example.net"), {}));
+    sendTo(servers_[0], asked.from,
+           dns::answer(dnsIdOf(good), dns::question("www.example.org", dns::kAaaa), {}));
     sendTo(servers_[0], asked.from, asked.bytes);
     sendTo(servers_[0], asked.from, "");
+    sendTo(servers_[0], asked.from, good.substr(0, 17));
     const std::string forged = good + "forged";
     const ostrel::Fd forger = udp("127.0.0.2", 5353, true);
     sendto(forger.get(), forged.data(), forged.size(), 0, asked.from.get(), asked.from.size);
