@@ -7,15 +7,19 @@
 namespace vesta {
 
 void KernelWhiteListStore::addWhiteList(std::shared_ptr<WhiteAddressesList> list) {
-    const MutexLock lock(changes_);
-    unused_.erase(list->getName());
-    WhiteListsHashOnlyStore::addWhiteList(list);
+    add(list, false);
 }
 
 void KernelWhiteListStore::addStationList(std::shared_ptr<WhiteAddressesList> list) {
+    add(list, true);
+}
+
+void KernelWhiteListStore::add(const std::shared_ptr<WhiteAddressesList>& list, bool ofStation) {
     const MutexLock lock(changes_);
     const std::string& name = list->getName();
-    if (getWhiteListHash(name).empty() || unused_.count(name) != 0) {
+    if (!ofStation) {
+        unused_.erase(name);
+    } else if (getWhiteListHash(name).empty() || unused_.count(name) != 0) {
         unused_[name] = 0;
     }
     WhiteListsHashOnlyStore::addWhiteList(list);

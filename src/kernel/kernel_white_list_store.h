@@ -38,6 +38,8 @@ public:
     void whiteListsClearReaction() override;
 
 private:
+    void add(const std::shared_ptr<WhiteAddressesList>& list, bool ofStation) EXCLUDES(changes_);
+
     Mutex changes_;
     // The lists of stations' own by name, and for how many calls nobody wanted them.
     std::map<std::string, int> unused_ GUARDED_BY(changes_);

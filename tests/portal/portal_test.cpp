@@ -189,5 +189,33 @@ TEST_F(PortalTest, TakesListsOfItsDomainAndPutsItsOwnBack) {
     EXPECT_TRUE(reachesAfterConnecting("10.0.0.1"));
 }
 
+TEST_F(PortalTest, ForgetsAStationsOwnListThatNobodyRefersToAnyMore) {
+    const auto store = portal_->getWhiteListStore();
+    const auto announce = [&](const char* values) {
+        const auto list = std::make_shared<WhiteAddressesList>("", values);
+        store->addStationList(list);
+        return list->getName();
+    };
+    const std::string used = announce("192.0.2.1");
+    const std::string unused = announce("192.0.2.2");
+    portal_->updatePortalInstance(
+        std::make_shared<JsonEntry>(
+            R"({"ssid": "Guest", "captive-portal": {"default-white-list": ")" + used + "\"}}"),
+        std::make_shared<ConfigInstanceMessageExtractor>(store, "hall"));
+    const auto listsInTheModule = [this] { return modules_.redirector().whiteLists().size(); };
+    EXPECT_TRUE(
+        events_.waitUntil([&] { return listsInTheModule() == 3; }, apsim::Milliseconds(10000)));
+    // Only a quiet moment is a good one.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!store->getWhiteListHash(unused).empty() && std::chrono::steady_clock::now() < end) {
+        clock_.advanceSeconds(300);
+        portal_->handle();
+    }
+    EXPECT_EQ(store->getWhiteListHash(unused), "");
+    EXPECT_EQ(store->getWhiteListHash(used), used);
+    EXPECT_TRUE(
+        events_.waitUntil([&] { return listsInTheModule() == 2; }, apsim::Milliseconds(10000)));
+}
+
 }  // namespace
 }  // namespace vesta
