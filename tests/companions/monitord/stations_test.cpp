@@ -163,7 +163,7 @@ TEST_F(StationsTest, TheAnswerOfTheMostStationsFitsIntoOneFrame) {
                       static_cast<std::uint8_t>(i >> 16),
                       static_cast<std::uint8_t>(i >> 8),
                       static_cast<std::uint8_t>(i)};
-        sample.up.push_back({StationKey("wlan0-abcdefghi", mac), most});
+        sample.up.push_back({StationKey("wlan0-abcdefghi", mac), {most, most.packets}});
         sample.down.push_back(sample.up.back());
     }
     stations.takeCounters(sample, kStart);
