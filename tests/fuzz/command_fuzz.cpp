@@ -33,7 +33,9 @@ struct Station {
 constexpr Station kStations[] = {{"wlan0-va1", "02:00:00:00:00:01", "10.0.0.1"},
                                  {"wlan0-va2", "02:00:00:00:00:02", "10.0.0.2"}};
 
-class Commands final : public Outside<vesta::testing::PortalFixture> {
+// The clock is a base, so that it outlives the threads of the bus.
+class Commands final : private vesta::testing::FakeClock,
+                       public Outside<vesta::testing::PortalFixture> {
 public:
     Commands()
         : Outside(vesta::testing::vapText("wlan0-va1", "Guest", "local") + "," +
@@ -80,7 +82,7 @@ private:
                 json_object_to_json_string(member(request, "context")));
     }
     void passSecond(std::uint64_t bytes) {
-        clock_.advanceSeconds(1);
+        advanceSeconds(1);
         std::vector<vesta::ClientStatisticInfo> statistics;
         for (const auto& [interface, mac, ip] : kStations) {
             statistics.emplace_back(interface, vesta::MacAddr(mac), bytes << 20, bytes, 0, 0, 0, 0,
@@ -96,7 +98,6 @@ private:
         portal_->clearWhiteIPLists();
     }
 
-    vesta::testing::FakeClock clock_;
     vesta::testing::BusPeer peer_{
         static_cast<ipc_module_t>(77),
         {"get-redirect-params-response", "validate-ip-response", "validate-response",

@@ -20,7 +20,9 @@ std::string vapText() {
     return text.insert(text.size() - 2, vesta::testing::radiusObject(1812, 1813));
 }
 
-class Requests final : public Outside<vesta::testing::PortalFixture> {
+// The clock is a base, so that it outlives the threads of the bus.
+class Requests final : private vesta::testing::FakeClock,
+                       public Outside<vesta::testing::PortalFixture> {
 public:
     Requests() : Outside(vapText()) {
         // The loop is driven here.
@@ -28,7 +30,7 @@ public:
     }
 
     void play(Pieces& input) {
-        clock_.monotonic += 301 * ostrel::testing::kSecond;  // an answer is remembered for 300 s
+        monotonic += 301 * ostrel::testing::kSecond;  // an answer is remembered for 300 s
         connect(kMac, "10.0.0.1");
         const bool isSigned = input.byte() % 4 != 0;
         const std::uint8_t code = input.byte();
@@ -59,7 +61,6 @@ private:
                              ostrel::testing::toHex(request.data() + 20, attributes.size()));
     }
 
-    vesta::testing::FakeClock clock_;
     ostrel::testing::Peer peer_;
     vesta::RadiusDasHandler server_{portal_, 0};
 };

@@ -18,7 +18,9 @@ constexpr const char* kScenarios =
        {"access-type": "allow", "name": "guest", "deauth-scenario": "", "traffic-limit": 5000,
         "expire-time": 4, "max-session-time": 6, "away-timeout": 3})";
 
-class Answers final : public Outside<vesta::testing::PortalFixture>,
+// The clock is a base, so that it outlives the threads of the bus.
+class Answers final : private vesta::testing::FakeClock,
+                      public Outside<vesta::testing::PortalFixture>,
                       private vesta::InformationCaller {
 public:
     Answers() : Outside(vesta::testing::vapText("wlan0-va1", "Guest", "local", kScenarios)) {}
@@ -38,7 +40,7 @@ public:
             if (!more) {
                 gathered = {};
             }
-            clock_.advanceSeconds(1);
+            advanceSeconds(1);
             require(!isAdmitted(*portal_, kOutside));
         }
         for (const char* const mac : {kOutside, kInside}) {
@@ -54,8 +56,6 @@ private:
         }
         portal_->responseCallback(statistics);
     }
-
-    vesta::testing::FakeClock clock_;
 };
 
 }  // namespace
