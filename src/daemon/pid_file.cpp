@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <stdexcept>
 #include <string>
 
 #include "core/logger.h"
@@ -56,10 +55,6 @@ bool takeFile() {
             return false;
         }
         if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-            if (errno == EWOULDBLOCK) {
-                throw std::runtime_error(std::string("another vestad is running: it holds ") +
-                                         kPath);
-            }
             return false;
         }
         // Else its last owner has removed it between our opening and locking it.
@@ -76,7 +71,12 @@ bool takeFile() {
 }  // namespace
 
 void writePidFile() {
-    if (!takeFile()) {
+    if (takeFile()) {
+        return;
+    }
+    if (errno == EWOULDBLOCK) {
+        logger().Warning("PID-file(%s) is another vestad's, going on without one\n", kPath);
+    } else {
         logger().Error("could not create PID-file(%s): %s\n", kPath, std::strerror(errno));
     }
 }

@@ -21,8 +21,8 @@ namespace vesta {
 class IPCEventListener final : public VestaEventListener {
 public:
     // A frame of an answer that can be divided has at most so many bytes. Then it is also within
-    // what the bus takes of values.
-    static constexpr std::size_t kFrameBytes = std::size_t{4} << 20U;
+    // the 500,000 values that a frame may have: each takes more than 20 bytes.
+    static constexpr std::size_t kFrameBytes = std::size_t{8} << 20U;
 
     IPCEventListener(std::shared_ptr<Portal> portal, std::shared_ptr<APBDCollaborator> apbd,
                      std::shared_ptr<IpcInterface> ipc, std::size_t frameBytes = kFrameBytes);
