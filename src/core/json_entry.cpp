@@ -131,6 +131,11 @@ void* JsonEntry::getRowMessage() {
     return node_;
 }
 
+void* JsonEntry::shareRowMessage() {
+    shared_ = true;
+    return json_object_get(node_);
+}
+
 void JsonEntry::insertBoolValue(const char* key, bool value) {
     addMember(key, json_object_new_boolean(value ? 1 : 0));
 }
@@ -216,12 +221,9 @@ json_object* JsonEntry::shareNode(MessageEntry* source) {
     if (source == nullptr) {
         return nullptr;
     }
-    auto* const entry = dynamic_cast<JsonEntry*>(source);
-    if (entry == nullptr) {
-        return parse(source->getStringRepresentation());
-    }
-    entry->shared_ = true;
-    return json_object_get(entry->node_);
+    void* const node = source->shareRowMessage();
+    return node != nullptr ? static_cast<json_object*>(node)
+                           : parse(source->getStringRepresentation());
 }
 
 void JsonEntry::addMember(const char* key, json_object* value) {

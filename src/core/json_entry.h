@@ -41,6 +41,7 @@ public:
     std::vector<std::shared_ptr<MessageEntry>> getArrayValue() override;
     const char* getStringRepresentation() override;
     void* getRowMessage() override;
+    void* shareRowMessage() override;
     void insertBoolValue(const char* key, bool value) override;
     void insertDoubleValue(const char* key, double value) override;
     void insertIntValue(const char* key, int value) override;

@@ -42,6 +42,9 @@ public:
     virtual const char* getStringRepresentation() { return ""; }
     // The underlying json-c node, without a reference, for reading until the entry is changed.
     virtual void* getRowMessage() { return nullptr; }
+    // The same node with a reference, to stand in another tree too: from now on this entry copies
+    // it before a change. Null where there is none to share.
+    virtual void* shareRowMessage() { return nullptr; }
 
     // An inserter adds or replaces a member of this entry. It throws ENTRY_WRONG_TYPE when the
     // entry is no object, and ENTRY_NOT_FOUND when it is empty.
