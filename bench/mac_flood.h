@@ -13,7 +13,8 @@ namespace vesta::bench {
 
 class MacFlood {
 public:
-    // Sends broadcasts of IPv4 from the station's device, as fast as that takes them, until the end.
+    // Sends broadcasts of IPv4 from the station's device, as fast as that takes them, until the
+    // end.
     explicit MacFlood(const testing::SimulatedStation& station);
     ~MacFlood();
     MacFlood(const MacFlood&) = delete;
