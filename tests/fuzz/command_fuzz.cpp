@@ -33,13 +33,12 @@ struct Station {
 constexpr Station kStations[] = {{"wlan0-va1", "02:00:00:00:00:01", "10.0.0.1"},
                                  {"wlan0-va2", "02:00:00:00:00:02", "10.0.0.2"}};
 
-// The clock is a base, so that it outlives the threads of the bus.
-class Commands final : private vesta::testing::FakeClock,
-                       public Outside<vesta::testing::PortalFixture> {
+class Commands final : public Outside<vesta::testing::PortalFixture> {
 public:
-    Commands()
+    explicit Commands(vesta::testing::FakeClock& clock)
         : Outside(vesta::testing::vapText("wlan0-va1", "Guest", "local") + "," +
-                  vesta::testing::vapText("wlan0-va2", "Staff", "portal")) {
+                  vesta::testing::vapText("wlan0-va2", "Staff", "portal")),
+          clock_(clock) {
         listener_.run();
     }
     ~Commands() override {
@@ -82,7 +81,7 @@ private:
                 json_object_to_json_string(member(request, "context")));
     }
     void passSecond(std::uint64_t bytes) {
-        advanceSeconds(1);
+        clock_.advanceSeconds(1);
         std::vector<vesta::ClientStatisticInfo> statistics;
         for (const auto& [interface, mac, ip] : kStations) {
             statistics.emplace_back(interface, vesta::MacAddr(mac), bytes << 20, bytes, 0, 0, 0, 0,
@@ -98,6 +97,7 @@ private:
         portal_->clearWhiteIPLists();
     }
 
+    vesta::testing::FakeClock& clock_;
     vesta::testing::BusPeer peer_{
         static_cast<ipc_module_t>(77),
         {"get-redirect-params-response", "validate-ip-response", "validate-response",
@@ -107,7 +107,8 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static Commands commands;
+    static vesta::testing::FakeClock clock;
+    static Commands commands(clock);
     commands.play(linesOf(data, size));
     return 0;
 }

@@ -20,17 +20,15 @@ std::string vapText() {
     return text.insert(text.size() - 2, vesta::testing::radiusObject(1812, 1813));
 }
 
-// The clock is a base, so that it outlives the threads of the bus.
-class Requests final : private vesta::testing::FakeClock,
-                       public Outside<vesta::testing::PortalFixture> {
+class Requests final : public Outside<vesta::testing::PortalFixture> {
 public:
-    Requests() : Outside(vapText()) {
+    explicit Requests(vesta::testing::FakeClock& clock) : Outside(vapText()), clock_(clock) {
         // The loop is driven here.
         vesta::Singleton<vesta::RadiusListener>::getInstance().stop();
     }
 
     void play(Pieces& input) {
-        monotonic += 301 * ostrel::testing::kSecond;  // an answer is remembered for 300 s
+        clock_.monotonic += 301 * ostrel::testing::kSecond;  // an answer is remembered for 300 s
         connect(kMac, "10.0.0.1");
         const bool isSigned = input.byte() % 4 != 0;
         const std::uint8_t code = input.byte();
@@ -62,13 +60,15 @@ private:
     }
 
     ostrel::testing::Peer peer_;
+    vesta::testing::FakeClock& clock_;
     vesta::RadiusDasHandler server_{portal_, 0};
 };
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static Requests requests;
+    static vesta::testing::FakeClock clock;
+    static Requests requests(clock);
     for (Pieces pieces(data, size); !pieces.empty();) {
         requests.play(pieces);
     }

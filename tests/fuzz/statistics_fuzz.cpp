@@ -18,12 +18,12 @@ constexpr const char* kScenarios =
        {"access-type": "allow", "name": "guest", "deauth-scenario": "", "traffic-limit": 5000,
         "expire-time": 4, "max-session-time": 6, "away-timeout": 3})";
 
-// The clock is a base, so that it outlives the threads of the bus.
-class Answers final : private vesta::testing::FakeClock,
-                      public Outside<vesta::testing::PortalFixture>,
+class Answers final : public Outside<vesta::testing::PortalFixture>,
                       private vesta::InformationCaller {
 public:
-    Answers() : Outside(vesta::testing::vapText("wlan0-va1", "Guest", "local", kScenarios)) {}
+    explicit Answers(vesta::testing::FakeClock& clock)
+        : Outside(vesta::testing::vapText("wlan0-va1", "Guest", "local", kScenarios)),
+          clock_(clock) {}
 
     void play(const std::vector<std::string>& lines) {
         connect(kOutside, "10.0.0.1");
@@ -40,7 +40,7 @@ public:
             if (!more) {
                 gathered = {};
             }
-            advanceSeconds(1);
+            clock_.advanceSeconds(1);
             require(!isAdmitted(*portal_, kOutside));
         }
         for (const char* const mac : {kOutside, kInside}) {
@@ -56,12 +56,15 @@ private:
         }
         portal_->responseCallback(statistics);
     }
+
+    vesta::testing::FakeClock& clock_;
 };
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static Answers answers;
+    static vesta::testing::FakeClock clock;
+    static Answers answers(clock);
     answers.play(linesOf(data, size));
     return 0;
 }
