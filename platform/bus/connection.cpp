@@ -89,6 +89,11 @@ bool Connection::takesAnswers() const {
     return queue_.empty() || condemned_;
 }
 
+bool Connection::abandoned() const {
+    MutexLock lock(mutex_);
+    return abandoned_;
+}
+
 Connection::Read Connection::read(std::vector<char>& buffer, std::vector<Frame>& frames) {
     const ssize_t count = recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (count < 0) {
@@ -167,6 +172,7 @@ void Connection::close() {
     letGo(held_);
     counts_ = false;
     socket_.reset();
+    abandoned_ = abandoned_ || !queue_.empty();
     queue_.clear();
 }
 
@@ -192,9 +198,11 @@ Connection::Written Connection::writeSome(std::string_view bytes, std::size_t& w
     return Written::all;
 }
 
-// The peer reads no more, but what it sent before must still be read and handled.
+// The peer reads no more. What it sent before must still be read and handled, but for what waited
+// behind answers that it did not read.
 void Connection::breakOutput() {
     outputBroken_ = true;
+    abandoned_ = abandoned_ || !queue_.empty();
     queue_.clear();
     letGo(queuedBytes_);
     queuedBytes_ = 0;

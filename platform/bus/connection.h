@@ -53,6 +53,8 @@ public:
 
     // The peer has read what it was sent, or will never read it.
     [[nodiscard]] bool takesAnswers() const EXCLUDES(mutex_);
+    // The peer went while answers waited for it: what else it asked needs none.
+    [[nodiscard]] bool abandoned() const EXCLUDES(mutex_);
 
     enum class Read { frames, nothing, ended, failed, unreadable };
     // Reads what has arrived into `buffer` and appends the frames that it completes. `ended`: the
@@ -121,6 +123,7 @@ private:
     bool paused_ GUARDED_BY(mutex_) = false;
     bool inputEnded_ GUARDED_BY(mutex_) = false;
     bool outputBroken_ GUARDED_BY(mutex_) = false;
+    bool abandoned_ GUARDED_BY(mutex_) = false;
     bool condemned_ GUARDED_BY(mutex_) = false;
     bool started_ GUARDED_BY(mutex_) = false;
     bool registered_ GUARDED_BY(mutex_) = false;

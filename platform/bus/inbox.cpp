@@ -13,6 +13,11 @@ bool mayBeHandled(const Arrival& arrival) {
     return arrival.frame.sender == IPC_MODULE_APBD || arrival.from->takesAnswers();
 }
 
+// Of a peer that went without reading its answers. It may have left thousands of questions.
+bool isPointless(const Arrival& arrival) {
+    return arrival.frame.sender != IPC_MODULE_APBD && arrival.from->abandoned();
+}
+
 }  // namespace
 
 void Inbox::push(Arrival arrival) {
@@ -72,6 +77,7 @@ std::list<Inbox::Lane>::iterator Inbox::laneOf(const Arrival& arrival) {
 }
 
 bool Inbox::takeInTurn(Arrival& arrival) {
+    lanes_.remove_if([](const Lane& lane) { return isPointless(lane.front()); });
     const auto lane = std::find_if(lanes_.begin(), lanes_.end(),
                                    [](const Lane& each) { return mayBeHandled(each.front()); });
     if (lane == lanes_.end()) {
