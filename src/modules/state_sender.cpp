@@ -56,6 +56,7 @@ void StateSender::want(Group group, const std::string& key, std::string state, K
     }
     Item& item = all.items[key];
     item.state = std::move(state);
+    item.state.shrink_to_fit();  // it stays as long as the station
     item.taken = 0;
     item.kind = kind;
     queue(all, key, item);
