@@ -107,8 +107,5 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static vesta::testing::FakeClock clock;
-    static Commands commands(clock);
-    commands.play(linesOf(data, size));
-    return 0;
+    return playLines<Commands>(data, size);
 }

@@ -10,11 +10,13 @@
 
 #include "core/json_entry.h"
 #include "core/logger.h"
+#include "fuzz/input.h"
 #include "fuzz/message.h"
 #include "messages/dump_dialect.h"
 #include "ostrel/log.h"
 #include "portal/portal.h"
 #include "station/client_identity.h"
+#include "support/fake_clock.h"
 
 namespace fuzz {
 
@@ -32,6 +34,15 @@ protected:
 private:
     void TestBody() override {}
 };
+
+// Plays the input's lines to the one target, which is made of a clock that outlives its threads.
+template <class Target>
+int playLines(const std::uint8_t* data, std::size_t size) {
+    static vesta::testing::FakeClock clock;
+    static Target target(clock);
+    target.play(linesOf(data, size));
+    return 0;
+}
 
 inline bool isAdmitted(const vesta::Portal& portal, const std::string& mac) {
     const auto station = portal.dumpClientToMessage(

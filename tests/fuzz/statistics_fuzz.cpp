@@ -63,8 +63,5 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static vesta::testing::FakeClock clock;
-    static Answers answers(clock);
-    answers.play(linesOf(data, size));
-    return 0;
+    return playLines<Answers>(data, size);
 }
